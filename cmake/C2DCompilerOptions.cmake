@@ -1,0 +1,15 @@
+# Warning and sanitizer flags for every target of the project, kept in one place.
+
+add_library(c2d_options INTERFACE)
+target_compile_options(c2d_options INTERFACE
+  $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wpointer-arith>)
+if(C2D_WERROR)
+  target_compile_options(c2d_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
+endif()
+
+if(C2D_SANITIZE)
+  set(C2D_SANITIZER_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all
+      -fno-omit-frame-pointer)
+  add_compile_options(${C2D_SANITIZER_FLAGS})
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,19 @@
+// RAII for malloc'd scratch memory inside the library.
+#ifndef IMAGE_CORE_FREEDELETER_H_
+#define IMAGE_CORE_FREEDELETER_H_
+
+#include <cstdlib>
+#include <memory>
+
+namespace c2d {
+
+struct FreeDeleter {
+  void operator()(void *p) const { std::free(p); }
+};
+
+template <typename T>
+using MallocPtr = std::unique_ptr<T, FreeDeleter>;
+
+}  // namespace c2d
+
+#endif  // IMAGE_CORE_FREEDELETER_H_

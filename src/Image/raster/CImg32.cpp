@@ -1,0 +1,521 @@
+// CImg32: creation, pixel ownership, reference images and pixel access. Scaling,
+// transforms, raster operations, drawing and tiles add their own files.
+#include "Image/raster/CImg32.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "Image/core/FreeDeleter.h"
+#include "Image/core/ImgReport.h"
+#include "Image/core/ImgSize.h"
+
+using c2d::Report;
+using c2d::ReportR;
+
+namespace {
+
+uint32_t CeilDiv(uint32_t a, uint32_t b) {
+  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
+}
+
+}  // namespace
+
+CImg32::CImg32() : dataArray(nullptr), rgbOrder(RGB_ORDER_BGR), isRefImage(false) {
+  type = IMG_TYPE_32BIT;
+  bitsPerSample = 8;
+  samplesPerPixel = 4;
+}
+
+CImg32::~CImg32() {
+  if (dataArray != nullptr) {
+    if (dataArray[0] != nullptr && !isRefImage) {
+      std::free(dataArray[0]);
+    }
+    std::free(dataArray);
+    dataArray = nullptr;
+  }
+  bytesPerLine = 0;
+  totalBytes = 0;
+  tileWidth = 0;
+  tileHeight = 0;
+  backgroundColor = 0;
+  backgroundState = IMG_BG_UNKNOWN;
+  numberOfTiles = 0;
+}
+
+// ---------------------------------------------------------------------------
+// Factories
+
+CImg32 *CImg32::create() {
+  try {
+    return new CImg32();
+  } catch (const std::bad_alloc &) {
+    Report(IMG_OUT_OF_MEMORY);
+    return nullptr;
+  }
+}
+
+CImg32 *CImg32::create(unsigned w, unsigned h, RGBOrder order) {
+  CImg32 *image = create();
+  if (image == nullptr) {
+    return nullptr;
+  }
+  if (!image->initHeader(w, h, w, h, order)) {
+    Report(IMG_FAIL);
+    delete image;
+    return nullptr;
+  }
+  return image;
+}
+
+CImg32 *CImg32::_create(unsigned w, unsigned h, RGBOrder order) {
+  CImg32 *image = create(w, h, order);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  if (image->initData() != IMG_OK) {
+    Report(IMG_FAIL);
+    delete image;
+    return nullptr;
+  }
+  return image;
+}
+
+CImg32 *CImg32::create(unsigned w, unsigned h, unsigned *&data, unsigned len, bool takeData,
+                       RGBOrder order) {
+  CImg32 *image = create(w, h, order);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  if (image->initData(data, len, takeData) != IMG_OK) {
+    delete image;
+    return nullptr;
+  }
+  return image;
+}
+
+CImg32 *CImg32::create(unsigned w, unsigned h, unsigned *data, unsigned len, RGBOrder order) {
+  unsigned *borrowed = data;
+  return create(w, h, borrowed, len, false, order);
+}
+
+CImg32 *CImg32::create(const IImg & /*src*/, RGBOrder /*order*/) {
+  // Conversion between image classes is not available in this build.
+  Report(IMG_FAIL);
+  return nullptr;
+}
+
+CImg32 *CImg32::createFrom24(unsigned /*w*/, unsigned /*h*/, unsigned char * /*data*/,
+                             unsigned /*len*/, ImgAlignmentEnum /*align*/, RGBOrder /*srcOrder*/,
+                             RGBOrder /*dstOrder*/) {
+  Report(IMG_FAIL);
+  return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Reference images
+
+CImg32 *CImg32::createRefImg(const CImg32 &parent, const Core2DImage::IntRect &r) {
+  // A parent whose extents no longer match its buffer (after setExtents) has rows
+  // the view could run off; refuse it like an image without pixels.
+  if (!parent.hasData() || !parent.isHeaderValid()) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  if (!Core2DImage::IntRect(parent.rect).contains(r)) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  CImg32 *view = create();  // reports IMG_OUT_OF_MEMORY itself
+  if (view == nullptr) {
+    return nullptr;
+  }
+  const unsigned w = static_cast<unsigned>(r.width());
+  const unsigned h = static_cast<unsigned>(r.height());
+  if (!view->initHeader(w, h, w, h, parent.rgbOrder)) {
+    delete view;
+    Report(IMG_OUT_OF_MEMORY);
+    return nullptr;
+  }
+  unsigned **rows = static_cast<unsigned **>(std::malloc(sizeof(unsigned *) * h));
+  if (rows == nullptr) {
+    delete view;
+    Report(IMG_OUT_OF_MEMORY);
+    return nullptr;
+  }
+  // Rows step by the parent's width, which is its true stride only when the parent
+  // owns its buffer; a view of a narrower view gets a shorter stride but stays
+  // inside the buffer.
+  // SAFETY: r lies inside the parent, so every row start and the w pixels after it
+  // are inside the parent's buffer.
+  unsigned *origin = parent.dataArray[r.top()] + r.left();
+  const size_t stride = parent.getWidth();
+  for (unsigned i = 0; i < h; ++i) {
+    rows[i] = origin + i * stride;
+  }
+  view->dataArray = rows;
+  view->backgroundColor = parent.backgroundColor;
+  view->backgroundState = parent.backgroundState;
+  view->isRefImage = true;
+  return view;
+}
+
+CImg32 *CImg32::createRefImg(const CImg32 &parent, const ImgRect &r) {
+  return createRefImg(parent, Core2DImage::IntRect(r));
+}
+
+const CImg32 *CImg32::createCRefImg(const CImg32 &parent, const ImgRect &r) {
+  return createRefImg(parent, Core2DImage::IntRect(r));
+}
+
+const CImg32 *CImg32::createCRefImg(const CImg32 &parent, const Core2DImage::IntRect &r) {
+  return createRefImg(parent, r);
+}
+
+const IImg *CImg32::getSubRef(const Core2DImage::IntRect &r) const {
+  return createRefImg(*this, r);
+}
+
+IImg *CImg32::getSubRef(const Core2DImage::IntRect &r) { return createRefImg(*this, r); }
+
+const IImg *CImg32::getSubRef(const ImgRect &r) const {
+  return createRefImg(*this, Core2DImage::IntRect(r));
+}
+
+IImg *CImg32::getSubRef(const ImgRect &r) { return createRefImg(*this, Core2DImage::IntRect(r)); }
+
+bool CImg32::matches(const IImg &image, RGBOrder order) {
+  // Rendered documents also call themselves 32-bit; only a real CImg32 matches.
+  const CImg32 *raster = dynamic_cast<const CImg32 *>(&image);
+  return raster != nullptr && raster->rgbOrder == order;
+}
+
+// ---------------------------------------------------------------------------
+// Header
+
+bool CImg32::initHeader(unsigned w, unsigned h, unsigned tileW, unsigned tileH, RGBOrder order) {
+  if (w == 0 || h == 0 || tileW == 0 || tileH == 0 || tileW > w || tileH > h ||
+      static_cast<uint32_t>(order) >= 2) {
+    Report(IMG_INVALID_ARG);
+    return false;
+  }
+  rgbOrder = order;
+  rect.setRect(0u, 0u, w - 1, h - 1);
+  tileWidth = tileW;
+  tileHeight = tileH;
+  backgroundState = IMG_BG_UNKNOWN;
+  numberOfTiles =
+      static_cast<uint32_t>(static_cast<uint64_t>(CeilDiv(w, tileW)) * CeilDiv(h, tileH));
+  bytesPerLine = w * 4u;
+  totalBytes = bytesPerLine * h;
+  // The overflow test also catches a row of more than 4 GiB, which the 32-bit
+  // header would wrap into a plausible small stride.
+  uint32_t size = 0;
+  return c2d::CheckedSize32(w, 4, h, &size);
+}
+
+bool CImg32::isHeaderValid() const {
+  const unsigned w = getWidth();
+  const unsigned h = getHeight();
+  if (w == 0 || h == 0 || tileWidth == 0 || tileHeight == 0 || tileWidth > w || tileHeight > h ||
+      static_cast<uint32_t>(rgbOrder) > 1) {
+    return false;
+  }
+  uint32_t size = 0;
+  if (!c2d::CheckedSize32(w, 4, h, &size)) {
+    return false;
+  }
+  return bytesPerLine == w * 4u && totalBytes == size &&
+         numberOfTiles == static_cast<uint32_t>(static_cast<uint64_t>(CeilDiv(h, tileHeight)) *
+                                                CeilDiv(w, tileWidth));
+}
+
+bool CImg32::verifyHeader(unsigned len) const { return isHeaderValid() && totalBytes <= len; }
+
+bool CImg32::setExtents(unsigned w, unsigned h) {
+  if (w == 0 || h == 0) {
+    return false;
+  }
+  rect.setRect(0u, 0u, w - 1, h - 1);
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Pixel memory
+
+bool CImg32::InstallRows(unsigned *pixels) {
+  const unsigned h = getHeight();
+  unsigned **rows = static_cast<unsigned **>(std::malloc(sizeof(unsigned *) * h));
+  if (rows == nullptr) {
+    return false;
+  }
+  const size_t w = getWidth();
+  for (unsigned y = 0; y < h; ++y) {
+    rows[y] = pixels + y * w;
+  }
+  dataArray = rows;
+  // The image owns whatever buffer it installs, even one that was a view before.
+  isRefImage = false;
+  return true;
+}
+
+unsigned CImg32::AllocatedRows() const { return bytesPerLine == 0 ? 0 : totalBytes / bytesPerLine; }
+
+unsigned CImg32::AllocatedPixelsPerRow() const { return bytesPerLine / 4u; }
+
+ImgErr CImg32::initData() {
+  if (!isHeaderValid()) {
+    return ReportR(IMG_FAIL);
+  }
+  if (dataArray != nullptr) {
+    return ReportR(IMG_FALSE);
+  }
+  unsigned *pixels = static_cast<unsigned *>(std::malloc(totalBytes));
+  if (pixels == nullptr || !InstallRows(pixels)) {
+    std::free(pixels);
+    return ReportR(IMG_OUT_OF_MEMORY);
+  }
+  if (backgroundState == IMG_BG_KNOWN) {
+    (void)rasOpSet(backgroundColor);
+  }
+  return IMG_OK;
+}
+
+ImgErr CImg32::initData(unsigned *&data, unsigned len, bool takeData) {
+  if (!isHeaderValid() || totalBytes > len || dataArray != nullptr) {
+    return ReportR(IMG_FAIL);
+  }
+  if (data == nullptr) {
+    return ReportR(IMG_INVALID_ARG);
+  }
+  unsigned *pixels = nullptr;
+  if (takeData) {
+    pixels = data;
+    data = nullptr;
+  } else {
+    pixels = static_cast<unsigned *>(std::malloc(totalBytes));
+    if (pixels == nullptr) {
+      return ReportR(IMG_OUT_OF_MEMORY);
+    }
+    // Only the image's own bytes are copied: a longer buffer does not overrun.
+    std::memcpy(pixels, data, totalBytes);
+  }
+  if (!InstallRows(pixels)) {
+    // An adopted buffer is freed here too: the caller's pointer is already cleared.
+    std::free(pixels);
+    return ReportR(IMG_OUT_OF_MEMORY);
+  }
+  return IMG_OK;
+}
+
+ImgErr CImg32::initDataFrom24(unsigned char * /*data*/, unsigned /*len*/,
+                              ImgAlignmentEnum /*align*/, RGBOrder /*srcOrder*/) {
+  return ReportR(IMG_FAIL);
+}
+
+ImgErr CImg32::rasOpSet(unsigned colour) {
+  if (dataArray == nullptr) {
+    setBackgroundColor(colour);
+    return IMG_OK;
+  }
+  // Bounded by the allocation, not the extents, which setExtents may have changed.
+  const unsigned rows = std::min(getHeight(), AllocatedRows());
+  const unsigned pixels = std::min(getWidth(), AllocatedPixelsPerRow());
+  if (rows == 0 || pixels == 0) {
+    return IMG_OK;
+  }
+  std::fill(dataArray[0], dataArray[0] + pixels, colour);
+  for (unsigned y = 1; y < rows; ++y) {
+    std::memcpy(dataArray[y], dataArray[0], sizeof(unsigned) * pixels);
+  }
+  return IMG_OK;
+}
+
+bool CImg32::hasData() const { return dataArray != nullptr; }
+
+bool CImg32::forceDataInit() { return hasData() || initData() == IMG_OK; }
+
+unsigned *CImg32::peekData() { return forceDataInit() ? dataArray[0] : nullptr; }
+
+unsigned **CImg32::peekDataArray() { return forceDataInit() ? dataArray : nullptr; }
+
+const unsigned *const *CImg32::constDataArray() const { return dataArray; }
+
+unsigned *CImg32::ownData() {
+  if (!forceDataInit()) {
+    return nullptr;
+  }
+  unsigned *pixels = dataArray[0];
+  std::free(dataArray);
+  dataArray = nullptr;
+  // Whatever the image allocates next is its own.
+  isRefImage = false;
+  return pixels;
+}
+
+ImgErr CImg32::dupData(unsigned *src, unsigned len) {
+  if (!hasData()) {
+    return ReportR(IMG_FAIL);
+  }
+  if (src == nullptr) {
+    return ReportR(IMG_INVALID_ARG);
+  }
+  if (isHeaderValid() && totalBytes <= len) {
+    // Copies the image's size, never more: a longer source does not overrun.
+    std::memcpy(dataArray[0], src, totalBytes);
+    return IMG_OK;
+  }
+  return ReportR(IMG_FAIL);
+}
+
+ImgErr CImg32::transferData(unsigned **src, unsigned len) {
+  if (src == nullptr) {
+    return ReportR(IMG_INVALID_ARG);
+  }
+  if (!isHeaderValid() || totalBytes > len) {
+    return ReportR(IMG_FAIL);
+  }
+  unsigned **oldRows = dataArray;
+  const bool ownedOld = !isRefImage;
+  dataArray = nullptr;
+  const ImgErr result = initData(*src, len, true);
+  // The old pixels go either way: on failure the image is left without data, as
+  // on success it holds the new buffer. A view's pixels are its parent's and stay.
+  if (oldRows != nullptr) {
+    if (ownedOld) {
+      std::free(oldRows[0]);
+    }
+    std::free(oldRows);
+  }
+  if (result != IMG_OK) {
+    return CImgErr::get();
+  }
+  *src = nullptr;
+  return IMG_OK;
+}
+
+RGBOrder CImg32::getRGBOrder() { return rgbOrder; }
+
+unsigned CImg32::getBackgroundColor() const { return backgroundColor; }
+
+void CImg32::setBackgroundColor(unsigned colour) {
+  backgroundColor = colour;
+  backgroundState = IMG_BG_KNOWN;
+}
+
+unsigned CImg32::calculateBackground() { return backgroundColor; }
+
+// ---------------------------------------------------------------------------
+// Copies
+
+IImg *CImg32::getSubImage(const ImgRect &r) {
+  if (!hasData() || !isHeaderValid()) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  ImgRect overlap;
+  if (!rect.intersects(r, overlap)) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  // A rectangle given with swapped edges is read from its smaller edges; both edges
+  // of the overlap lie inside the image.
+  const unsigned x0 = std::min(overlap.left, overlap.right);
+  const unsigned y0 = std::min(overlap.top, overlap.bottom);
+  CImg32 *sub = create(overlap.getWidth(), overlap.getHeight(), rgbOrder);
+  if (sub == nullptr) {
+    return nullptr;
+  }
+  sub->backgroundColor = backgroundColor;
+  sub->backgroundState = backgroundState;
+  if (!sub->forceDataInit()) {
+    delete sub;
+    return nullptr;
+  }
+  const unsigned rows = sub->getHeight();
+  for (unsigned i = 0; i < rows; ++i) {
+    std::memcpy(sub->dataArray[i], dataArray[y0 + i] + x0, sub->bytesPerLine);
+  }
+  return sub;
+}
+
+IImg *CImg32::clone() const { return nullptr; }
+
+// ---------------------------------------------------------------------------
+// Slots answered trivially: a 32-bit image has no filter, inversion, stream or
+// structured transform, and writes no file.
+
+IImg *CImg32::getUnformatted() { return this; }
+
+IImg *CImg32::applyFilter() { return this; }
+
+IImg *CImg32::invert() { return this; }
+
+bool CImg32::stream(void * /*sink*/) { return false; }
+
+IImg *CImg32::sxfm() { return this; }
+
+bool CImg32::writeTIFF() const { return false; }
+
+bool CImg32::writePPM(const char *path) const {
+  if (path != nullptr && !hasData()) {
+    Report(IMG_FAIL);
+  }
+  return false;
+}
+
+bool CImg32::readPPM(const char * /*path*/) { return false; }
+
+Img32TileIterator *CImg32::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
+                                           CImg32::TileFormat /*format*/) const {
+  if (!hasData()) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Operations of other subsystems, not available in this build: each gives no
+// result and changes nothing.
+
+IImg *CImg32::doRasOp(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) { return nullptr; }
+
+IImg *CImg32::doRasOp(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {
+  return nullptr;
+}
+
+void CImg32::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) {}
+
+void CImg32::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {}
+
+void CImg32::drawArc() {}
+
+void CImg32::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
+
+void CImg32::drawElipse() {}
+
+void CImg32::drawLines(int_pt_t *, int_pt_t *, bool) {}
+
+void CImg32::drawPixel(unsigned, unsigned, unsigned) {}
+
+void CImg32::drawPolyLine() {}
+
+void CImg32::drawPolygon() {}
+
+void CImg32::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
+
+void CImg32::drawSpline() {}
+
+IImg *CImg32::mirror(ImgMirT) { return nullptr; }
+
+IImg *CImg32::rotate(double) { return nullptr; }
+
+IImg *CImg32::scale(double, ImgScaleAttr &) { return nullptr; }
+
+IImg *CImg32::scale(const ImgRect &, const ImgRect &, ImgScaleAttr &) { return nullptr; }
+
+IImg *CImg32::scale(const ImgRect &, unsigned, unsigned, ImgScaleAttr &) { return nullptr; }
