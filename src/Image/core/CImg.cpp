@@ -3,7 +3,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 
+#include "Image/core/UserSetting.h"
 #include "Image/rasterop/RasterOp.h"
 
 CImg::CImg()
@@ -99,7 +102,28 @@ void CImg::getYUpSubrect(ImgRect &r) const {
   r.bottom = last - oldTop;
 }
 
-double CImg::get1BitBGThreshold() { return 0.55; }
+double CImg::get1BitBGThreshold() {
+  double threshold = 0.55;
+  const char *root = std::getenv("QVX_REG_ROOT_COMMON_RETAINED");
+  if (root == nullptr || root[0] == '\0') {
+    return threshold;
+  }
+  // At most 1023 bytes of the root, cut at its first control character.
+  std::string keyPath;
+  for (size_t i = 0; i < 1023 && root[i] != '\0'; ++i) {
+    const unsigned char c = static_cast<unsigned char>(root[i]);
+    if (c < 32) {
+      break;
+    }
+    keyPath.push_back(static_cast<char>(c));
+  }
+  keyPath += "\\Orvex2DViewer\\RasterData";
+  int32_t percent = 0;
+  if (c2d::ReadUserSetting(keyPath, "1BitBGThreshold", &percent)) {
+    threshold = percent / 100.0;
+  }
+  return threshold;
+}
 
 int *CImg::makeRotationXShearRoth(double /*degrees*/) { return nullptr; }
 
