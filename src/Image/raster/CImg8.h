@@ -1,0 +1,177 @@
+// CImg8: an image of one byte per pixel, each byte an index into the image's
+// ColorMap. It keeps pixels as CImg32 does, through a row table, so that a
+// reference image can share a parent's pixels and a lazily created image needs no
+// pixel memory until something reads it.
+#ifndef IMAGE_RASTER_CIMG8_H_
+#define IMAGE_RASTER_CIMG8_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "Image/core/CImg.h"
+
+class ColorMap;
+class Img8TileIterator;
+
+class C2D_EXPORT CImg8 : public CImg {
+ public:
+  enum TileFormat : int32_t {
+    UNCOMPRESSED = 1,
+    UNCOMPRESSED_NULL = 2,
+    RLE_MIXED = 4,
+    HP_RTL = 7,
+  };
+
+  // Factories. Each returns null on failure, having reported the reason to CImgErr
+  // (IMG_FAIL for a bad size or alignment or a 32-bit overflow, IMG_OUT_OF_MEMORY
+  // when the object cannot be allocated). The caller owns the result. `map` is
+  // never kept: the image holds a copy of it, or a grey ramp of 256 entries when
+  // it is null.
+
+  // A bare object with no header and no palette, for callers that fill it themselves.
+  static CImg8 *create();
+  // A w x h image without pixels: they are allocated, and filled with the
+  // background if one is set by then, on first need. align is IMG_ALIGN_NONE,
+  // IMG_ALIGN_8 or IMG_ALIGN_32.
+  static CImg8 *create(unsigned w, unsigned h, ColorMap *map, ImgAlignmentEnum align);
+  // Pixels from `data`, len bytes, which must be exactly getTotalBytes. With
+  // takeData true the image adopts the buffer (which must come from
+  // IImg::allocImageBuffer) and clears the caller's pointer; otherwise it copies.
+  // A failure keeps the code initData reported (IMG_FAIL for a wrong length,
+  // IMG_INVALID_ARG for a null buffer), and a buffer not yet adopted stays the
+  // caller's.
+  static CImg8 *create(unsigned w, unsigned h, unsigned char *&data, unsigned len, bool takeData,
+                       ColorMap *map, ImgAlignmentEnum align);
+  // Always copies.
+  static CImg8 *create(unsigned w, unsigned h, unsigned char *data, unsigned len, ColorMap *map,
+                       ImgAlignmentEnum align);
+  // Converts another image to palette indices.
+  static CImg8 *create(const IImg &src, ColorMap *map, ImgAlignmentEnum align);
+
+  // Reference images: a view of the rectangle r of `parent` that shares its pixels
+  // and its palette. r must lie inside the parent with left < right and top <
+  // bottom (so a view is at least 2 x 2); otherwise IMG_INVALID_ARG. A parent
+  // without pixels gives IMG_FAIL. The parent must outlive the view and keep its
+  // buffer meanwhile.
+  static CImg8 *createRefImg(const CImg8 &parent, const Core2DImage::IntRect &r);
+  static const CImg8 *createCRefImg(const CImg8 &parent, const Core2DImage::IntRect &r);
+
+  ~CImg8() override;
+
+  // IImg: the exported slots this class overrides, in slot order.
+  unsigned getBackgroundColor() const override;
+  // A copy of getWidth(r) x getHeight(r) pixels read from r's left and top edges as
+  // they are, without clipping to the image. IMG_FAIL without pixels,
+  // IMG_INVALID_ARG when r is wider or higher than the image. Bytes that would come
+  // from outside the pixel buffer read as 0.
+  IImg *getSubImage(const ImgRect &r) override;
+  const IImg *getSubRef(const Core2DImage::IntRect &r) const override;
+  IImg *getSubRef(const Core2DImage::IntRect &r) override;
+  IImg *getUnformatted() override;
+  bool hasData() const override;
+  bool forceDataInit() override;
+  IImg *applyFilter() override;
+  // Palette indices are not inverted: this image, unchanged.
+  IImg *invert() override;
+  IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
+                unsigned colour) override;
+  IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr, const IImg &source) override;
+  void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
+                      unsigned colour) override;
+  void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr,
+                      const IImg &source) override;
+  IImg *clone() const override;
+  void drawArc() override;
+  void drawCircle(int x, int y, int radius, const ColorValue *stroke,
+                  const ColorValue *fill) override;
+  void drawElipse() override;
+  void drawLines(int_pt_t *from, int_pt_t *to, bool clear) override;
+  void drawPixel(unsigned x, unsigned y, unsigned value) override;
+  void drawPolyLine() override;
+  void drawPolygon() override;
+  void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
+                           ColorValue &fill) override;
+  void drawSpline() override;
+  IImg *mirror(ImgMirT how) override;
+  IImg *rotate(double degrees) override;
+  IImg *scale(double factor, ImgScaleAttr &attr) override;
+  IImg *scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) override;
+  IImg *scale(const ImgRect &source, unsigned width, unsigned height, ImgScaleAttr &attr) override;
+  bool stream(void *sink) override;
+  IImg *sxfm() override;
+  bool writeTIFF() const override;
+  // No PPM is ever written: false. Reports IMG_FAIL first when given a path for an
+  // image without pixels.
+  bool writePPM(const char *path) const override;
+
+  // The palette itself, not a copy; a view answers its parent's.
+  ColorMap *getColorMap() const;
+  unsigned getPadBytes() const;
+  // Only the field: padding and sizes are not recomputed, so a different value
+  // makes the header invalid and the operations that check it refuse the image.
+  ImgAlignmentEnum getAlignment();
+  void setAlignment(ImgAlignmentEnum align);
+
+  // Pixel access. peekData and peekDataArray allocate on first use and give null if
+  // that fails; constDataArray never allocates. Row y starts getWidth() * y bytes
+  // after row 0 in an image that owns its pixels, whatever the alignment.
+  unsigned char *peekData();
+  unsigned char **peekDataArray();
+  const unsigned char *const *constDataArray() const;
+  // Hands the pixel buffer to the caller, who frees it with deallocImageBuffer. The
+  // image is left without pixels. On a reference image the pointer is the parent's.
+  unsigned char *ownData();
+  // Copies exactly getTotalBytes bytes over the existing pixels; IMG_FAIL without
+  // pixels or when len is any other length.
+  ImgErr dupData(unsigned char *src, unsigned len);
+  // Replaces the pixels by adopting *src (cleared on success); len must be exactly
+  // getTotalBytes.
+  ImgErr transferData(unsigned char **src, unsigned len);
+  // Changes only the extents. Operations that check the header refuse the image
+  // afterwards unless the size in bytes is unchanged.
+  bool setExtents(unsigned w, unsigned h);
+  void setBackgroundColor(unsigned colour);
+  unsigned calculateBackground();
+  // No file format is read: false.
+  bool readPPM(const char *path);
+  // IMG_FAIL and null for an image without pixels. A palette image has no tile
+  // output.
+  Img8TileIterator *getTileIterator(int tileWidth, int tileHeight, CImg8::TileFormat format) const;
+
+ protected:
+  CImg8();
+
+  // Slot 56. IMG_FALSE when pixels exist, IMG_FAIL for an invalid header,
+  // IMG_OUT_OF_MEMORY; success is not reported. Fills with the low byte of a known
+  // background.
+  ImgErr initData() override;
+
+  static CImg8 *_create(unsigned w, unsigned h, ColorMap *map, ImgAlignmentEnum align);
+
+  bool initHeader(unsigned w, unsigned h, unsigned tileW, unsigned tileH, ImgAlignmentEnum align);
+  bool isHeaderValid() const;
+  bool verifyHeader(unsigned len) const;
+  ImgErr initData(unsigned char *&data, unsigned len, bool takeData);
+  // Keeps a palette already set. Otherwise a copy of map, or the grey ramp for a
+  // null map; false with IMG_OUT_OF_MEMORY when it cannot be allocated.
+  bool initColorMap(ColorMap *map);
+  ImgErr rasOpSet(unsigned colour);
+
+  unsigned char **dataArray;
+  uint32_t padBytes;
+  ImgAlignmentEnum alignment;
+  // Owned unless isRefImage: a view borrows its parent's.
+  ColorMap *colorMap;
+  bool isRefImage;
+
+ private:
+  // Builds the row table over `pixels` and installs it, after which the image owns
+  // the buffer and its palette; false if the table or a palette of its own cannot
+  // be allocated.
+  bool InstallRows(unsigned char *pixels);
+  // How many bytes from dataArray[0] on are known to lie in the pixel buffer: the
+  // whole allocation for an image that owns it, the rows it covers for a view.
+  size_t ReachableBytes() const;
+};
+
+#endif  // IMAGE_RASTER_CIMG8_H_

@@ -1,0 +1,442 @@
+// CImg1: the row layout, the failure table of the factories, buffer ownership in
+// every combination, cut-outs at every bit offset against a pixel reference, reads
+// past the buffer, inversion with its pad bits, and the PBM dump.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+
+namespace {
+
+struct ImageDeleter {
+  void operator()(const IImg *image) const { delete image; }
+};
+using ImagePtr = std::unique_ptr<CImg1, ImageDeleter>;
+
+CImg1 *AsCImg1(IImg *image) { return dynamic_cast<CImg1 *>(image); }
+
+// Records the registry before a call and reports what the call added.
+class ErrWatch {
+ public:
+  ErrWatch() : total_(CImgErr::sm_errtotal) {}
+  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
+
+ private:
+  uint32_t total_;
+};
+
+// Stores a code no CImg1 operation reports, to see that a call leaves it alone.
+void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
+
+unsigned char *HostBytes(const std::vector<unsigned char> &bytes) {
+  auto *buffer = static_cast<unsigned char *>(IImg::allocImageBuffer(bytes.size()));
+  std::memcpy(buffer, bytes.data(), bytes.size());
+  return buffer;
+}
+
+void Free(unsigned char *buffer) {
+  void *p = buffer;
+  IImg::deallocImageBuffer(p);
+}
+
+bool GetBit(const CImg1 &image, unsigned x, unsigned y) {
+  const unsigned char byte = image.peekData()[y * image.getBytesPerLine() + x / 8];
+  return ((byte >> (7 - x % 8)) & 1) != 0;
+}
+
+TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
+  ImagePtr bare(CImg1::create());
+  ASSERT_NE(bare, nullptr);
+  const unsigned kUnset = 0xDEADBEEFu;
+  const unsigned fields[] = {bare->getBitsPerSample(),
+                             bare->getSamplesPerPixel(),
+                             bare->getBytesPerLine(),
+                             bare->getTotalBytes(),
+                             bare->getTileWidth(),
+                             bare->getTileHeight(),
+                             bare->getNumberOfTiles(),
+                             bare->getBackgroundColor(),
+                             bare->getPadBits(),
+                             bare->getForegroundInterpretation(),
+                             bare->getBackgroundInterpretation()};
+  for (unsigned field : fields) {
+    EXPECT_EQ(field, kUnset);
+  }
+  EXPECT_EQ(bare->getType(), IMG_TYPE_1BIT);
+  EXPECT_EQ(bare->getAlignment(), IMG_ALIGN_NONE);
+  EXPECT_FALSE(bare->hasData());
+
+  // The markers in the tile sizes divide without fault, and nothing below reads
+  // through the missing buffer or its marker size.
+  EXPECT_EQ(bare->getWidthInTiles(), 1u);
+  EXPECT_EQ(bare->getHeightInTiles(), 1u);
+  EXPECT_EQ(bare->invert(), bare.get());
+  EXPECT_FALSE(bare->writeTIFF());
+  unsigned char byte = 0xFF;
+  unsigned char *source = &byte;
+  EXPECT_EQ(bare->dupData(source, kUnset), IMG_FAIL);
+  EXPECT_EQ(bare->transferData(&source, kUnset), IMG_FAIL);
+  EXPECT_EQ(source, &byte);
+  ImagePtr sub(AsCImg1(bare->getSubImage(ImgRect(0, 0, 0, 0))));
+  ASSERT_NE(sub, nullptr);
+  EXPECT_EQ(sub->peekData()[0], 0);
+  ASSERT_TRUE(bare->setExtents(40, 3));
+  ImagePtr wider(AsCImg1(bare->getSubImage(ImgRect(3, 1, 20, 2))));
+  ASSERT_NE(wider, nullptr);
+  EXPECT_EQ(wider->peekData()[5], 0);
+  EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
+}
+
+TEST(CImg1Test, RowLayoutFollowsTheAlignment) {
+  struct Case {
+    unsigned w;
+    ImgAlignmentEnum align;
+    unsigned padBits, bytesPerLine;
+  };
+  const Case cases[] = {
+      {100, IMG_ALIGN_NONE, 4, 13},
+      {100, IMG_ALIGN_32, 28, 16},
+      {64, IMG_ALIGN_32, 0, 8},
+      {9, IMG_ALIGN_8, 7, 2},
+      {1, IMG_ALIGN_32, 31, 4},
+      {100, static_cast<ImgAlignmentEnum>(16), 4, 13},  // anything else is bytes
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.w);
+    SCOPED_TRACE(c.align);
+    ImagePtr image(CImg1::create(c.w, 3, 0x11u, 0x22u, c.align));
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->getPadBits(), c.padBits);
+    EXPECT_EQ(image->getBytesPerLine(), c.bytesPerLine);
+    EXPECT_EQ(image->getTotalBytes(), 3 * c.bytesPerLine);
+    EXPECT_EQ(image->getBitDepth(), 1u);
+    EXPECT_EQ(image->getNumberOfTiles(), 1u);
+    const unsigned char *pixels = image->peekData();
+    for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
+      ASSERT_EQ(pixels[i], 0) << i;
+    }
+  }
+}
+
+// Which failures report, with what and how often, and what becomes of the
+// caller's buffer (16 x 2 pixels: 4 bytes).
+TEST(CImg1Test, FactoryFailures) {
+  struct Case {
+    const char *name;
+    unsigned w;
+    bool nullBuffer;
+    unsigned len;
+    bool takeData;
+  };
+  const Case buffered[] = {
+      {"zero width", 0, false, 4, true},           {"null buffer", 16, true, 4, true},
+      {"short buffer", 16, false, 3, true},        {"long buffer", 16, false, 5, true},
+      {"long buffer copied", 16, false, 5, false},
+  };
+  for (const Case &c : buffered) {
+    SCOPED_TRACE(c.name);
+    for (int form = 0; form < 3; ++form) {
+      SCOPED_TRACE(form);
+      unsigned char *buffer = c.nullBuffer ? nullptr : HostBytes({1, 2, 3, 4, 5});
+      unsigned char *const original = buffer;
+      MarkRegistry();
+      ErrWatch watch;
+      CImg1 *image =
+          form == 0 ? CImg1::create(c.w, 2, buffer, c.len, c.takeData, 0, 1, IMG_ALIGN_NONE)
+          : form == 1
+              ? CImg1::create(c.w, 2, buffer, c.len, c.takeData, false, 0, 1, IMG_ALIGN_NONE)
+              : CImg1::create(c.w, 2, buffer, c.len, 0, 1, IMG_ALIGN_NONE);
+      EXPECT_EQ(image, nullptr);
+      EXPECT_EQ(watch.reports(), 0u);
+      EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
+      EXPECT_EQ(buffer, original);
+      Free(buffer);
+    }
+  }
+
+  // The factory with size reports once: zero sizes, and 4 GiB of pixels.
+  const unsigned sizes[][2] = {{0, 4}, {4, 0}, {0x80000u, 0x10000u}};
+  for (const auto &size : sizes) {
+    SCOPED_TRACE(size[0]);
+    ErrWatch watch;
+    EXPECT_EQ(CImg1::create(size[0], size[1], 0, 1, IMG_ALIGN_NONE), nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+    EXPECT_EQ(watch.reports(), 1u);
+  }
+
+  MarkRegistry();
+  ErrWatch untyped;
+  int anything = 0;
+  EXPECT_EQ(CImg1::create(&anything, 8, 8, IMG_ALIGN_NONE), nullptr);
+  EXPECT_EQ(untyped.reports(), 0u);
+  EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
+
+  ImagePtr image(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
+  ErrWatch converted;
+  EXPECT_EQ(CImg1::create(*image, 0, 1, IMG_ALIGN_NONE), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(converted.reports(), 1u);
+  EXPECT_EQ(image->clone(), nullptr);
+}
+
+// Under the sanitizer build a leak or a double free in any row fails the test.
+TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
+  struct Case {
+    bool takeData, owns;
+  };
+  const Case cases[] = {{true, true}, {true, false}, {false, true}, {false, false}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.takeData);
+    SCOPED_TRACE(c.owns);
+    unsigned char *buffer = HostBytes({0x81, 0x42, 0x24, 0x18});
+    unsigned char *const original = buffer;
+    CImg1 *image = CImg1::create(16, 2, buffer, 4, c.takeData, c.owns, 0, 1, IMG_ALIGN_NONE);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(buffer, c.takeData ? nullptr : original);
+    unsigned char *pixels = image->peekData();
+    EXPECT_EQ(pixels == original, c.takeData);
+    EXPECT_EQ(pixels[3], 0x18);
+    delete image;
+    if (!c.owns) {
+      EXPECT_EQ(pixels[2], 0x24);  // still valid: the image did not free it
+      if (!c.takeData) {
+        Free(pixels);  // the private copy is the caller's to free
+      }
+    }
+    if (!c.takeData || !c.owns) {
+      Free(original);
+    }
+  }
+}
+
+TEST(CImg1Test, DupDataAndTransferDataNeedTheExactLength) {
+  ImagePtr image(CImg1::create(16, 2, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  unsigned char source[5] = {1, 2, 3, 4, 5};
+  for (unsigned len : {3u, 5u}) {
+    SCOPED_TRACE(len);
+    ErrWatch watch;
+    EXPECT_EQ(image->dupData(source, len), IMG_FAIL);
+    EXPECT_EQ(watch.reports(), 1u);
+  }
+  ErrWatch ok;
+  EXPECT_EQ(image->dupData(source, 4), IMG_OK);
+  EXPECT_EQ(CImgErr::get(), IMG_OK);
+  EXPECT_EQ(ok.reports(), 1u);
+  EXPECT_EQ(image->peekData()[3], 4);
+  EXPECT_EQ(image->dupData(nullptr, 4), IMG_INVALID_ARG);
+
+  // Without pixels dupData allocates them first.
+  unsigned char *taken = image->ownData();
+  EXPECT_FALSE(image->hasData());
+  EXPECT_FALSE(image->forceDataInit());
+  EXPECT_EQ(image->dupData(source + 1, 4), IMG_OK);
+  EXPECT_EQ(image->peekData()[0], 2);
+  Free(taken);
+
+  unsigned char *fresh = HostBytes({9, 8, 7, 6});
+  unsigned char *const freshAddress = fresh;
+  EXPECT_EQ(image->transferData(&fresh, 5), IMG_FAIL);
+  EXPECT_EQ(fresh, freshAddress);
+  ErrWatch moved;
+  EXPECT_EQ(image->transferData(&fresh, 4), IMG_OK);
+  EXPECT_EQ(moved.reports(), 1u);
+  EXPECT_EQ(fresh, nullptr);
+  EXPECT_EQ(image->peekData(), freshAddress);
+  EXPECT_EQ(image->transferData(nullptr, 4), IMG_INVALID_ARG);
+
+  // A header out of step with its buffer refuses both: a new alignment or new
+  // extents change the row layout without recomputing it.
+  image->setAlignment(IMG_ALIGN_32);
+  EXPECT_EQ(image->getAlignment(), IMG_ALIGN_32);
+  EXPECT_EQ(image->getBytesPerLine(), 2u);
+  EXPECT_EQ(image->dupData(source, 4), IMG_FAIL);
+  image->setAlignment(IMG_ALIGN_8);
+  EXPECT_EQ(image->dupData(source, 4), IMG_OK);
+  EXPECT_FALSE(image->setExtents(0, 2));
+  EXPECT_TRUE(image->setExtents(12, 2));
+  EXPECT_EQ(image->getWidth(), 12u);
+  EXPECT_EQ(image->dupData(source, 4), IMG_FAIL);
+}
+
+// A buffer the image does not own is not freed by a transfer either; nor is the
+// one it adopts.
+TEST(CImg1Test, TransferDataLeavesABufferTheImageDoesNotOwn) {
+  unsigned char *lent = HostBytes({1, 1, 1, 1});
+  unsigned char *const lentAddress = lent;
+  ImagePtr image(CImg1::create(16, 2, lent, 4, true, false, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  unsigned char *fresh = HostBytes({2, 2, 2, 2});
+  unsigned char *const freshAddress = fresh;
+  EXPECT_EQ(image->transferData(&fresh, 4), IMG_OK);
+  EXPECT_EQ(lentAddress[0], 1);
+  image.reset();
+  EXPECT_EQ(freshAddress[0], 2);
+  Free(lentAddress);
+  Free(freshAddress);
+}
+
+TEST(CImg1Test, SecondInitDataReplacesAndFreesTheOwnedBuffer) {
+  struct Open : CImg1 {
+    static ImgErr Init(CImg1 &image) {
+      return (image.*static_cast<ImgErr (CImg1::*)()>(&Open::initData))();
+    }
+  };
+  ImagePtr image(CImg1::create(8, 1, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  image->peekData()[0] = 0xAA;
+  EXPECT_EQ(Open::Init(*image), IMG_OK);
+  EXPECT_EQ(image->peekData()[0], 0);  // a clear buffer; the old one is freed
+}
+
+TEST(CImg1Test, SubImageMatchesPixelsAtEveryBitOffset) {
+  const unsigned kW = 77, kH = 9;
+  for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
+    SCOPED_TRACE(align);
+    ImagePtr image(CImg1::create(kW, kH, 0x123u, 0x456u, align));
+    ASSERT_NE(image, nullptr);
+    uint32_t seed = 12345;
+    for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
+      seed = seed * 1103515245u + 12345u;
+      image->peekData()[i] = static_cast<unsigned char>(seed >> 16);
+    }
+    image->setBackgroundColor(1);
+    for (unsigned left : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 13u, 29u, 70u}) {
+      for (unsigned w : {1u, 7u, 8u, 9u, 16u, 23u, 40u}) {
+        if (left + w > kW) {
+          continue;
+        }
+        SCOPED_TRACE(testing::Message() << "left " << left << " width " << w);
+        ErrWatch watch;
+        ImagePtr sub(AsCImg1(image->getSubImage(ImgRect(left, 2u, left + w - 1, 5u))));
+        ASSERT_NE(sub, nullptr);
+        EXPECT_EQ(watch.reports(), 1u);
+        EXPECT_EQ(CImgErr::get(), IMG_OK);
+        ASSERT_EQ(sub->getWidth(), w);
+        ASSERT_EQ(sub->getHeight(), 4u);
+        EXPECT_EQ(sub->getAlignment(), align);
+        EXPECT_EQ(sub->getBackgroundInterpretation(), 0x123u);
+        EXPECT_TRUE(sub->isBackgroundKnown());
+        for (unsigned y = 0; y < 4; ++y) {
+          for (unsigned x = 0; x < w; ++x) {
+            ASSERT_EQ(GetBit(*sub, x, y), GetBit(*image, left + x, y + 2)) << x << "," << y;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Rows of 16 pixels, two bytes each: A1 B2 / C3 D4 / E5 F6. Bits beyond the right
+// edge come from the next row as they lie; bits beyond the buffer read as 0.
+TEST(CImg1Test, SubImageReadsZerosBeyondTheBuffer) {
+  unsigned char *bytes = HostBytes({0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6});
+  ImagePtr image(CImg1::create(16, 3, bytes, 6, true, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  struct Case {
+    const char *name;
+    ImgRect r;
+    std::vector<unsigned char> expected;
+  };
+  const Case cases[] = {
+      {"past the right edge", ImgRect(12, 0, 23, 1), {0x2C, 0x3D, 0x4E, 0x5F}},
+      {"past the right and bottom edges", ImgRect(12, 1, 23, 2), {0x4E, 0x5F, 0x60, 0x00}},
+      {"look-ahead at the last byte", ImgRect(12, 2, 15, 2), {0x60}},
+      {"look-ahead inside the buffer", ImgRect(4, 2, 11, 2), {0x5F}},
+      {"past the bottom, byte aligned", ImgRect(8, 2, 15, 4), {0xF6, 0x00, 0x00}},
+      {"whole size anywhere", ImgRect(5, 1, 20, 3), {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6}},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    ImagePtr sub(AsCImg1(image->getSubImage(c.r)));
+    ASSERT_NE(sub, nullptr);
+    ASSERT_EQ(sub->getTotalBytes(), c.expected.size());
+    EXPECT_EQ(std::vector<unsigned char>(sub->peekData(), sub->peekData() + c.expected.size()),
+              c.expected);
+  }
+
+  const ImgRect refused[] = {
+      ImgRect(0, 0, 16, 0),                       // wider than the image
+      ImgRect(0, 0, 3, 3),                        // taller than the image
+      ImgRect(16, 0, 19, 0),                      // right of the image
+      ImgRect(0, 3, 3, 3),                        // below the image
+      ImgRect(0u, 0u, 0xFFFFFFFFu, 0u),           // width wraps to 0
+      ImgRect(0xFFFFFFF0u, 0u, 0xFFFFFFF3u, 0u),  // left of the image, compared signed
+  };
+  for (const ImgRect &r : refused) {
+    SCOPED_TRACE(r.left);
+    ErrWatch watch;
+    EXPECT_EQ(image->getSubImage(r), nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+    EXPECT_EQ(watch.reports(), 1u);
+  }
+}
+
+TEST(CImg1Test, InvertFlipsPadBitsToo) {
+  ImagePtr image(CImg1::create(10, 2, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));  // 6 pad bits a row
+  ASSERT_NE(image, nullptr);
+  image->peekData()[0] = 0x0F;
+  EXPECT_EQ(image->invert(), image.get());
+  const unsigned char *pixels = image->peekData();
+  EXPECT_EQ(pixels[0], 0xF0);
+  EXPECT_EQ(pixels[1], 0xFF);  // two pixels and six pad bits
+  EXPECT_EQ(pixels[3], 0xFF);
+  EXPECT_EQ(image->getBackgroundInterpretation(), 0xFFFFFFu);  // not exchanged
+  EXPECT_EQ(image->getBackgroundState(), IMG_BG_UNKNOWN);
+
+  // A cut-out of the last two columns takes the source's inverted pad bits along.
+  ImagePtr sub(AsCImg1(image->getSubImage(ImgRect(8, 0, 9, 0))));
+  ASSERT_NE(sub, nullptr);
+  EXPECT_EQ(sub->getPadBits(), 6u);
+  EXPECT_EQ(sub->peekData()[0], 0xFF);
+  image->invert();
+  EXPECT_EQ(pixels[0], 0x0F);
+  EXPECT_EQ(pixels[1], 0x00);
+}
+
+TEST(CImg1Test, TrivialSlots) {
+  ImagePtr image(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  // A mirror that does nothing is the image itself, not a copy.
+  EXPECT_EQ(image->mirror(IMG_MIR_NONE), image.get());
+  EXPECT_EQ(image->mirror(static_cast<ImgMirT>(7)), image.get());
+  EXPECT_EQ(image->getSubRef(Core2DImage::IntRect(0, 0, 3, 3)), nullptr);
+  ErrWatch tiles;
+  EXPECT_EQ(image->getTileIterator(4, 4, CImg1::UNCOMPRESSED), nullptr);
+  EXPECT_EQ(tiles.reports(), 0u);
+}
+
+// The dump goes to a fixed directory that exists only on some machines; without it
+// the result is false and nothing is reported.
+TEST(CImg1Test, WriteTIFFDumpsARawPBM) {
+  unsigned char *bytes = HostBytes({0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6});
+  ImagePtr image(CImg1::create(10, 3, bytes, 6, true, 0, 1, IMG_ALIGN_NONE));
+  ASSERT_NE(image, nullptr);
+  const char *kPath = "/home/username/tmp/CImg1_16x3.pbm";
+  MarkRegistry();
+  ErrWatch watch;
+  const bool written = image->writeTIFF();
+  EXPECT_EQ(watch.reports(), 0u);
+  if (access("/home/username/tmp", W_OK) != 0) {
+    EXPECT_FALSE(written);
+    return;
+  }
+  ASSERT_TRUE(written);
+  std::FILE *file = std::fopen(kPath, "rb");
+  ASSERT_NE(file, nullptr);
+  char contents[64] = {};
+  const size_t length = std::fread(contents, 1, sizeof contents, file);
+  std::fclose(file);
+  std::remove(kPath);
+  const std::string expected = std::string("P4\n16 3\n") + "\xA1\xB2\xC3\xD4\xE5\xF6";
+  EXPECT_EQ(std::string(contents, length), expected);
+}
+
+}  // namespace
