@@ -12,6 +12,8 @@
 #include "Image/core/ImgRect.h"
 #include "Image/core/ImgVoidPtr.h"
 #include "Image/core/IntRect.h"
+#include "Image/g4/G4Decode.h"
+#include "Image/g4/Img1G4Tile.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
@@ -19,7 +21,9 @@
 #include "Image/rasterop/RasOpEnum.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 #include "Image/rasterop/RasterOp.h"
+#include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
+#include "Image/scale/Rothstein.h"
 #include "util2d/ColorMap.h"
 #include "util2d/utl_endian.h"
 

@@ -1,0 +1,390 @@
+// CCITT_G4Decode: one coded row of a tile to a change list. A bit reader over the
+// tile's 16-bit words, the walker of the reference line, and the row loop.
+#include "Image/g4/G4Decode.h"
+
+#include <cstdint>
+
+#include "Image/g4/G4Tables.h"
+
+namespace {
+
+using c2d::G4DecodeTables;
+using c2d::G4EntryLength;
+using c2d::G4EntryValue;
+
+// Widths whose change lists, W + 6 entries of W + 1 at most, fit 32-bit signed values.
+constexpr uint32_t kMaxWidth = 0x7FFFFFF0u;
+
+// Positions come from the stream and may be anything; they wrap as 32-bit values.
+inline int32_t WrapAdd(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+// The coded bits of a tile, read as 16-bit little-endian words from the most
+// significant bit down: stream byte 2k is the byte at offset 2k + 1. The next bit is
+// the top bit of `buf`; `fill` counts the bits gone from it, so 32 - fill bits are
+// valid, and `next` is the word that comes in when fill passes 16. The word order and
+// the 1-based bitLoc appear only in the constructor, Word and Save.
+class G4BitReader {
+ public:
+  // Copies the position out of the tile. bitLoc has already been moved on by 8 for an
+  // odd byteLoc, so fill = bitLoc + 15 skips the word's high byte; that first load is
+  // not checked against the read bound.
+  G4BitReader(const unsigned char *data, uint32_t byteCount, uint32_t byteLoc, uint32_t bitLoc,
+              unsigned long long limitBytes)
+      : data_(data),
+        fullWords_(byteCount / 2),
+        endBits_(16 * static_cast<int64_t>(byteCount / 2)),
+        limit_(limitBytes),
+        limit32_(static_cast<uint32_t>(limitBytes)) {
+    fastNext_ = fullWords_ < limit_ ? fullWords_ : limit_;
+    fill_ = bitLoc + 15;  // bitLoc <= 16, so fill < 32.
+    const uint64_t word = byteLoc / 2;
+    buf_ = Word(word) << fill_;
+    next_ = word + 1;
+    if (fill_ > 16) {
+      fill_ -= 16;
+      buf_ |= Word(next_) << fill_;
+      ++next_;
+    }
+  }
+
+  uint32_t Bits() const { return buf_; }
+  // The top n bits, 1 <= n <= 16.
+  uint32_t Peek(unsigned n) const { return buf_ >> (32 - n); }
+
+  // Drops n <= 13 bits and tops the buffer up to at least 16 valid bits. False when
+  // the data has run out: the next word lies past the caller's bound, or the bits
+  // consumed pass the tile's own bytes.
+  [[nodiscard]] bool Consume(unsigned n) {
+    if (next_ > fastNext_ && !StaysInside(n)) {
+      return false;
+    }
+    buf_ <<= n;
+    fill_ += n;
+    if (fill_ > 16) {
+      if (static_cast<uint32_t>(2 * next_) >= limit32_) {
+        return false;
+      }
+      fill_ -= 16;
+      buf_ |= Word(next_) << fill_;
+      ++next_;
+    }
+    return true;
+  }
+
+  // Whether the consumed bits end on a byte boundary of the stream.
+  bool AtByteBoundary() const { return fill_ % 8 == 0; }
+
+  // Writes the position of the next unread bit back into the tile.
+  void Save(Img1G4Tile &tile) const {
+    const uint32_t unreadLess1 = 31 - fill_;  // fill <= 16 after every refill
+    const uint64_t endOfLoaded = 2 * next_;
+    tile.byteLoc() = static_cast<uint32_t>(endOfLoaded - unreadLess1 / 8 - 1);
+    tile.bitLoc() = 8 - unreadLess1 % 8;
+  }
+
+ private:
+  // Word k of the tile, or 0 when it is not wholly inside the tile's bytes.
+  uint32_t Word(uint64_t k) const {
+    if (k >= fullWords_) {
+      return 0;
+    }
+    // SAFETY: k < byteCount / 2, so both bytes lie inside the tile.
+    return static_cast<uint32_t>(data_[2 * k]) | (static_cast<uint32_t>(data_[2 * k + 1]) << 8);
+  }
+
+  // The slow half of Consume: the next word's byte offset against twice the caller's
+  // bound, as callers have always had it, and the consumed position against the end
+  // of the tile's whole words.
+  bool StaysInside(unsigned n) const {
+    if (next_ > limit_) {
+      return false;
+    }
+    const int64_t consumed = 16 * static_cast<int64_t>(next_) + fill_ + n - 32;
+    return consumed <= endBits_;
+  }
+
+  const unsigned char *data_;
+  uint64_t fullWords_;
+  int64_t endBits_;
+  uint64_t limit_;
+  uint32_t limit32_;
+  uint64_t fastNext_;
+  uint32_t buf_;
+  uint32_t fill_;
+  uint64_t next_;
+};
+
+// The entry of the sub-table that `escape` names, for the colour being read.
+inline uint32_t SubTableEntry(const G4DecodeTables &t, int colour, int32_t escape, uint32_t bits) {
+  const uint32_t bits9To12 = (bits >> 20) & 0xFu;
+  if (escape == c2d::kG4ToExtMakeup) {
+    return t.G4ExtMakeupTable[bits9To12];
+  }
+  if (colour == 0) {
+    switch (escape) {
+      case c2d::kG4ToSub2:
+        return t.G4WhiteSub2[(bits >> 23) & 0x3u];
+      case c2d::kG4ToSub3:
+        return t.G4WhiteSub1[(bits >> 23) & 0x1u];
+      case c2d::kG4ToSub4:
+        return t.G4WhiteSub4[(bits >> 23) & 0xFu];
+      default:
+        return c2d::G4PackEntry(c2d::kG4NoCode, 0);
+    }
+  }
+  switch (escape) {
+    case c2d::kG4ToSub2:
+      return t.G4BlackSub2[(bits >> 19) & 0x1Fu];
+    case c2d::kG4ToSub3:
+      return t.G4BlackSub3[(bits >> 19) & 0x1Fu];
+    case c2d::kG4ToSub4:
+      return t.G4BlackSub5[bits9To12];
+    case c2d::kG4ToSub5:
+      return t.G4BlackSub6[bits9To12];
+    case c2d::kG4ToSub6:
+      return t.G4BlackSub12[bits9To12];
+    case c2d::kG4ToSub7:
+      return t.G4BlackSub13[bits9To12];
+    default:
+      return c2d::G4PackEntry(c2d::kG4NoCode, 0);
+  }
+}
+
+// The reference line and the walker b over it. `end` is the list's own last entry,
+// W + 1, taken as an index, and `last` the index of that entry: the walker stops at
+// the first and its final step forward at the second.
+struct RefWalker {
+  const int32_t *ref;
+  int32_t end;
+  int32_t last;
+  int32_t b;
+  int colour;
+
+  // Moves b to b1, the first change right of a0 of the colour opposite to a0's, and
+  // answers 0, or G4_DECODE_REF_END when b has reached `end`.
+  short Walk(int32_t a0, int a0Colour) {
+    if (b >= end) {
+      return G4_DECODE_REF_END;
+    }
+    // SAFETY: 0 <= b < end <= W + 5 throughout, inside the W + 6 entries of the list.
+    if (ref[b] <= a0) {
+      do {
+        ++b;
+        colour ^= 1;
+      } while (b < end && ref[b] <= a0);
+    } else if (b > 0 && ref[b - 1] > a0) {
+      // A change left of the one passed: a vertical-left code moved a0 back. Entry 0
+      // stops the walk even when a0 is negative.
+      do {
+        --b;
+        colour ^= 1;
+      } while (b > 0 && ref[b - 1] > a0);
+    }
+    if (colour == a0Colour) {
+      if (b < end && b < last) {
+        ++b;
+      }
+      colour ^= 1;
+    }
+    return b < end ? G4_DECODE_OK : G4_DECODE_REF_END;
+  }
+};
+
+}  // namespace
+
+short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes) {
+  const G4DecodeTables *tables = c2d::G4ActiveDecodeTables();
+  if (tables == nullptr || tile == nullptr) {
+    return G4_DECODE_NO_DATA;
+  }
+
+  // Kept as it always was: this stays in the tile when the row fails, so each retry
+  // of a row that starts at an odd byte moves bitLoc on by 8 more.
+  const uint32_t byteLoc = tile->byteLoc();
+  if (byteLoc & 1u) {
+    tile->bitLoc() += 8;
+  }
+  const uint32_t bitLoc = tile->bitLoc();
+
+  int32_t *const changes = tile->changes();
+  const int32_t *const ref = tile->refChanges();
+  const unsigned char *const data = tile->getData();
+  // A bitLoc past 16 is no bit of the word at byteLoc: a drifted retry stops here.
+  if (data == nullptr || changes == nullptr || ref == nullptr || width > kMaxWidth || bitLoc > 16) {
+    return G4_DECODE_NO_DATA;
+  }
+  const int32_t w = static_cast<int32_t>(width);
+  // The last index either list may use: both hold W + 6 entries.
+  const int32_t lastSlot = w + 5;
+  const uint32_t numRef = tile->numRefChanges();
+  if (numRef < 3 || numRef > width + 6) {
+    return G4_DECODE_REF_END;
+  }
+  RefWalker walker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0};
+  if (walker.end > lastSlot) {
+    return G4_DECODE_REF_END;
+  }
+
+  G4BitReader bits(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes);
+  int32_t a0 = 0;
+  int colour = 0;
+  int32_t pos = 0;  // index of the last entry written
+  changes[0] = 0;
+  bool endOfBlock = false;
+
+  while (changes[pos] <= w) {
+    const uint32_t mode = tables->G4ModeTable[bits.Peek(7)];
+    const int32_t kind = G4EntryValue(mode);
+    switch (kind) {
+      case c2d::G4_MODE_VL3:
+      case c2d::G4_MODE_VL2:
+      case c2d::G4_MODE_VL1:
+      case c2d::G4_MODE_V0:
+      case c2d::G4_MODE_VR1:
+      case c2d::G4_MODE_VR2:
+      case c2d::G4_MODE_VR3: {
+        if (const short walked = walker.Walk(a0, colour)) {
+          return walked;
+        }
+        // Nothing checks that a1 lies right of a0 or inside the row.
+        const int32_t a1 = WrapAdd(ref[walker.b], kind - c2d::G4_MODE_V0);
+        if (pos >= lastSlot) {
+          return G4_DECODE_NO_DATA;
+        }
+        changes[++pos] = a1;
+        a0 = a1;
+        colour ^= 1;
+        if (!bits.Consume(G4EntryLength(mode))) {
+          return G4_DECODE_NO_DATA;
+        }
+        break;
+      }
+      case c2d::G4_MODE_PASS: {
+        if (const short walked = walker.Walk(a0, colour)) {
+          return walked;
+        }
+        // SAFETY: b < end <= W + 5, so b2 is inside the list.
+        a0 = ref[walker.b + 1];
+        if (!bits.Consume(G4EntryLength(mode))) {
+          return G4_DECODE_NO_DATA;
+        }
+        break;
+      }
+      case c2d::G4_MODE_HORIZONTAL: {
+        if (!bits.Consume(G4EntryLength(mode))) {
+          return G4_DECODE_NO_DATA;
+        }
+        for (int run = 0; run < 2; ++run) {
+          bool moved = false;
+          for (;;) {
+            const uint32_t top8 = bits.Peek(8);
+            uint32_t entry = colour ? tables->G4BlackTable[top8] : tables->G4WhiteTable[top8];
+            int32_t value = G4EntryValue(entry);
+            if (value < 0 && value != c2d::kG4NoCode) {
+              entry = SubTableEntry(*tables, colour, value, bits.Bits());
+              value = G4EntryValue(entry);
+            }
+            if (value < 0) {
+              return G4_DECODE_BAD_RUN;
+            }
+            // From the imaginary position 0 a run of n ends at column n + 1.
+            const int32_t step = a0 == 0 ? value + 1 : value;
+            if (step > 0) {
+              a0 = WrapAdd(a0, step);
+              moved = true;
+            }
+            if (!bits.Consume(G4EntryLength(entry))) {
+              return G4_DECODE_NO_DATA;
+            }
+            if (value <= 63) {
+              break;  // a terminating code; make-up codes add up until one comes
+            }
+          }
+          // A run of 0 away from the row's start writes nothing but still flips the
+          // colour, so the list's parity and the colour part ways; kept as it is.
+          if (moved) {
+            if (pos >= lastSlot) {
+              return G4_DECODE_NO_DATA;
+            }
+            changes[++pos] = a0;
+          }
+          colour ^= 1;
+        }
+        break;
+      }
+      case c2d::G4_MODE_EXTENSION:
+        return G4_DECODE_EXTENSION;
+      case c2d::G4_MODE_ZEROS:
+      default: {
+        // Seven zero bits: an end of facsimile block, EOL EOL, where the first four
+        // bits of the second EOL are not looked at.
+        if (!bits.Consume(7)) {
+          return G4_DECODE_NO_DATA;
+        }
+        if (bits.Peek(5) != 0b00001u) {
+          return G4_DECODE_BAD_EOL;
+        }
+        if (!bits.Consume(5)) {
+          return G4_DECODE_NO_DATA;
+        }
+        if ((bits.Peek(12) & 0xFFu) != 0b00000001u) {
+          return G4_DECODE_BAD_EOL;
+        }
+        if (!bits.Consume(12)) {
+          return G4_DECODE_NO_DATA;
+        }
+        // Fill bits up to the next byte, then zero bytes.
+        while ((bits.Bits() >> 31) == 0 && !bits.AtByteBoundary()) {
+          if (!bits.Consume(1)) {
+            return G4_DECODE_NO_DATA;
+          }
+        }
+        while (bits.Peek(8) == 0) {
+          if (!bits.Consume(8)) {
+            return G4_DECODE_NO_DATA;
+          }
+        }
+        // The row is taken to reach W, and decoding goes on with what follows.
+        if (changes[pos] <= w) {
+          if (colour) {
+            ++pos;
+          }
+          if (pos > lastSlot) {
+            return G4_DECODE_NO_DATA;
+          }
+          changes[pos] = w;
+        }
+        endOfBlock = true;
+        break;
+      }
+    }
+  }
+
+  if (changes[pos] > w + 1) {
+    return G4_DECODE_NO_DATA;
+  }
+  uint32_t count;
+  if (endOfBlock) {
+    // Whatever was decoded, a row that met an end of block is white.
+    for (int32_t i = pos + 1; i <= pos + 2 && i <= lastSlot; ++i) {
+      changes[i] = w + 1;
+    }
+    changes[0] = 0;
+    changes[1] = w + 1;
+    changes[2] = w + 1;
+    changes[3] = w + 1;
+    count = 4;
+  } else {
+    if (pos + 2 > lastSlot) {
+      return G4_DECODE_NO_DATA;
+    }
+    changes[pos + 1] = w + 1;
+    changes[pos + 2] = w + 1;
+    count = static_cast<uint32_t>(pos) + 3;
+  }
+  bits.Save(*tile);
+  tile->numChanges() = count;
+  return G4_DECODE_OK;
+}

@@ -1,0 +1,262 @@
+// libtiff as the oracle of the Group 4 decoder: bitmaps, Group 4 TIFFs written and
+// read in memory, the byte-pair exchange into the decoder's word order, and a
+// row-by-row decode of a whole stream. Shared by the g4 tests and the benchmark.
+#ifndef TESTS_G4_G4TIFFORACLE_H_
+#define TESTS_G4_G4TIFFORACLE_H_
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Image/g4/G4Decode.h"
+#include "Image/g4/G4Paint.h"
+
+namespace g4test {
+
+// A bilevel image, rows most significant bit first, 1 = black, no padding between
+// rows beyond the byte.
+struct Bitmap {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t stride = 0;
+  std::vector<uint8_t> bits;
+
+  Bitmap() = default;
+  Bitmap(uint32_t w, uint32_t h) : width(w), height(h), stride((w + 7) / 8), bits(stride * h) {}
+  uint8_t *row(uint32_t y) { return bits.data() + static_cast<size_t>(y) * stride; }
+  const uint8_t *row(uint32_t y) const { return bits.data() + static_cast<size_t>(y) * stride; }
+  bool get(uint32_t x, uint32_t y) const { return (row(y)[x >> 3] >> (7 - (x & 7))) & 1; }
+  void set(uint32_t x, uint32_t y, bool black = true) {
+    const uint8_t mask = static_cast<uint8_t>(0x80u >> (x & 7));
+    row(y)[x >> 3] = black ? (row(y)[x >> 3] | mask) : (row(y)[x >> 3] & ~mask);
+  }
+  void fill(uint32_t x0, uint32_t x1, uint32_t y) {  // columns x0 to x1 - 1
+    for (uint32_t x = x0; x < x1 && x < width; ++x) {
+      set(x, y);
+    }
+  }
+};
+
+// The first column at which two bitmaps of one size differ, as "x,y", or "".
+inline std::string FirstDifference(const Bitmap &a, const Bitmap &b) {
+  for (uint32_t y = 0; y < a.height; ++y) {
+    if (std::memcmp(a.row(y), b.row(y), a.stride) != 0) {
+      for (uint32_t x = 0; x < a.width; ++x) {
+        if (a.get(x, y) != b.get(x, y)) {
+          return std::to_string(x) + "," + std::to_string(y);
+        }
+      }
+      return "padding," + std::to_string(y);
+    }
+  }
+  return "";
+}
+
+// A small deterministic generator (xorshift), so fixtures never change.
+class Rng {
+ public:
+  explicit Rng(uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15ull + 1) {}
+  uint64_t next() {
+    state_ ^= state_ << 13;
+    state_ ^= state_ >> 7;
+    state_ ^= state_ << 17;
+    return state_;
+  }
+  uint32_t below(uint32_t n) { return n == 0 ? 0 : static_cast<uint32_t>(next() % n); }
+  bool chance(double p) { return static_cast<double>(next() >> 11) * 0x1.0p-53 < p; }
+
+ private:
+  uint64_t state_;
+};
+
+// A file in memory behind libtiff's client interface.
+class MemTiff {
+ public:
+  MemTiff() = default;
+  explicit MemTiff(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
+  const std::vector<uint8_t> &bytes() const { return bytes_; }
+
+  TIFF *open(const char *mode) {
+    pos_ = 0;
+    return TIFFClientOpen("memory", mode, this, &Read, &Write, &Seek, &Close, &Size, &Map, &Unmap);
+  }
+
+ private:
+  static MemTiff *self(thandle_t h) { return static_cast<MemTiff *>(h); }
+  static tmsize_t Read(thandle_t h, void *buf, tmsize_t n) {
+    MemTiff *m = self(h);
+    const uint64_t left = m->pos_ < m->bytes_.size() ? m->bytes_.size() - m->pos_ : 0;
+    const uint64_t take = std::min<uint64_t>(left, static_cast<uint64_t>(n));
+    std::memcpy(buf, m->bytes_.data() + m->pos_, take);
+    m->pos_ += take;
+    return static_cast<tmsize_t>(take);
+  }
+  static tmsize_t Write(thandle_t h, void *buf, tmsize_t n) {
+    MemTiff *m = self(h);
+    if (m->pos_ + n > m->bytes_.size()) {
+      m->bytes_.resize(m->pos_ + n);
+    }
+    std::memcpy(m->bytes_.data() + m->pos_, buf, static_cast<size_t>(n));
+    m->pos_ += n;
+    return n;
+  }
+  static toff_t Seek(thandle_t h, toff_t off, int whence) {
+    MemTiff *m = self(h);
+    if (whence == SEEK_CUR) {
+      off += m->pos_;
+    } else if (whence == SEEK_END) {
+      off += m->bytes_.size();
+    }
+    m->pos_ = off;
+    return off;
+  }
+  static int Close(thandle_t) { return 0; }
+  static toff_t Size(thandle_t h) { return self(h)->bytes_.size(); }
+  static int Map(thandle_t, void **, toff_t *) { return 0; }
+  static void Unmap(thandle_t, void *, toff_t) {}
+
+  std::vector<uint8_t> bytes_;
+  uint64_t pos_ = 0;
+};
+
+// Writes `image` as a one-strip Group 4 TIFF (fill order most significant bit first,
+// 1 = black) into memory. Empty on failure.
+inline MemTiff WriteG4Tiff(const Bitmap &image) {
+  MemTiff file;
+  TIFF *tif = file.open("w");
+  if (tif == nullptr) {
+    return MemTiff();
+  }
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, image.width);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, image.height);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, image.height);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  bool ok = true;
+  std::vector<uint8_t> row(image.stride);
+  for (uint32_t y = 0; y < image.height && ok; ++y) {
+    std::memcpy(row.data(), image.row(y), image.stride);
+    ok = TIFFWriteScanline(tif, row.data(), y, 0) == 1;
+  }
+  TIFFClose(tif);
+  return ok ? file : MemTiff();
+}
+
+inline void ReverseBitsInBytes(std::vector<uint8_t> &bytes) {
+  for (uint8_t &b : bytes) {
+    b = static_cast<uint8_t>(((b * 0x0802u & 0x22110u) | (b * 0x8020u & 0x88440u)) * 0x10101u >>
+                             16);
+  }
+}
+
+// The raw coded bytes of strip `s`, most significant bit first.
+inline std::vector<uint8_t> ReadRawStrip(TIFF *tif, uint32_t s) {
+  const tmsize_t size = TIFFRawStripSize(tif, s);
+  std::vector<uint8_t> raw(size > 0 ? static_cast<size_t>(size) : 0);
+  if (!raw.empty() && TIFFReadRawStrip(tif, s, raw.data(), size) != size) {
+    raw.clear();
+  }
+  uint16_t fillOrder = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(tif, TIFFTAG_FILLORDER, &fillOrder);
+  if (fillOrder == FILLORDER_LSB2MSB) {
+    ReverseBitsInBytes(raw);
+  }
+  return raw;
+}
+
+// A plain most-significant-bit-first stream in the decoder's word order: each pair
+// of bytes exchanged, an odd last byte given a zero partner.
+inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
+  std::vector<uint8_t> out(stream.size() + (stream.size() & 1u), 0);
+  for (size_t i = 0; i < stream.size(); ++i) {
+    out[i ^ 1u] = stream[i];
+  }
+  return out;
+}
+
+// One-strip stream of `image` in the decoder's word order.
+inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
+  MemTiff file = WriteG4Tiff(image);
+  TIFF *tif = file.open("r");
+  if (tif == nullptr) {
+    return {};
+  }
+  std::vector<uint8_t> raw = ReadRawStrip(tif, 0);
+  TIFFClose(tif);
+  return ToDecoderOrder(raw);
+}
+
+// Change buffers of exactly W + 6 entries, and a tile set up for the first row.
+struct RowDecoder {
+  RowDecoder(const uint8_t *data, uint32_t byteCount, uint32_t w)
+      : width(w), a(new int32_t[w + 6]()), b(new int32_t[w + 6]()) {
+    tile.setData(const_cast<uint8_t *>(data), byteCount);
+    tile.setChangeBuffers(a.get(), b.get());
+    restart();
+  }
+  // The state before a tile's first row: all-white reference, first bit of the data.
+  void restart() {
+    int32_t *ref = tile.refChanges();
+    ref[0] = 0;
+    ref[1] = ref[2] = ref[3] = static_cast<int32_t>(width) + 1;
+    tile.numRefChanges() = 4;
+    tile.numChanges() = 0;
+    tile.byteLoc() = 0;
+    tile.bitLoc() = 1;
+  }
+  // Decodes one row; on success paints it into `row` (if given) and swaps the lists.
+  short next(uint64_t limitBytes, uint8_t *row) {
+    const short result = CCITT_G4Decode(&tile, width, limitBytes);
+    if (result == G4_DECODE_OK) {
+      if (row != nullptr) {
+        c2d::G4PaintRow(tile.changes(), tile.numChanges(), width, row);
+      }
+      tile.swapChanges();
+    }
+    return result;
+  }
+
+  uint32_t width;
+  std::unique_ptr<int32_t[]> a;
+  std::unique_ptr<int32_t[]> b;
+  Img1G4Tile tile;
+};
+
+// Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so
+// that a sanitizer sees any read past it. `decodedRows` counts the rows that
+// succeeded before the first failure, whose code is `failure`.
+struct DecodeOutcome {
+  Bitmap image;
+  uint32_t decodedRows = 0;
+  short failure = G4_DECODE_OK;
+};
+
+inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t width, uint32_t rows,
+                                  uint64_t limitBytes) {
+  std::unique_ptr<uint8_t[]> copy(new uint8_t[words.size() + (words.empty() ? 1 : 0)]);
+  std::copy(words.begin(), words.end(), copy.get());
+  RowDecoder decoder(copy.get(), static_cast<uint32_t>(words.size()), width);
+  DecodeOutcome out;
+  out.image = Bitmap(width, rows);
+  for (uint32_t y = 0; y < rows; ++y) {
+    out.failure = decoder.next(limitBytes, out.image.row(y));
+    if (out.failure != G4_DECODE_OK) {
+      break;
+    }
+    ++out.decodedRows;
+  }
+  return out;
+}
+
+}  // namespace g4test
+
+#endif  // TESTS_G4_G4TIFFORACLE_H_

@@ -1,0 +1,117 @@
+// Grey mappings: worked examples, the shape of the curve tables, the switch to the
+// linear table, its wrapped products, and the null results.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "Image/scale/TableAlloc.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes Mapping(unsigned n, unsigned invert) {
+  unsigned char *table = nullptr;
+  CreateGreyMapping(n, &table, invert);
+  if (table == nullptr) {
+    ADD_FAILURE() << "no table for " << n;
+    return {};
+  }
+  Bytes values(table, table + n);
+  std::free(table);
+  return values;
+}
+
+// The stretches of equal values, in order, as (value, length).
+std::vector<std::pair<int, unsigned>> Stretches(const Bytes &values) {
+  std::vector<std::pair<int, unsigned>> stretches;
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (i == 0 || values[i] != values[i - 1]) {
+      stretches.emplace_back(values[i], 0);
+    }
+    ++stretches.back().second;
+  }
+  return stretches;
+}
+
+void *NoMemory(std::size_t, std::size_t) { return nullptr; }
+
+TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
+  EXPECT_EQ(Mapping(1, 0), Bytes{255});
+  EXPECT_EQ(Mapping(1, 1), Bytes{0});
+  EXPECT_EQ(Mapping(2, 0), (Bytes{255, 0}));
+  EXPECT_EQ(Mapping(2, 1), (Bytes{0, 255}));
+  EXPECT_EQ(Mapping(3, 0), (Bytes{255, 28, 0}));  // (3667 * 7.5e-5)^2 * 382.5 = 28.9
+  // The curve saturates: the lightest 114 counts of 10999 are white, the middle one
+  // is (5500 * 7.5e-5)^2 * 382.5 = 65.
+  const Bytes table = Mapping(10999, 0);
+  EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), [] {
+    Bytes light(114, 255);
+    light.push_back(254);
+    return light;
+  }());
+  EXPECT_EQ(table[5499], 65);
+}
+
+TEST(GreyMappingTest, CurveTablesDarkenWithCountAndInvertExactly) {
+  std::vector<unsigned> sizes = {257, 1000, 4097, 10998, 10999};
+  for (unsigned n = 1; n <= 200; ++n) {
+    sizes.push_back(n);
+  }
+  for (unsigned n : sizes) {
+    SCOPED_TRACE(n);
+    const Bytes plain = Mapping(n, 0);
+    const Bytes inverted = Mapping(n, 1);
+    ASSERT_EQ(plain.size(), n);
+    EXPECT_EQ(plain.front(), 255);
+    EXPECT_EQ(plain.back(), n > 1 ? 0 : 255);
+    for (unsigned i = 0; i < n; ++i) {
+      ASSERT_TRUE(i == 0 || plain[i] <= plain[i - 1]) << i;
+      ASSERT_EQ(inverted[i], 255 - plain[i]) << i;
+    }
+  }
+}
+
+// From 11000 entries the counts are spread evenly, 42 or 43 per level. Not inverted,
+// the run of level 0 is never written and reads 0 from the zeroed block. From 2^24
+// entries n << 8 wraps; the walk stays in the table and the end entry is forced.
+TEST(GreyMappingTest, LinearTablesFrom11000) {
+  for (unsigned invert : {0u, 1u}) {
+    SCOPED_TRACE(invert);
+    const Bytes table = Mapping(11000, invert);
+    const auto stretches = Stretches(table);
+    ASSERT_EQ(stretches.size(), 256u);
+    for (int i = 0; i < 256; ++i) {
+      ASSERT_EQ(stretches[i].first, invert ? i : 255 - i);
+      ASSERT_TRUE(stretches[i].second == 42 || stretches[i].second == 43) << i;
+    }
+    EXPECT_EQ(table[5500], invert ? 128 : 127);  // not the curve's 65
+
+    const Bytes wrapped = Mapping((1u << 24) + 1, invert);
+    EXPECT_EQ(wrapped.front(), invert ? 0 : 255);
+    EXPECT_EQ(wrapped.back(), invert ? 255 : 0);
+    EXPECT_EQ(Stretches(wrapped).size(), 256u);
+  }
+}
+
+TEST(GreyMappingTest, ZeroCountAndFailedAllocationGiveNull) {
+  unsigned char unset = 0;
+  unsigned char *table = &unset;
+  CreateGreyMapping(0, &table, 0);
+  EXPECT_EQ(table, nullptr);
+  const c2d::TableCallocFn previous = c2d::SetTableCalloc(&NoMemory);
+  for (unsigned n : {5u, 11000u}) {
+    for (unsigned invert : {0u, 1u}) {
+      table = &unset;
+      CreateGreyMapping(n, &table, invert);
+      EXPECT_EQ(table, nullptr) << n << " " << invert;
+    }
+  }
+  c2d::SetTableCalloc(previous);
+}
+
+}  // namespace
