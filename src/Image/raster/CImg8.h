@@ -11,6 +11,7 @@
 #include "Image/core/CImg.h"
 
 class ColorMap;
+class Export;
 class Img8TileIterator;
 
 class C2D_EXPORT CImg8 : public CImg {
@@ -45,7 +46,10 @@ class C2D_EXPORT CImg8 : public CImg {
   // Always copies.
   static CImg8 *create(unsigned w, unsigned h, unsigned char *data, unsigned len, ColorMap *map,
                        ImgAlignmentEnum align);
-  // Converts another image to palette indices.
+  // Converts another image to palette indices through Export::xfm; only a CImg1
+  // converts (set bits to 0, clear bits to 255). A source without pixels gives an
+  // image without pixels and an unknown background. A refused conversion, a CImg8
+  // source included, reports IMG_FAIL.
   static CImg8 *create(const IImg &src, ColorMap *map, ImgAlignmentEnum align);
 
   // Reference images: a view of the rectangle r of `parent` that shares its pixels
@@ -80,6 +84,8 @@ class C2D_EXPORT CImg8 : public CImg {
                       unsigned colour) override;
   void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr,
                       const IImg &source) override;
+  // create(*this, null, IMG_ALIGN_NONE): null with IMG_FAIL for an image with
+  // pixels; without them, an empty image with the grey ramp.
   IImg *clone() const override;
   void drawArc() override;
   void drawCircle(int x, int y, int radius, const ColorValue *stroke,
@@ -131,6 +137,9 @@ class C2D_EXPORT CImg8 : public CImg {
   // afterwards unless the size in bytes is unchanged.
   bool setExtents(unsigned w, unsigned h);
   void setBackgroundColor(unsigned colour);
+  // The most frequent index, cached in the header: IMG_BG_NONE and 255 when it holds
+  // under a fifth of the pixels. The last pixel is not counted. 0 without pixels,
+  // unreported; a cached IMG_BG_NONE reports IMG_FAIL, anything else IMG_OK.
   unsigned calculateBackground();
   // No file format is read: false.
   bool readPPM(const char *path);
@@ -139,6 +148,9 @@ class C2D_EXPORT CImg8 : public CImg {
   Img8TileIterator *getTileIterator(int tileWidth, int tileHeight, CImg8::TileFormat format) const;
 
  protected:
+  // The conversion paths read and write pixels and header fields directly.
+  friend class Export;
+
   CImg8();
 
   // Slot 56. IMG_FALSE when pixels exist, IMG_FAIL for an invalid header,
