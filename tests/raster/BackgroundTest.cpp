@@ -12,23 +12,15 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
 
 namespace {
 
-struct ImageDeleter {
-  void operator()(const IImg *image) const { delete image; }
-};
+using c2d_test::ErrWatch;
+using c2d_test::ImageDeleter;
+
 template <typename T>
 using Ptr = std::unique_ptr<T, ImageDeleter>;
-
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
-};
 
 // Reaches the protected state, which no public call sets to IMG_BG_NONE on a CImg1.
 struct Open : CImg1 {

@@ -12,25 +12,16 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
 
 namespace {
 
-struct ImageDeleter {
-  void operator()(const IImg *image) const { delete image; }
-};
+using c2d_test::ErrWatch;
+using c2d_test::ImageDeleter;
+
 using ImagePtr = std::unique_ptr<CImg1, ImageDeleter>;
 
 CImg1 *AsCImg1(IImg *image) { return dynamic_cast<CImg1 *>(image); }
-
-// Records the registry before a call and reports what the call added.
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
-};
 
 // Stores a code no CImg1 operation reports, to see that a call leaves it alone.
 void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }

@@ -8,23 +8,14 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
 
 namespace {
 
-struct ImageDeleter {
-  void operator()(const IImg *image) const { delete image; }
-};
+using c2d_test::ErrWatch;
+using c2d_test::ImageDeleter;
+
 using ImagePtr = std::unique_ptr<CImg32, ImageDeleter>;
-
-// Records the registry before a call and reports what the call added.
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
-};
 
 // A caller-owned buffer from the host allocator, filled with pixel i = base + i.
 unsigned *HostPixels(unsigned count, unsigned base) {

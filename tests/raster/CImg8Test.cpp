@@ -7,22 +7,14 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
 
 namespace {
 
-struct ImageDeleter {
-  void operator()(const IImg *image) const { delete image; }
-};
+using c2d_test::ErrWatch;
+using c2d_test::ImageDeleter;
+
 using ImagePtr = std::unique_ptr<CImg8, ImageDeleter>;
-
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
-};
 
 // Reaches the protected workers through pointers to members.
 struct Open : CImg8 {

@@ -9,24 +9,16 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
 #include "Image/raster/ExportTables.h"
 
 namespace {
 
-struct ImageDeleter {
-  void operator()(const IImg *image) const { delete image; }
-};
+using c2d_test::ErrWatch;
+using c2d_test::ImageDeleter;
+
 template <typename T>
 using Ptr = std::unique_ptr<T, ImageDeleter>;
-
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
-};
 
 uint32_t Noise(uint32_t &state) {
   state = state * 1664525u + 1013904223u;
