@@ -1,0 +1,212 @@
+// CImg1G4: a bilevel page held as a grid of Group 4 coded tiles, never decompressed
+// as a whole. It owns a copy of each tile's coded bytes, one pair of change buffers
+// per tile column, and a row cursor through which all decoding runs. Measuring,
+// cut-outs, scaling and transforms yield plain CImg1 or CImg32 images.
+#ifndef IMAGE_G4_CIMG1G4_H_
+#define IMAGE_G4_CIMG1G4_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "Image/core/CImg.h"
+#include "Image/g4/Img1G4Tile.h"
+
+class CImg1;
+class CImg32;
+class Img1G4TileIterator;
+struct G4ScaleInfo;
+
+class C2D_EXPORT CImg1G4 : public CImg {
+ public:
+  // Factories. Each returns a new image, or null after deleting what it built; the
+  // caller owns the result. None of them records anything in CImgErr. Colours come
+  // background first: what a clear and a set bit stand for when converted to colour.
+  // Any alignment but IMG_ALIGN_32 means rows would end on a byte boundary.
+
+  // A bare object whose header holds 0xDEADBEEF markers; null only when the object
+  // cannot be allocated.
+  static CImg1G4 *create();
+  // A width x height page cut into tiles of tileW x tileH (the right and bottom
+  // tiles may reach past the page), each tile without coded bytes. Null for a zero
+  // size, a tile count beyond 32 bits, or failed allocation. A tile larger than the
+  // page is accepted here, though such an image can never take data.
+  static CImg1G4 *create(unsigned width, unsigned height, unsigned tileW, unsigned tileH,
+                         unsigned backgroundInterp, unsigned foregroundInterp,
+                         ImgAlignmentEnum align);
+  // As above, then initData: the coded bytes are copied, so the caller keeps and
+  // frees its arrays. Null as above, or when initData refuses.
+  static CImg1G4 *create(unsigned width, unsigned height, unsigned tileW, unsigned tileH,
+                         unsigned char **tileData, unsigned *tileBytes, unsigned backgroundInterp,
+                         unsigned foregroundInterp, ImgAlignmentEnum align);
+  // An image of the source's size without coded data, into which Export::xfm is
+  // asked to convert the source; nothing converts to this class, and the answer is
+  // not looked at.
+  static CImg1G4 *create(const IImg &source, unsigned tileW, unsigned tileH,
+                         unsigned backgroundInterp, unsigned foregroundInterp,
+                         ImgAlignmentEnum align);
+  // Takes no pixels from anything: always null.
+  static CImg1G4 *create(void *source, unsigned w, unsigned h, ImgAlignmentEnum align);
+
+  // Frees the tiles, their bytes and the change buffers (see _Delete).
+  ~CImg1G4() override;
+
+  // IImg: the exported slots this class overrides, in slot order. That order is
+  // the binary interface (see IImg). A compressed page has no pixel access, so the
+  // pixel operations do nothing or return this image.
+  // backgroundColor as it stands, known or not (0xDEADBEEF until something sets it).
+  unsigned getBackgroundColor() const override;
+  IImg *getSubImage(const ImgRect &r) override;
+  IImg *getUnformatted() override;
+  // True once a header has built the tile grid, coded bytes or not.
+  bool hasData() const override;
+  // Allocates nothing: the same as hasData.
+  bool forceDataInit() override;
+  IImg *applyFilter() override;
+  IImg *invert() override;
+  IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
+                unsigned colour) override;
+  IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr, const IImg &source) override;
+  void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
+                      unsigned colour) override;
+  void doRasOpInPlace(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr,
+                      const IImg &source) override;
+  // A new image of this size with tiles of 1 x 1 pixel and no coded data, colours
+  // 0xFFFFFF and 0xFF000000, no alignment: nothing converts into this class, so a
+  // clone never carries pixels. Null when it cannot be made.
+  IImg *clone() const override;
+  void drawArc() override;
+  void drawCircle(int x, int y, int radius, const ColorValue *stroke,
+                  const ColorValue *fill) override;
+  void drawElipse() override;
+  void drawLines(int_pt_t *from, int_pt_t *to, bool clear) override;
+  void drawPixel(unsigned x, unsigned y, unsigned value) override;
+  void drawPolyLine() override;
+  void drawPolygon() override;
+  void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
+                           ColorValue &fill) override;
+  void drawSpline() override;
+  IImg *mirror(ImgMirT how) override;
+  IImg *rotate(double degrees) override;
+  IImg *scale(double factor, ImgScaleAttr &attr) override;
+  IImg *scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) override;
+  IImg *scale(const ImgRect &source, unsigned width, unsigned height, ImgScaleAttr &attr) override;
+  bool stream(void *sink) override;
+  IImg *sxfm() override;
+
+  // Copies the coded bytes of every tile, given in row-major order of tiles (left to
+  // right, then down): tileBytes[i] bytes from tileData[i], a count of 0 leaving the
+  // tile without data. totalBytes becomes their sum. Bytes held before are freed.
+  // False, with nothing changed, when the header is not valid (a tile larger than
+  // the page, a grid that disagrees with the extents) or an array needed is null;
+  // false with the whole image torn down when an allocation fails. Records nothing.
+  bool initData(unsigned char **tileData, unsigned *tileBytes);
+  // Re-cuts an image that has no tiles yet. False for a zero argument or a tile size
+  // that does not divide the extents; true, with nothing stored, while the colours
+  // are unset; otherwise a new header and an empty grid, and true even if that
+  // failed. The tiles of an earlier header are freed first.
+  bool setExtents(unsigned width, unsigned height, unsigned tileW, unsigned tileH);
+  // The tile at a tile row and column, owned by the image; null when either index is
+  // outside the grid or there is no grid.
+  Img1G4Tile *getTile(unsigned tileRow, unsigned tileColumn);
+  // An iterator over the stored tiles; the caller destroys it before the image.
+  Img1G4TileIterator *getTileIterator();
+  // Decodes rect into target, a ready-made CImg1 of the rectangle's size.
+  bool uncompress(CImg1 *target, const ImgRect &rect);
+  // 1 when the page is mostly set bits, else 0.
+  unsigned int calculateBackground();
+  // A compressed page hands out no pixel buffer: null.
+  unsigned char *ownData();
+  // Progress is not reported: does nothing.
+  void SendIncompleteStatus(int status);
+
+  // The fields alone: the row layout is not recomputed.
+  ImgAlignmentEnum getAlignment();
+  void setAlignment(ImgAlignmentEnum align);
+  // Bits of padding a decompressed row would end with.
+  unsigned getPadBits() const;
+  unsigned getForegroundInterpretation() const;
+  void setForegroundInterpretation(unsigned colour);
+  unsigned getBackgroundInterpretation() const;
+  void setBackgroundInterpretation(unsigned colour);
+  // Stores the colour and marks the background known.
+  void setBackgroundColor(unsigned colour);
+
+ protected:
+  CImg1G4();
+
+  // Slot 56: there are no pixels to allocate. IMG_FAIL, unreported.
+  ImgErr initData() override;
+
+  // Sets the extents, the grid and the row layout, and allocates an empty tile for
+  // each grid cell and two zeroed change buffers per tile column; structures of an
+  // earlier header are freed first. False, unreported, for a zero size, a tile count
+  // beyond 32 bits or a failed allocation, with every partial structure freed.
+  bool initHeader(unsigned width, unsigned height, unsigned tileW, unsigned tileH,
+                  unsigned backgroundInterp, unsigned foregroundInterp, ImgAlignmentEnum align);
+  // Whether the header is complete and consistent: sizes not 0, tiles no larger than
+  // the page, the tile count and row layout as initHeader computes them.
+  bool isHeaderValid() const;
+  // Frees every tile's bytes, the tiles, and the change buffers, clearing each
+  // pointer. Safe on an image in any state.
+  void _Delete();
+
+  // The row cursor. InitTileRowDecode readies every tile of decodeTileRow for its
+  // first row: start of its bytes, its column's change buffers, and an all-white
+  // reference line, so that each tile row decodes on its own. StepCursor moves on
+  // after a row, entering the next tile row at its end unless the cursor is in
+  // lastTileRow, where rows go on counting inside it.
+  void InitTileRowDecode();
+  void StepCursor();
+  // Places the cursor for a rectangle and decodes the rows above it in its first
+  // tile row. 1 on success, 0 on failure.
+  int PrepForDecode(const ImgRect &rect);
+
+  // Scanline routines: each decodes the next row of the wanted tiles.
+  ImgErr decode_scanline();
+  ImgErr decode_scanline_and_sum(unsigned int &sum);
+  ImgErr decode_copy_scanline(unsigned char *row, G4ScaleInfo *info);
+  ImgErr decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info);
+  ImgErr decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info);
+  ImgErr decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
+                                     const std::vector<unsigned int> &dstIndex);
+
+  // Scaling workers and the transforms, which decompress first.
+  CImg1 *Enlarge(unsigned int width, unsigned int height, const ImgRect &rect);
+  CImg1 *Reduce(unsigned int width, unsigned int height, const ImgRect &rect);
+  CImg1 *Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &rect);
+  CImg32 *Reduce_greyscale(unsigned int width, unsigned int height, const ImgRect &rect);
+  CImg1 *mirrorX();
+  CImg1 *mirrorY();
+  CImg1 *rotate180();
+  CImg1 *rotate90();
+  CImg1 *rotateMinus90();
+
+  uint32_t padBits;
+  ImgAlignmentEnum alignment;
+  uint32_t foregroundInterpretation;
+  uint32_t backgroundInterpretation;
+  // One pointer per tile row into the single block of tiles, which tileRows[0] owns.
+  Img1G4Tile **tileRows;
+  // Per tile column: the two change buffers its tiles decode with, one tile row at
+  // a time, of tileWidth + 6 entries (the page width + 6 for a tile wider than the
+  // page, which never holds data).
+  int32_t **changeBuffers;
+  int32_t **refChangeBuffers;
+  // The cursor: absolute row, row inside the tile row, tile row, and the span of
+  // tile columns and rows being decoded (last ones inclusive).
+  uint32_t decodeRow;
+  uint32_t rowInTile;
+  uint32_t decodeTileRow;
+  uint32_t firstTileColumn;
+  uint32_t firstTileRow;
+  uint32_t lastTileColumn;
+  uint32_t lastTileRow;
+
+ private:
+  // The grid as allocated, from the stored extents and tile sizes. Unlike
+  // getWidthInTiles and getHeightInTiles these never wrap at 32 bits.
+  uint32_t TilesAcross() const;
+  uint32_t TilesDown() const;
+};
+
+#endif  // IMAGE_G4_CIMG1G4_H_
