@@ -27,7 +27,9 @@ ImgErr InitData(CImg8 &image) {
   return (image.*static_cast<ImgErr (CImg8::*)()>(&Open::initData))();
 }
 bool InitColorMap(CImg8 &image, ColorMap *map) { return (image.*(&Open::initColorMap))(map); }
-ImgErr RasOpSet(CImg8 &image, unsigned colour) { return (image.*(&Open::rasOpSet))(colour); }
+ImgErr RasOpSet(CImg8 &image, unsigned colour) {
+  return (image.*static_cast<ImgErr (CImg8::*)(unsigned)>(&Open::rasOpSet))(colour);
+}
 
 // A caller-owned buffer from the host allocator with byte i = i + 1, so that 0 marks
 // a byte that came from nowhere.

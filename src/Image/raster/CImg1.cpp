@@ -454,16 +454,6 @@ Img1TileIterator *CImg1::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
   return nullptr;
 }
 
-IImg *CImg1::doRasOp(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) { return nullptr; }
-
-IImg *CImg1::doRasOp(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {
-  return nullptr;
-}
-
-void CImg1::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) {}
-
-void CImg1::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {}
-
 void CImg1::drawArc() {}
 
 void CImg1::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
@@ -483,9 +473,3 @@ void CImg1::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) 
 void CImg1::drawSpline() {}
 
 IImg *CImg1::rotate(double) { return nullptr; }
-
-IImg *CImg1::scale(double, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg1::scale(const ImgRect &, const ImgRect &, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg1::scale(const ImgRect &, unsigned, unsigned, ImgScaleAttr &) { return nullptr; }

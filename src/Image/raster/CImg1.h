@@ -9,6 +9,7 @@
 
 #include "Image/core/CImg.h"
 
+class CImg32;
 class Export;
 class Img1TileIterator;
 
@@ -104,6 +105,11 @@ class C2D_EXPORT CImg1 : public CImg {
   // IMG_MIR_NONE and unknown values give this image itself: compare before deleting.
   IImg *mirror(ImgMirT how) override;
   IImg *rotate(double degrees) override;
+  // A new image of the requested size, owned by the caller; null on failure. A
+  // reduction with attr.bitDepth 32 gives a grey CImg32, every other request a
+  // CImg1 with foreground in set bits. The factor form rounds each side up and
+  // gives null, unreported, for a negative factor; the rectangle form takes only
+  // the target's size. `source` is used as it stands, not clipped.
   IImg *scale(double factor, ImgScaleAttr &attr) override;
   IImg *scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) override;
   IImg *scale(const ImgRect &source, unsigned width, unsigned height, ImgScaleAttr &attr) override;
@@ -152,6 +158,25 @@ class C2D_EXPORT CImg1 : public CImg {
 
   CImg1();
 
+  // Scaling workers behind scale (scale/CImg1Scale.cpp). Each makes a new image of
+  // width x height from `source`, taken as it stands: its rows and columns start at
+  // its top and left edges, and bytes past the pixel buffer read as 0. The results
+  // of Enlarge and Reduce_bkg hold foreground in set bits whatever this image's
+  // polarity. Null, with nothing recorded, when the size does not fit the direction
+  // or a table cannot be allocated; a failed creation of the result keeps what the
+  // factory recorded. The caller owns the result.
+  CImg1 *Enlarge(unsigned int width, unsigned int height, const ImgRect &source);
+  // Plain sampling: the first pixel of each block.
+  CImg1 *Reduce(unsigned int width, unsigned int height, const ImgRect &source);
+  // A target pixel is set when its block holds foreground, so thin lines survive.
+  CImg1 *Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &source);
+  // Reduce_bkg on the first row of each block, with the polarity given: a non-zero
+  // background clears bits of a result that starts clear.
+  CImg1 *QuickReduce_bkg(unsigned int width, unsigned int height, ImgRect &source,
+                         unsigned int background);
+  // Grey levels from the share of foreground in each block.
+  CImg32 *Reduce_greyscale(unsigned int width, unsigned int height, const ImgRect &source);
+
   // Slot 56. Allocates a clear buffer of height x bytesPerLine bytes, replacing (and,
   // when owned, freeing) any buffer there was. IMG_FAIL without a tile grid or when
   // the size does not fit in 32 bits, IMG_OUT_OF_MEMORY; success is not reported.
@@ -167,6 +192,20 @@ class C2D_EXPORT CImg1 : public CImg {
   // Adopts or copies *buffer. False, unreported, for a null buffer, a header that
   // does not validate or a len other than the image's size, or failed allocation.
   bool initData(unsigned char *&buffer, unsigned len, bool takeData);
+
+  // Raster operation workers (rasterop/CImg1RasOp.cpp), on `target`: this image or a
+  // copy of it. Each combines the whole source into the target with its first pixel
+  // at (attr.left, attr.top), byte by byte as the bit offset dictates, including the
+  // bits the offset moves into the byte after a row. IMG_INVALID_ARG when the source
+  // does not fit; IMG_FAIL when either image has no pixels. Nothing is recorded.
+  ImgErr rasOpAnd(CImg1 *target, RasOpXfmAttr &attr, const CImg1 &source);
+  ImgErr rasOpOr(CImg1 *target, RasOpXfmAttr &attr, const CImg1 &source);
+  ImgErr rasOpXOr(CImg1 *target, RasOpXfmAttr &attr, const CImg1 &source);
+  // With attr.keyed, rasOpOr: only the source's set bits arrive.
+  ImgErr rasOpSet(CImg1 *target, RasOpXfmAttr &attr, const CImg1 &source);
+  // Sets every byte to 0xFF for a non-zero colour, else to 0. With `keyed`, nothing
+  // is written when one of key and colour is zero and the other is not.
+  ImgErr rasOpSet(CImg1 *target, bool keyed, unsigned key, unsigned colour);
 
   unsigned char *data;
   bool ownsData;

@@ -544,16 +544,6 @@ Img32TileIterator *CImg32::getTileIterator(int /*tileWidth*/, int /*tileHeight*/
 // Operations of other subsystems, not available in this build: each gives no
 // result and changes nothing.
 
-IImg *CImg32::doRasOp(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) { return nullptr; }
-
-IImg *CImg32::doRasOp(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {
-  return nullptr;
-}
-
-void CImg32::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) {}
-
-void CImg32::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {}
-
 void CImg32::drawArc() {}
 
 void CImg32::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}

@@ -75,6 +75,9 @@ class C2D_EXPORT CImg32 : public CImg {
   IImg *applyFilter() override;
   // A 32-bit image is not inverted: this image, unchanged.
   IImg *invert() override;
+  // Copies attr into this image's RasterOp and returns RasterOp::Over(*this,
+  // source); the settings stay there afterwards. source is not owned.
+  ImgErr composite(CompositeAttr &attr, const IImg &source) override;
   IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
                 unsigned colour) override;
   IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr, const IImg &source) override;
@@ -185,6 +188,13 @@ class C2D_EXPORT CImg32 : public CImg {
   // outcome is recorded in CImgErr.
   unsigned _calculateBackground();
   ImgErr rasOpSet(unsigned colour);
+  // Raster operation workers (rasterop/CImg32RasOp.cpp), on `target`: this image or
+  // a copy of it. The source form places the whole source at (attr.left, attr.top),
+  // IMG_INVALID_ARG unless it fits; attr.keyed == 1 skips pixels equal to
+  // attr.transparentColor in all 32 bits. The fill form sets every pixel, or with
+  // `keyed` every pixel other than `key`, to `colour`.
+  ImgErr rasOpSet(CImg32 *target, RasOpXfmAttr &attr, const CImg32 &source);
+  ImgErr rasOpSet(CImg32 *target, bool keyed, unsigned key, unsigned colour);
 
   unsigned **dataArray;
   RGBOrder rgbOrder;

@@ -567,16 +567,6 @@ Img8TileIterator *CImg8::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
 // Operations of other subsystems, not available in this build: each gives no
 // result and changes nothing.
 
-IImg *CImg8::doRasOp(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) { return nullptr; }
-
-IImg *CImg8::doRasOp(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {
-  return nullptr;
-}
-
-void CImg8::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, bool, unsigned, unsigned) {}
-
-void CImg8::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp, RasOpXfmAttr &, const IImg &) {}
-
 void CImg8::drawArc() {}
 
 void CImg8::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}

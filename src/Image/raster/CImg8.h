@@ -77,6 +77,9 @@ class C2D_EXPORT CImg8 : public CImg {
   IImg *applyFilter() override;
   // Palette indices are not inverted: this image, unchanged.
   IImg *invert() override;
+  // Copies attr into this image's RasterOp and returns RasterOp::Over(*this,
+  // source); the settings stay there afterwards. source is not owned.
+  ImgErr composite(CompositeAttr &attr, const IImg &source) override;
   IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, bool keyed, unsigned key,
                 unsigned colour) override;
   IImg *doRasOp(Core2DImage::RasOpEnum::RasOp op, RasOpXfmAttr &attr, const IImg &source) override;
@@ -168,6 +171,14 @@ class C2D_EXPORT CImg8 : public CImg {
   // null map; false with IMG_OUT_OF_MEMORY when it cannot be allocated.
   bool initColorMap(ColorMap *map);
   ImgErr rasOpSet(unsigned colour);
+  // Raster operation workers (rasterop/CImg8RasOp.cpp), on `target`: this image or
+  // a copy of it. The source form places the whole source at (attr.left, attr.top),
+  // IMG_INVALID_ARG unless it fits; attr.keyed == 1 skips bytes equal to the low
+  // byte of attr.transparentColor. The fill form writes the low byte of `colour`
+  // over this image's byte count from the target's first row, padding included,
+  // or with `keyed` over each byte other than `key`.
+  ImgErr rasOpSet(CImg8 *target, RasOpXfmAttr &attr, const CImg8 &source);
+  ImgErr rasOpSet(CImg8 *target, bool keyed, unsigned key, unsigned colour);
 
   unsigned char **dataArray;
   uint32_t padBytes;

@@ -1,0 +1,328 @@
+// CImg1 raster operators: each worker's bytes at every bit offset against a
+// pixel-by-pixel model of its rules, the spill into the next row, the dispatch
+// tables of the copying and the in-place operation, placement failures and the fill.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
+
+namespace {
+
+using c2d_test::ErrWatch;
+using c2d_test::ImgPtr;
+using Core2DImage::RasOpEnum::RasOp;
+
+// Reaches the protected workers through pointers to members.
+struct Open : CImg1 {
+  using CImg1::rasOpAnd;
+  using CImg1::rasOpOr;
+  using CImg1::rasOpSet;
+  using CImg1::rasOpXOr;
+};
+using Worker = ImgErr (CImg1::*)(CImg1 *, RasOpXfmAttr &, const CImg1 &);
+using Fill = ImgErr (CImg1::*)(CImg1 *, bool, unsigned, unsigned);
+const Worker kAnd = &Open::rasOpAnd;
+const Worker kOr = &Open::rasOpOr;
+const Worker kXOr = &Open::rasOpXOr;
+const Worker kSet = static_cast<Worker>(&Open::rasOpSet);
+const Fill kFill = static_cast<Fill>(&Open::rasOpSet);
+
+void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
+
+ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align,
+                   const std::vector<unsigned char> &bytes) {
+  std::vector<unsigned char> copy = bytes;
+  return ImgPtr<CImg1>(
+      CImg1::create(w, h, copy.data(), static_cast<unsigned>(copy.size()), 0xFFFFFFu, 0u, align));
+}
+
+ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, std::mt19937 &rng) {
+  ImgPtr<CImg1> shape(CImg1::create(w, h, 0u, 1u, align));
+  std::vector<unsigned char> bytes(shape->getTotalBytes());
+  for (unsigned char &b : bytes) {
+    b = static_cast<unsigned char>(rng());
+  }
+  return Bits(w, h, align, bytes);  // pad bits random too: some paths carry them
+}
+
+std::vector<unsigned char> Bytes(const CImg1 &image) {
+  return std::vector<unsigned char>(image.peekData(), image.peekData() + image.getTotalBytes());
+}
+
+RasOpXfmAttr At(int left, int top, bool keyed = false) {
+  RasOpXfmAttr attr;
+  attr.left = left;
+  attr.top = top;
+  attr.keyed = keyed ? 1 : 0;
+  return attr;
+}
+
+enum class Op { And, Or, XOr, Set };
+
+bool Bit(const std::vector<unsigned char> &b, uint64_t i) { return (b[i / 8] >> (7 - i % 8)) & 1; }
+
+void SetBit(std::vector<unsigned char> &b, uint64_t i, bool v) {
+  const unsigned char m = static_cast<unsigned char>(0x80u >> (i % 8));
+  b[i / 8] = static_cast<unsigned char>(v ? (b[i / 8] | m) : (b[i / 8] & ~m));
+}
+
+// What the worker leaves in the target, worked out pixel by pixel from the rules of
+// each operator rather than from its byte loop. j counts target bits from the first
+// bit of the byte under the source's first pixel; k = j - shift is the source bit
+// that lands there; n is the number of source bytes a row uses.
+std::vector<unsigned char> Model(Op op, std::vector<unsigned char> t, const CImg1 &target,
+                                 const CImg1 &source, int left, int top) {
+  const std::vector<unsigned char> s = Bytes(source);
+  const uint64_t n = source.getBytesPerLine() - source.getPadBits() / 8;
+  const unsigned shift = left & 7;
+  const unsigned keep = 8 - source.getPadBits() % 8;  // used bits of the last byte
+  const unsigned width = source.getWidth();
+  for (unsigned y = 0; y < source.getHeight(); ++y) {
+    const std::vector<unsigned char> before = t;  // the row reads what rows above left
+    const uint64_t start = (uint64_t(top) + y) * target.getBytesPerLine() + left / 8;
+    const uint64_t srcRow = uint64_t(y) * source.getBytesPerLine() * 8;
+    auto src = [&](int64_t k) { return k >= 0 && k < int64_t(8 * n) && Bit(s, srcRow + k); };
+    auto masked = [&](int64_t k) {
+      return src(k) && !(k >= int64_t(8 * (n - 1)) && k % 8 >= keep);
+    };
+    const uint64_t bytes = n + (shift != 0 && start + n < t.size() ? 1 : 0);
+    for (uint64_t j = 0; j < 8 * bytes; ++j) {
+      const uint64_t at = start * 8 + j;
+      const bool old = Bit(before, at);
+      const uint64_t byte = j / 8;
+      const int64_t k = int64_t(j) - shift;
+      bool v = old;
+      if (shift == 0) {
+        v = op == Op::And   ? old && src(k)
+            : op == Op::Or  ? old || src(k)
+            : op == Op::XOr ? old != src(k)
+                            : src(k);
+      } else if (op == Op::Or) {
+        v = old || masked(k);  // a true OR; the spill too, inside the bitmap
+      } else if (byte == n) {
+        // The spill: source bits where the last source byte reaches, 0 after them.
+        const bool spills = op == Op::Set || (width % 8) + shift > 8;
+        if (spills) {
+          v = op == Op::Set ? masked(k) : src(k);
+        }
+      } else if (byte == 0) {
+        // The first byte: And clears the pixels left of the source; the others keep them.
+        const bool sbit = n == 1 && op == Op::Set ? masked(k) : src(k);
+        v = k < 0 ? (op == Op::And ? false : old)
+                  : (op == Op::And   ? old && sbit
+                     : op == Op::XOr ? old != sbit
+                                     : old || sbit);
+      } else {
+        // Between: a byte of two neighbouring source bytes. And keeps none of it.
+        v = op == Op::And ? false : op == Op::Set ? masked(k) : src(k);
+      }
+      SetBit(t, at, v);
+    }
+  }
+  return t;
+}
+
+TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
+  std::mt19937 rng(1234);
+  const struct {
+    Op op;
+    Worker worker;
+    const char *name;
+  } ops[] = {
+      {Op::And, kAnd, "and"}, {Op::Or, kOr, "or"}, {Op::XOr, kXOr, "xor"}, {Op::Set, kSet, "set"}};
+  // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
+  // rows whose whole pad bytes are left out.
+  const unsigned widths[] = {5, 8, 13, 16, 21, 30};
+  const ImgAlignmentEnum aligns[] = {IMG_ALIGN_NONE, IMG_ALIGN_32};
+  for (const auto &o : ops) {
+    for (ImgAlignmentEnum align : aligns) {
+      for (unsigned w : widths) {
+        for (int left = 0; left < 16; ++left) {
+          // A target that ends with the source, so that the byte after a row is the
+          // next row's first (or past the bitmap), and a roomier one.
+          for (unsigned extra : {0u, 11u}) {
+            SCOPED_TRACE(testing::Message() << o.name << " align " << align << " w " << w
+                                            << " left " << left << " extra " << extra);
+            ImgPtr<CImg1> source = RandomBits(w, 3, align, rng);
+            ImgPtr<CImg1> target = RandomBits(left + w + extra, 5, align, rng);
+            const int top = 2 - static_cast<int>(extra % 2);  // 2 or 1
+            const std::vector<unsigned char> expected =
+                Model(o.op, Bytes(*target), *target, *source, left, top);
+            RasOpXfmAttr attr = At(left, top);
+            ASSERT_EQ(((*target).*o.worker)(target.get(), attr, *source), IMG_OK);
+            ASSERT_EQ(Bytes(*target), expected);
+          }
+        }
+      }
+    }
+  }
+}
+
+// Worked by hand: all bits set, a 13-pixel source at left 3 in a 16-pixel target.
+TEST(CImg1RasOpTest, TheByteAfterARowIsTheNextRowsFirst) {
+  const std::vector<unsigned char> ones(6, 0xFF);
+  ImgPtr<CImg1> source = Bits(13, 2, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
+  RasOpXfmAttr attr = At(3, 0);
+
+  // Set writes the masked remainder, 0, over the next row's first byte, and the
+  // second row then starts from that byte: its first three pixels come out clear.
+  // The last row's spill would lie past the bitmap and is not written.
+  ImgPtr<CImg1> set = Bits(16, 3, IMG_ALIGN_NONE, ones);
+  ASSERT_EQ(((*set).*kSet)(set.get(), attr, *source), IMG_OK);
+  EXPECT_EQ(Bytes(*set), (std::vector<unsigned char>{0xFF, 0xFF, 0x1F, 0xFF, 0x00, 0xFF}));
+
+  // Or adds nothing there; with the source in the last rows its spill would pass
+  // the bitmap's end (the sanitizer build checks that nothing is written there).
+  ImgPtr<CImg1> orTarget = Bits(16, 2, IMG_ALIGN_NONE, std::vector<unsigned char>(4, 0x00));
+  ASSERT_EQ(((*orTarget).*kOr)(orTarget.get(), attr, *source), IMG_OK);
+  EXPECT_EQ(Bytes(*orTarget), (std::vector<unsigned char>{0x1F, 0xFF, 0x1F, 0xFF}));
+
+  // And clears the first three pixels and every byte after the first.
+  ImgPtr<CImg1> andTarget = Bits(16, 2, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
+  ASSERT_EQ(((*andTarget).*kAnd)(andTarget.get(), attr, *source), IMG_OK);
+  EXPECT_EQ(Bytes(*andTarget), (std::vector<unsigned char>{0x1F, 0x00, 0x1F, 0x00}));
+
+  // Keyed set is exactly Or: the target's bits stay and the source's set bits add.
+  ImgPtr<CImg1> keyed = Bits(16, 2, IMG_ALIGN_NONE, {0x80, 0x01, 0x00, 0x00});
+  ImgPtr<CImg1> dot = Bits(13, 2, IMG_ALIGN_NONE, {0x00, 0x10, 0x80, 0x00});
+  RasOpXfmAttr keyedAttr = At(3, 0, true);
+  keyedAttr.transparentColor = 0x12345u;
+  ASSERT_EQ(((*keyed).*kSet)(keyed.get(), keyedAttr, *dot), IMG_OK);
+  EXPECT_EQ(Bytes(*keyed), (std::vector<unsigned char>{0x80, 0x03, 0x10, 0x00}));
+}
+
+// Dispatch with the source on a byte boundary, where each worker gives its own byte:
+// target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
+TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
+  ImgPtr<CImg1> source = Bits(8, 1, IMG_ALIGN_NONE, {0xAA});
+  const struct {
+    int op;
+    bool keyed;
+    unsigned char copied, inPlace;
+    bool inPlaceReports;
+  } cases[] = {
+      {0, false, 0x88, 0xAA, true},  {1, false, 0xAA, 0xAA, true}, {2, false, 0x66, 0xAA, true},
+      {3, false, 0xAA, 0xCC, false}, {4, false, 0xAA, 0xAA, true}, {7, false, 0xCC, 0xCC, false},
+      {0, true, 0x88, 0xEE, true},   {1, true, 0xEE, 0xEE, true},  {2, true, 0x66, 0xEE, true},
+      {3, true, 0xEE, 0xCC, false},  {4, true, 0xEE, 0xEE, true},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << "op " << c.op << " keyed " << c.keyed);
+    ImgPtr<CImg1> image = Bits(8, 1, IMG_ALIGN_8, {0xCC});
+    RasOpXfmAttr attr = At(0, 0, c.keyed);
+    MarkRegistry();
+    ImgPtr<CImg1> copy(
+        dynamic_cast<CImg1 *>(image->doRasOp(static_cast<RasOp>(c.op), attr, *source)));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_OK);  // recorded for every operator value
+    EXPECT_EQ(copy->peekData()[0], c.copied);
+    EXPECT_EQ(copy->getAlignment(), IMG_ALIGN_8);
+    EXPECT_EQ(copy->getBackgroundInterpretation(), 0xFFFFFFu);
+    EXPECT_EQ(image->peekData()[0], 0xCC);  // the original is untouched
+
+    MarkRegistry();
+    ErrWatch watch;
+    image->doRasOpInPlace(static_cast<RasOp>(c.op), attr, *source);
+    EXPECT_EQ(image->peekData()[0], c.inPlace);
+    EXPECT_EQ(watch.reports(), c.inPlaceReports ? 1u : 0u);
+    EXPECT_EQ(CImgErr::get(), c.inPlaceReports ? IMG_OK : IMG_DECODE_FAILED);
+  }
+}
+
+TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
+  ImgPtr<CImg1> target = Bits(16, 3, IMG_ALIGN_NONE, std::vector<unsigned char>(6, 0x5A));
+  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, std::vector<unsigned char>(6, 0xFF));
+  ImgPtr<CImg1> small = Bits(9, 2, IMG_ALIGN_NONE, std::vector<unsigned char>(4, 0xFF));
+  ImgPtr<CImg1> wide = Bits(17, 1, IMG_ALIGN_NONE, std::vector<unsigned char>(3, 0xFF));
+  ImgPtr<CImg1> tall = Bits(8, 4, IMG_ALIGN_NONE, std::vector<unsigned char>(4, 0xFF));
+  const struct {
+    const char *name;
+    const CImg1 *source;
+    int left, top;
+    bool nullTarget;
+  } cases[] = {
+      {"null target", small.get(), 0, 0, true},      {"wider", wide.get(), 0, 0, false},
+      {"taller", tall.get(), 0, 0, false},           {"negative top", small.get(), 0, -1, false},
+      {"negative left", small.get(), -1, 0, false},  {"past the right", small.get(), 8, 0, false},
+      {"past the bottom", small.get(), 0, 2, false}, {"exact fit moved", fits.get(), 1, 0, false},
+  };
+  const std::vector<unsigned char> before = Bytes(*target);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    for (Worker worker : {kAnd, kOr, kXOr, kSet}) {
+      RasOpXfmAttr attr = At(c.left, c.top);
+      ErrWatch watch;
+      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *c.source),
+                IMG_INVALID_ARG);
+      EXPECT_EQ(watch.reports(), 0u);  // the workers record nothing
+      EXPECT_EQ(Bytes(*target), before);
+    }
+    if (!c.nullTarget) {
+      // The copying operation records the refusal and still returns its copy.
+      RasOpXfmAttr attr = At(c.left, c.top);
+      ImgPtr<IImg> copy(target->doRasOp(Core2DImage::RasOpEnum::RasOpAnd, attr, *c.source));
+      ASSERT_NE(copy, nullptr);
+      EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+      EXPECT_EQ(Bytes(*dynamic_cast<CImg1 *>(copy.get())), before);
+    }
+  }
+  RasOpXfmAttr origin = At(0, 0);
+  EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
+
+  // An image without pixels is refused rather than read.
+  ImgPtr<CImg1> emptied = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
+  void *taken = emptied->ownData();
+  IImg::deallocImageBuffer(taken);
+  EXPECT_EQ(((*target).*kOr)(target.get(), origin, *emptied), IMG_FAIL);
+  ImgPtr<CImg1> byte = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
+  EXPECT_EQ(((*emptied).*kOr)(emptied.get(), origin, *byte), IMG_FAIL);
+
+  // So is a target whose extents have outgrown its buffer.
+  ASSERT_TRUE(byte->setExtents(8, 4));
+  ImgPtr<CImg1> four = Bits(8, 4, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
+  byte->doRasOpInPlace(Core2DImage::RasOpEnum::RasOpSet, origin, *four);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(byte->peekData()[0], 0x01);
+}
+
+TEST(CImg1RasOpTest, OtherTypesAndTheFillForms) {
+  ImgPtr<CImg1> image = Bits(8, 2, IMG_ALIGN_NONE, {0x0F, 0xF0});
+  ImgPtr<CImg32> colour(CImg32::create(8, 2, RGB_ORDER_RGB));
+  RasOpXfmAttr attr = At(0, 0);
+  MarkRegistry();
+  EXPECT_EQ(image->doRasOp(Core2DImage::RasOpEnum::RasOpSet, attr, *colour), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+  MarkRegistry();
+  image->doRasOpInPlace(Core2DImage::RasOpEnum::RasOpSet, attr, *colour);
+  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+
+  // The fill forms of the operators do nothing; the copying one answers this image.
+  ErrWatch watch;
+  EXPECT_EQ(image->doRasOp(Core2DImage::RasOpEnum::RasOpSet, false, 0, 1), image.get());
+  image->doRasOpInPlace(Core2DImage::RasOpEnum::RasOpSet, false, 0, 1);
+  EXPECT_EQ(Bytes(*image), (std::vector<unsigned char>{0x0F, 0xF0}));
+  EXPECT_EQ(watch.reports(), 0u);
+
+  // The fill worker itself: every byte, pad bits included.
+  const struct {
+    bool keyed;
+    unsigned key, colour;
+    unsigned char result;
+  } fills[] = {{false, 0, 7, 0xFF}, {false, 9, 0, 0x00}, {true, 3, 7, 0xFF},
+               {true, 0, 0, 0x00},  {true, 0, 7, 0x5A},  {true, 3, 0, 0x5A}};
+  for (const auto &f : fills) {
+    SCOPED_TRACE(testing::Message() << f.keyed << " " << f.key << " " << f.colour);
+    ImgPtr<CImg1> padded = Bits(5, 2, IMG_ALIGN_NONE, {0x5A, 0x5A});
+    EXPECT_EQ(((*padded).*kFill)(padded.get(), f.keyed, f.key, f.colour), IMG_OK);
+    EXPECT_EQ(Bytes(*padded), std::vector<unsigned char>(2, f.result));
+  }
+  ErrWatch fillWatch;
+  EXPECT_EQ(((*image).*kFill)(nullptr, false, 0, 1), IMG_INVALID_ARG);
+  EXPECT_EQ(fillWatch.reports(), 0u);
+}
+
+}  // namespace
