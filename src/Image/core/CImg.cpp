@@ -125,10 +125,6 @@ double CImg::get1BitBGThreshold() {
   return threshold;
 }
 
-int *CImg::makeRotationXShearRoth(double /*degrees*/) { return nullptr; }
-
-int *CImg::makeRotationYShearRoth(double /*degrees*/) { return nullptr; }
-
 ImageScaleType CImg::ScaleHow(unsigned srcW, unsigned srcH, unsigned dstW, unsigned dstH) {
   if (dstW < srcW) {
     return dstH > srcH ? IMG_SCALE_REDUCE_X_ENLARGE_Y : IMG_SCALE_REDUCE;

@@ -60,9 +60,11 @@ class C2D_EXPORT CImg : public IImg {
   // The share of set pixels above which a bilevel page counts as ink on paper of
   // the other colour.
   double get1BitBGThreshold();
-  // Shear tables of the rotation by three shears; the caller frees them.
-  int *makeRotationXShearRoth(double degrees);
-  int *makeRotationYShearRoth(double degrees);
+  // Shear tables of the rotation by three shears (transform/ShearRotation.cpp), as
+  // many entries as the longer side; the caller frees them with free(). Null when an
+  // allocation fails. Nothing is recorded.
+  int *makeRotationXShearRoth(double radians);
+  int *makeRotationYShearRoth(double radians);
 
  protected:
   CImg();

@@ -55,6 +55,9 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // pixel operations do nothing or return this image.
   // backgroundColor as it stands, known or not (0xDEADBEEF until something sets it).
   unsigned getBackgroundColor() const override;
+  // The rectangle decompressed into a new CImg1 with this page's colours and
+  // alignment, set bits foreground (see uncompress). Null with IMG_INVALID_ARG when
+  // r is not inside the page, IMG_FAIL when the copy cannot be made.
   IImg *getSubImage(const ImgRect &r) override;
   IImg *getUnformatted() override;
   // True once a header has built the tile grid, coded bytes or not.
@@ -85,8 +88,18 @@ class C2D_EXPORT CImg1G4 : public CImg {
   void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
                            ColorValue &fill) override;
   void drawSpline() override;
+  // Mirrors and quarter turns decompress the page and give a new CImg1, null when
+  // an image cannot be made. IMG_MIR_NONE and unknown values give this image itself:
+  // compare before deleting. An angle that snaps to 0 gives clone(), one that snaps
+  // to no right angle null, unreported.
   IImg *mirror(ImgMirT how) override;
   IImg *rotate(double degrees) override;
+  // Scaled straight from the code, never expanded: a CImg1 with foreground in set
+  // bits, or a grey CImg32 for a reduction with attr.bitDepth 32; the caller owns it.
+  // The decoder tables are enabled around the call and freed after it. A request for
+  // the page's own size decompresses the whole page, whatever `source` says. Null on
+  // failure, with what the worker recorded; the factor form gives null, unreported,
+  // for a negative factor. `source` is not clipped to the page.
   IImg *scale(double factor, ImgScaleAttr &attr) override;
   IImg *scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) override;
   IImg *scale(const ImgRect &source, unsigned width, unsigned height, ImgScaleAttr &attr) override;
@@ -110,9 +123,18 @@ class C2D_EXPORT CImg1G4 : public CImg {
   Img1G4Tile *getTile(unsigned tileRow, unsigned tileColumn);
   // An iterator over the stored tiles; the caller destroys it before the image.
   Img1G4TileIterator *getTileIterator();
-  // Decodes rect into target, a ready-made CImg1 of the rectangle's size.
+  // Decodes rect into target, a ready-made CImg1 whose pixels hold the rectangle.
+  // While the page's background is unknown it is found from the painted share, and
+  // a mostly black page leaves the target inverted, so that set bits are foreground,
+  // with background 0. False with IMG_INVALID_ARG when rect is not inside the page
+  // or the target cannot hold it; false, unreported, when the decoder cannot be
+  // enabled. A decode that fails gives true with IMG_DECODE_FAILED and the decoder
+  // still enabled. A corrupt tile is no failure: its area stays background from the
+  // bad row on.
   bool uncompress(CImg1 *target, const ImgRect &rect);
-  // 1 when the page is mostly set bits, else 0.
+  // 1 when more than get1BitBGThreshold of the page is black, else 0, counted from
+  // the code and cached. A cached IMG_BG_NONE gives 0 and IMG_FAIL; rows that fail
+  // give IMG_DECODE_FAILED and the answer of the rows counted.
   unsigned int calculateBackground();
   // A compressed page hands out no pixel buffer: null.
   unsigned char *ownData();
@@ -161,7 +183,14 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // tile row. 1 on success, 0 on failure.
   int PrepForDecode(const ImgRect &rect);
 
-  // Scanline routines: each decodes the next row of the wanted tiles.
+  // Scanline routines (g4/G4Scanline.cpp): each decodes the next row of the tiles
+  // the cursor's rectangle touches and paints its runs into a target row through the
+  // tables of `info`: black runs, counted into info->blackCount, while the background
+  // is unknown; black runs on paper 0 and white runs on paper of any other colour.
+  // A run that starts on the rectangle's last column is not painted. The grey routine
+  // adds the foreground pixels of each target cell into sums, and gives
+  // IMG_DECODE_FAILED for a run outside its tables. IMG_INVALID_ARG once the cursor
+  // has passed lastTileRow; a tile that fails to decode is passed over silently.
   ImgErr decode_scanline();
   ImgErr decode_scanline_and_sum(unsigned int &sum);
   ImgErr decode_copy_scanline(unsigned char *row, G4ScaleInfo *info);
@@ -170,7 +199,12 @@ class C2D_EXPORT CImg1G4 : public CImg {
   ImgErr decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
                                      const std::vector<unsigned int> &dstIndex);
 
-  // Scaling workers and the transforms, which decompress first.
+  // Scaling workers (g4/CImg1G4Scale.cpp), to be run with the decoder enabled. Null
+  // with IMG_INVALID_ARG when the size does not fit the direction, IMG_FAIL when the
+  // target or a table cannot be made; a failed decode returns the target so far with
+  // IMG_DECODE_FAILED. Enlarge and Reduce_bkg settle an unknown background as
+  // uncompress does. Reduce samples and keeps the page's polarity; it counts the
+  // background first, which frees the decoder tables when it has to count.
   CImg1 *Enlarge(unsigned int width, unsigned int height, const ImgRect &rect);
   CImg1 *Reduce(unsigned int width, unsigned int height, const ImgRect &rect);
   CImg1 *Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &rect);
@@ -207,6 +241,19 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // getWidthInTiles and getHeightInTiles these never wrap at 32 bits.
   uint32_t TilesAcross() const;
   uint32_t TilesDown() const;
+  // The frame of every scanline routine (g4/G4Scanline.cpp): decodes the next row of
+  // each tile of the cursor's tile row that the rectangle touches, and hands each
+  // tile that decoded to `paint` before exchanging its lists. A tile without bytes,
+  // or whose row fails, is passed over. IMG_INVALID_ARG past lastTileRow, else
+  // IMG_OK or the first answer of `paint` that is not IMG_OK.
+  template <typename Paint>
+  ImgErr DecodeWantedTiles(Paint &&paint);
+  // Reduce (sample true) and Reduce_bkg, which differ only in that.
+  CImg1 *ReduceBilevel(unsigned width, unsigned height, const ImgRect &source, bool sample);
+  // Records the background of a page whose background was unknown, 1 when `dark`,
+  // and turns `target` over when dark, so that its set bits are foreground; the
+  // target's background becomes 0.
+  void SettleBackground(CImg1 &target, bool dark);
 };
 
 #endif  // IMAGE_G4_CIMG1G4_H_

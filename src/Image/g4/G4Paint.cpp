@@ -4,10 +4,8 @@
 #include <cstring>
 
 namespace c2d {
-namespace {
 
-// Sets the bits of 0-based columns first to end - 1, first < end.
-void SetRun(uint8_t *row, uint32_t first, uint32_t end) {
+void G4SetRun(uint8_t *row, uint32_t first, uint32_t end) {
   uint32_t firstByte = first >> 3;
   const uint32_t lastByte = (end - 1) >> 3;
   const uint8_t head = static_cast<uint8_t>(0xFFu >> (first & 7u));
@@ -24,8 +22,6 @@ void SetRun(uint8_t *row, uint32_t first, uint32_t end) {
   row[lastByte] |= tail;
 }
 
-}  // namespace
-
 void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uint8_t *row) {
   std::memset(row, 0, (static_cast<size_t>(width) + 7) / 8);
   // The black runs are the pairs before the two sentinels.
@@ -40,7 +36,7 @@ void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uin
       end = width;
     }
     if (first < end) {
-      SetRun(row, static_cast<uint32_t>(first), static_cast<uint32_t>(end));
+      G4SetRun(row, static_cast<uint32_t>(first), static_cast<uint32_t>(end));
     }
   }
 }

@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
+#include "Image/scale/ScaleSupport.h"
 
 using c2d::Report;
 
@@ -234,7 +236,24 @@ unsigned CImg32::calculateBackground() {
   if (CImgErr::get() != IMG_OUT_OF_MEMORY) {
     return colour;
   }
-  // No room for the sorted copy of the pixels. Colour scaling adds the retry on a
-  // reduced copy here; until then the failed estimate (IMG_BG_NONE) stands.
-  return colour;
+  // No room for the sorted copy of the pixels: estimate once more on a copy reduced
+  // to a third of each side, bounded by the buffer like the scalers.
+  const ImgRect whole = getRect();
+  const ImgRect pixels(std::min(getWidth(), AllocatedPixelsPerRow()),
+                       std::min(getHeight(), AllocatedRows()));
+  ImgRect inside;
+  (void)pixels.intersects(whole, inside);  // both start at (0, 0)
+  const std::unique_ptr<CImg32> reduced(Reduce(c2d::ScaledSide(whole.getWidth(), 0.33),
+                                               c2d::ScaledSide(whole.getHeight(), 0.33), inside));
+  if (reduced == nullptr) {
+    // The failed estimate stands, whatever the copy's creation recorded.
+    Report(IMG_OUT_OF_MEMORY);
+    return colour;
+  }
+  // Reduce copied the failed state; the copy is estimated afresh, with no retry.
+  reduced->backgroundState = IMG_BG_UNKNOWN;
+  (void)reduced->_calculateBackground();
+  backgroundColor = reduced->backgroundColor;
+  backgroundState = reduced->backgroundState;
+  return backgroundColor;
 }

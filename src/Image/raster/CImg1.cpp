@@ -405,14 +405,6 @@ IImg *CImg1::clone() const {
   return create(*this, 0xFFFFFFu, 0xFF000000u, IMG_ALIGN_NONE);
 }
 
-IImg *CImg1::mirror(ImgMirT how) {
-  if (how != IMG_MIR_X && how != IMG_MIR_Y) {
-    return this;
-  }
-  // Flips come with the transforms, which are not available in this build.
-  return nullptr;
-}
-
 bool CImg1::writeTIFF() const {
   // A dump of nothing would read through a null buffer; there is no file to write.
   if (data == nullptr) {
@@ -471,5 +463,3 @@ void CImg1::drawPolygon() {}
 void CImg1::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
 
 void CImg1::drawSpline() {}
-
-IImg *CImg1::rotate(double) { return nullptr; }

@@ -102,7 +102,8 @@ class C2D_EXPORT CImg1 : public CImg {
   void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
                            ColorValue &fill) override;
   void drawSpline() override;
-  // IMG_MIR_NONE and unknown values give this image itself: compare before deleting.
+  // A new image, or for IMG_MIR_NONE and unknown values this image itself: compare
+  // before deleting. An image without pixels reads as clear.
   IImg *mirror(ImgMirT how) override;
   IImg *rotate(double degrees) override;
   // A new image of the requested size, owned by the caller; null on failure. A
@@ -176,6 +177,23 @@ class C2D_EXPORT CImg1 : public CImg {
                          unsigned int background);
   // Grey levels from the share of foreground in each block.
   CImg32 *Reduce_greyscale(unsigned int width, unsigned int height, const ImgRect &source);
+
+  // Transform workers (transform/CImg1Transform.cpp). Each returns a new image owned
+  // by the caller, or null when it cannot be made (the factory has reported). Source
+  // bits past the pixel buffer read as clear. The exact ones keep this image's
+  // colours and alignment, move every pixel unchanged, leave pad bits clear and mark
+  // this image's background colour known; rotate90 turns counter-clockwise.
+  CImg1 *mirrorX();
+  CImg1 *mirrorY();
+  CImg1 *rotate90();
+  CImg1 *rotate180();
+  CImg1 *rotateMinus90();
+  // Three shears on a canvas of this size. The results are made as the scaling
+  // workers make theirs, and uncovered pixels stay clear whatever the background.
+  CImg1 *rotateGeneric(double degrees);
+  // One shear by a table from makeRotationXShearRoth or makeRotationYShearRoth.
+  CImg1 *rotateShearX(int *table);
+  CImg1 *rotateShearY(int *table);
 
   // Slot 56. Allocates a clear buffer of height x bytesPerLine bytes, replacing (and,
   // when owned, freeing) any buffer there was. IMG_FAIL without a tile grid or when

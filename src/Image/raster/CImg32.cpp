@@ -561,13 +561,3 @@ void CImg32::drawPolygon() {}
 void CImg32::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
 
 void CImg32::drawSpline() {}
-
-IImg *CImg32::mirror(ImgMirT) { return nullptr; }
-
-IImg *CImg32::rotate(double) { return nullptr; }
-
-IImg *CImg32::scale(double, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg32::scale(const ImgRect &, const ImgRect &, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg32::scale(const ImgRect &, unsigned, unsigned, ImgScaleAttr &) { return nullptr; }

@@ -99,7 +99,12 @@ class C2D_EXPORT CImg32 : public CImg {
   void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
                            ColorValue &fill) override;
   void drawSpline() override;
+  // mirror and rotate: IMG_FAIL and null without pixels. A new image otherwise, but
+  // IMG_MIR_NONE and unknown axes give this image itself: compare before deleting.
   IImg *mirror(ImgMirT how) override;
+  // IMG_MIR_X turns the image upside down in place; IMG_MIR_Y does nothing.
+  // IMG_FAIL without pixels.
+  void mirrorThis(ImgMirT how) override;
   IImg *rotate(double degrees) override;
   IImg *scale(double factor, ImgScaleAttr &attr) override;
   IImg *scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) override;
@@ -187,6 +192,26 @@ class C2D_EXPORT CImg32 : public CImg {
   // colour has the support; IMG_OUT_OF_MEMORY without room for the sorted copy. Each
   // outcome is recorded in CImgErr.
   unsigned _calculateBackground();
+  // Scaling workers behind scale (scale/CImg32Scale.cpp). Each makes a new image of
+  // width x height, in this image's byte order, from `source`, which must lie inside
+  // the pixels (scale clips it first); its edges may come in either order. Null,
+  // with nothing recorded, when the size does not fit the direction or a table
+  // cannot be allocated; a failed creation of the result keeps what the factory
+  // recorded. The result carries this image's background colour and state, and the
+  // caller owns it.
+  // Replicates pixels. A zero source side reports IMG_INVALID_ARG.
+  CImg32 *Enlarge(unsigned int width, unsigned int height, const ImgRect &source);
+  // Cubic convolution, with neighbours from the whole image rather than `source`
+  // alone; channel 3 is 0. A size that does not fit reports IMG_INVALID_ARG.
+  CImg32 *EnlargeResample(unsigned int width, unsigned int height, const ImgRect &source);
+  // Plain sampling: the first pixel of each block.
+  CImg32 *Reduce(unsigned int width, unsigned int height, const ImgRect &source);
+  // Each block's average, a pixel other than the background weighing three times.
+  // Channel 3 is not written: it holds what the fresh buffer held.
+  CImg32 *ReduceResample(unsigned int width, unsigned int height, const ImgRect &source);
+  // A block's first pixel, or else the first pixel on its main diagonal that is not
+  // the background, so that thin ink crossing the diagonal survives.
+  CImg32 *Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &source);
   ImgErr rasOpSet(unsigned colour);
   // Raster operation workers (rasterop/CImg32RasOp.cpp), on `target`: this image or
   // a copy of it. The source form places the whole source at (attr.left, attr.top),
@@ -195,6 +220,28 @@ class C2D_EXPORT CImg32 : public CImg {
   // `keyed` every pixel other than `key`, to `colour`.
   ImgErr rasOpSet(CImg32 *target, RasOpXfmAttr &attr, const CImg32 &source);
   ImgErr rasOpSet(CImg32 *target, bool keyed, unsigned key, unsigned colour);
+
+  // Transform workers (transform/CImg32Transform.cpp). Each returns a new image in
+  // this image's byte order, owned by the caller, or null when it cannot be made (the
+  // factory has reported). The exact ones move every pixel unchanged and carry the
+  // background colour and state; rotate90 turns counter-clockwise.
+  CImg32 *mirrorX();
+  CImg32 *mirrorY();
+  CImg32 *rotate90();
+  CImg32 *rotate180();
+  CImg32 *rotateMinus90();
+  // Three shears on a canvas of this size; uncovered pixels get the background.
+  CImg32 *rotateGeneric(double degrees);
+  // One shear by a table from makeRotationXShearRoth or makeRotationYShearRoth.
+  CImg32 *rotateShearX(int *table);
+  CImg32 *rotateShearY(int *table);
+  // Swaps rows through a line buffer; without one, nothing happens.
+  void mirrorXThis();
+  // Does nothing, on purpose.
+  void mirrorYThis();
+  // A new w x h image with pixels, in this image's byte order and with its
+  // background colour and state.
+  CImg32 *transformTarget(unsigned w, unsigned h);
 
   unsigned **dataArray;
   RGBOrder rgbOrder;

@@ -584,13 +584,3 @@ void CImg8::drawPolygon() {}
 void CImg8::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
 
 void CImg8::drawSpline() {}
-
-IImg *CImg8::mirror(ImgMirT) { return nullptr; }
-
-IImg *CImg8::rotate(double) { return nullptr; }
-
-IImg *CImg8::scale(double, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg8::scale(const ImgRect &, const ImgRect &, ImgScaleAttr &) { return nullptr; }
-
-IImg *CImg8::scale(const ImgRect &, unsigned, unsigned, ImgScaleAttr &) { return nullptr; }

@@ -101,6 +101,8 @@ class C2D_EXPORT CImg8 : public CImg {
   void DrawFilledRectangle(int left, int top, int right, int bottom, ColorValue &edge,
                            ColorValue &fill) override;
   void drawSpline() override;
+  // mirror and rotate: IMG_FAIL and null without pixels. A new image otherwise, but
+  // IMG_MIR_NONE and unknown axes give this image itself: compare before deleting.
   IImg *mirror(ImgMirT how) override;
   IImg *rotate(double degrees) override;
   IImg *scale(double factor, ImgScaleAttr &attr) override;
@@ -170,6 +172,21 @@ class C2D_EXPORT CImg8 : public CImg {
   // Keeps a palette already set. Otherwise a copy of map, or the grey ramp for a
   // null map; false with IMG_OUT_OF_MEMORY when it cannot be allocated.
   bool initColorMap(ColorMap *map);
+  // Scaling workers behind scale (scale/CImg8Scale.cpp). Each makes a new image of
+  // width x height, with this image's palette and alignment, from `source` taken as
+  // it stands: pixel (x, y) is read at x bytes past the start of row top + y, from
+  // the left edge, so a rectangle past the right edge reads on into the next row,
+  // and bytes outside the pixel buffer read as 0. Null, with nothing recorded, when
+  // the size does not fit the direction or a table cannot be allocated; a failed
+  // creation of the result keeps what the factory recorded. The result's
+  // background is unknown; the caller owns it.
+  // Replicates pixels. A zero source side reports IMG_INVALID_ARG.
+  CImg8 *Enlarge(unsigned int width, unsigned int height, const ImgRect &source);
+  // Plain sampling: the first pixel of each block.
+  CImg8 *Reduce(unsigned int width, unsigned int height, const ImgRect &source);
+  // A block's first pixel, or else the first index on its main diagonal that is
+  // not the background.
+  CImg8 *Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &source);
   ImgErr rasOpSet(unsigned colour);
   // Raster operation workers (rasterop/CImg8RasOp.cpp), on `target`: this image or
   // a copy of it. The source form places the whole source at (attr.left, attr.top),
@@ -179,6 +196,23 @@ class C2D_EXPORT CImg8 : public CImg {
   // or with `keyed` over each byte other than `key`.
   ImgErr rasOpSet(CImg8 *target, RasOpXfmAttr &attr, const CImg8 &source);
   ImgErr rasOpSet(CImg8 *target, bool keyed, unsigned key, unsigned colour);
+
+  // Transform workers (transform/CImg8Transform.cpp). Each returns a new image with
+  // this image's palette and alignment, owned by the caller, or null when it cannot
+  // be made (the factory has reported). The exact ones move every pixel unchanged
+  // and carry no background; rotate90 turns counter-clockwise.
+  CImg8 *mirrorX();
+  CImg8 *mirrorY();
+  CImg8 *rotate90();
+  CImg8 *rotate180();
+  CImg8 *rotateMinus90();
+  // Three shears on a canvas of this size; uncovered pixels get the background index.
+  CImg8 *rotateGeneric(double degrees);
+  // One shear by a table from makeRotationXShearRoth or makeRotationYShearRoth.
+  CImg8 *rotateShearX(int *table);
+  CImg8 *rotateShearY(int *table);
+  // A new w x h image with pixels, this image's palette and alignment.
+  CImg8 *transformTarget(unsigned w, unsigned h);
 
   unsigned char **dataArray;
   uint32_t padBytes;

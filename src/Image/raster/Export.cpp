@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Image/core/FreeDeleter.h"
+#include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
@@ -244,9 +245,15 @@ bool Export::xfm(IImg *dst, const IImg *src, unsigned mode) {
       const auto *bilevel = dynamic_cast<const CImg1 *>(src);
       return bilevel != nullptr && FromCImg1(*dst, *bilevel);
     }
-    case IMG_TYPE_G4:
-      // Group 4 pages convert through CImg1G4::uncompress, not in this build yet.
-      return false;
+    case IMG_TYPE_G4: {
+      // A compressed page decodes into a bilevel image only, through its own
+      // uncompress, which reports for itself. Decoding moves the page's row cursor
+      // but changes nothing a caller can see, hence the cast.
+      auto *page = dynamic_cast<CImg1G4 *>(const_cast<IImg *>(src));
+      auto *out = dynamic_cast<CImg1 *>(dst);
+      return page != nullptr && out != nullptr && dst->getType() == IMG_TYPE_1BIT &&
+             page->uncompress(out, page->getRect());
+    }
     case IMG_TYPE_8BIT: {
       const auto *palette = dynamic_cast<const CImg8 *>(src);
       return palette != nullptr && FromCImg8(*dst, *palette);

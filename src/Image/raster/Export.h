@@ -22,10 +22,12 @@ class C2D_EXPORT Export {
   //   CImg1       exact copy         expansion   interpretation
   //   CImg8       error diffusion    refused     palette lookup
   //   CImg32      by mode            refused     copy or channel exchange
+  //   CImg1G4     uncompress         refused     refused
   //
   // Nothing converts to a Group 4 image. False, with dst unchanged, for a null
   // image, an image without pixels, a refused pair or sizes that do not fit the
-  // path. Neither image is owned. Nothing is recorded in CImgErr.
+  // path. Neither image is owned. Nothing is recorded in CImgErr, except what
+  // CImg1G4::uncompress records for itself (and its true after a failed decode).
   static bool xfm(IImg *dst, const IImg *src, unsigned mode);
   static bool xfm(IImg &dst, const IImg &src, unsigned mode);
   static bool xfm(IImg &dst, const IImg *src, unsigned mode);

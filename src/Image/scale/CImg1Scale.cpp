@@ -16,8 +16,10 @@
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"
+#include "Image/scale/ScaleSupport.h"
 
 using c2d::Report;
+using c2d::ScaleIntermediate;
 
 namespace {
 
@@ -49,23 +51,8 @@ constexpr SpanRows MakeSpanMask() {
 
 constexpr SpanRows spanMask = MakeSpanMask();
 
-using Table = std::unique_ptr<unsigned int[], c2d::FreeDeleter>;
+using c2d::RunTables;
 using Mapping = std::unique_ptr<unsigned char[], c2d::FreeDeleter>;
-
-// The two run tables of one call, released on every path.
-struct RunTables {
-  Table rows;
-  Table cols;
-
-  bool make(unsigned longWidth, unsigned longHeight, unsigned shortWidth, unsigned shortHeight) {
-    unsigned int *rowRuns = nullptr;
-    unsigned int *colRuns = nullptr;
-    CreateRothTables(&rowRuns, &colRuns, longWidth, longHeight, shortWidth, shortHeight);
-    rows.reset(rowRuns);
-    cols.reset(colRuns);
-    return rowRuns != nullptr && colRuns != nullptr;
-  }
-};
 
 // Source rows that lie wholly inside the pixel buffer.
 struct DirectRows {
@@ -302,40 +289,13 @@ std::unique_ptr<CImg1> RunReduction(const SourceRows &src, const ImgRect &source
   return target;
 }
 
-// ceil(side * factor) as a side. NaN gives 0 and sides beyond 32 bits saturate, so
-// that no conversion is undefined.
-unsigned ScaledSide(unsigned side, double factor) {
-  const double scaled = std::ceil(static_cast<double>(side) * factor);
-  if (!(scaled > 0.0)) {
-    return 0;
-  }
-  return scaled >= 4294967295.0 ? 0xFFFFFFFFu : static_cast<unsigned>(scaled);
-}
-
-// Second step of a mixed request: the intermediate is reduced as a whole image,
-// then deleted.
-IImg *ScaleIntermediate(CImg1 *intermediate, unsigned width, unsigned height, ImgScaleAttr &attr) {
-  if (intermediate == nullptr) {
-    return nullptr;
-  }
-  const std::unique_ptr<CImg1> owned(intermediate);
-  const ImgRect whole = owned->getRect();
-  return owned->scale(whole, width, height, attr);
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Dispatch
 
 IImg *CImg1::scale(double factor, ImgScaleAttr &attr) {
-  if (factor < 0.0) {
-    return nullptr;
-  }
-  const ImgRect whole = getRect();
-  const unsigned height = ScaledSide(whole.getHeight(), factor);
-  const unsigned width = ScaledSide(whole.getWidth(), factor);
-  return scale(whole, width, height, attr);
+  return c2d::ScaleByFactor(*this, factor, attr);
 }
 
 IImg *CImg1::scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) {

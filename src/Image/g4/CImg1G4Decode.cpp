@@ -1,0 +1,167 @@
+// CImg1G4: placing the row cursor for a rectangle, and what stands directly on the
+// scanline routines: a rectangle decompressed into a CImg1, and the page's
+// background counted from the code, neither of which expands the page.
+#include <cstdint>
+#include <cstdlib>
+
+#include "Image/core/FreeDeleter.h"
+#include "Image/core/ImgReport.h"
+#include "Image/g4/CImg1G4.h"
+#include "Image/g4/G4Decode.h"
+#include "Image/g4/G4Scanline.h"
+#include "Image/raster/CImg1.h"
+
+using c2d::Report;
+
+namespace {
+
+// Whether h rows of w bits, the target's stride apart, lie in its pixels.
+bool RowsFit(const CImg1 &target, uint32_t w, uint32_t h) {
+  const uint64_t stride = target.getBytesPerLine();
+  const uint64_t rowBytes = (static_cast<uint64_t>(w) + 7u) / 8u;
+  return target.peekData() != nullptr && h != 0 && rowBytes <= stride &&
+         (static_cast<uint64_t>(h) - 1u) * stride + rowBytes <= target.getTotalBytes();
+}
+
+}  // namespace
+
+int CImg1G4::PrepForDecode(const ImgRect &source) {
+  // Only a header sets the tile sizes, and it never sets 0; this guards the division.
+  if (tileWidth == 0 || tileHeight == 0) {
+    return 0;
+  }
+  decodeRow = source.top;
+  firstTileColumn = source.left / tileWidth;
+  lastTileColumn = source.right / tileWidth;
+  firstTileRow = source.top / tileHeight;
+  decodeTileRow = firstTileRow;
+  lastTileRow = source.bottom / tileHeight;
+  rowInTile = source.top % tileHeight;
+  InitTileRowDecode();
+  // Tile rows above are skipped whole; rows above the rectangle in its own tile row
+  // are decoded and dropped, each being coded against the one before. The cursor
+  // keeps rowInTile: the drops happen on the reference lists alone.
+  for (uint32_t i = 0; i < rowInTile; ++i) {
+    if (decode_scanline() != IMG_OK) {
+      return 0;
+    }
+  }
+  return 1;
+}
+
+bool CImg1G4::uncompress(CImg1 *target, const ImgRect &source) {
+  if (!getRect().contains(source)) {
+    Report(IMG_INVALID_ARG);
+    return false;
+  }
+  const uint32_t width = source.getWidth();
+  const uint32_t height = source.getHeight();
+  // The rows are written through the target's stride, so they must fit its pixels.
+  if (target == nullptr || !RowsFit(*target, width, height)) {
+    Report(IMG_INVALID_ARG);
+    return false;
+  }
+  unsigned char *row = target->peekData();
+  const uint32_t stride = target->getBytesPerLine();
+  if (CCITT_EnableG4Decode() != IMG_OK) {
+    return false;
+  }
+  // The decode failures return true with the error set and the tables left
+  // enabled: callers read the error, not the answer.
+  if (PrepForDecode(source) == 0) {
+    Report(IMG_DECODE_FAILED);
+    return true;
+  }
+  c2d::MallocPtr<unsigned int> bytes(
+      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
+  c2d::MallocPtr<unsigned int> bits(
+      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
+  if (bytes == nullptr || bits == nullptr) {
+    CCITT_DisableG4Decode();
+    return false;
+  }
+  for (uint32_t j = 0; j < width; ++j) {
+    bytes.get()[j] = j >> 3;
+    bits.get()[j] = 7u - (j & 7u);
+  }
+  G4ScaleInfo info;
+  info.background = backgroundColor;
+  info.left = source.left;
+  info.right = source.right;
+  info.dstByte = bytes.get();
+  info.dstBit = bits.get();
+  uint64_t total = 0;
+  for (uint32_t y = 0; y < height; ++y, row += stride) {
+    if (decode_copy_scanline(row, &info) != IMG_OK) {
+      Report(IMG_DECODE_FAILED);
+      return true;
+    }
+    total += info.blackCount;
+    StepCursor();
+  }
+  if (!isBackgroundKnown()) {
+    // Mostly black: the page is ink-coloured paper. Exactly at the threshold it is
+    // not.
+    const double share = static_cast<double>(total) / (static_cast<double>(width) * height);
+    SettleBackground(*target, share > get1BitBGThreshold());
+  }
+  CCITT_DisableG4Decode();
+  return true;
+}
+
+IImg *CImg1G4::getSubImage(const ImgRect &r) {
+  if (!getRect().contains(r)) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  CImg1 *copy = CImg1::create(r.getWidth(), r.getHeight(), backgroundInterpretation,
+                              foregroundInterpretation, alignment);
+  if (copy == nullptr) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  if (!uncompress(copy, r)) {
+    delete copy;
+    return nullptr;
+  }
+  return copy;
+}
+
+unsigned int CImg1G4::calculateBackground() {
+  if (backgroundState == IMG_BG_KNOWN) {
+    return backgroundColor;
+  }
+  if (backgroundState == IMG_BG_NONE) {
+    Report(IMG_FAIL);
+    return 0;
+  }
+  if (CCITT_EnableG4Decode() != IMG_OK) {
+    return 0;
+  }
+  // Kept as it stands: this failure leaves the tables enabled.
+  if (PrepForDecode(getRect()) == 0) {
+    Report(IMG_DECODE_FAILED);
+    return 0;
+  }
+  const uint32_t height = getHeight();
+  uint64_t sum = 0;
+  uint32_t rows = 0;
+  for (; rows < height; ++rows) {
+    unsigned int rowSum = 0;
+    if (decode_scanline_and_sum(rowSum) != IMG_OK) {
+      break;
+    }
+    sum += rowSum;
+    StepCursor();
+  }
+  if (rows < height) {
+    Report(IMG_DECODE_FAILED);
+  }
+  // Pad bits do not count here, unlike CImg1's count. No rows gives the share 0.
+  const double pixels = static_cast<double>(getWidth()) * rows;
+  const double ratio = pixels > 0 ? static_cast<double>(sum) / pixels : 0.0;
+  backgroundColor = ratio > get1BitBGThreshold() ? 1u : 0u;
+  backgroundState = IMG_BG_KNOWN;
+  CCITT_DisableG4Decode();
+  return backgroundColor;
+}

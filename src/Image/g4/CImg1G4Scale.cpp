@@ -1,0 +1,386 @@
+// CImg1G4's scaling: the workers that drive the scanline routines row by row from
+// the code, so that a page is scaled without being expanded, and the three scale
+// overloads that choose among them around one enabling of the decoder tables. The
+// run tables come from the Rothstein makers and are freed here on every path.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "Image/core/FreeDeleter.h"
+#include "Image/core/ImgReport.h"
+#include "Image/g4/CImg1G4.h"
+#include "Image/g4/G4Decode.h"
+#include "Image/g4/G4Scanline.h"
+#include "Image/raster/CImg1.h"
+#include "Image/raster/CImg32.h"
+#include "Image/scale/GreyMapping.h"
+#include "Image/scale/ImgScaleAttr.h"
+#include "Image/scale/Rothstein.h"
+#include "Image/scale/ScaleSupport.h"
+
+using c2d::Report;
+
+namespace {
+
+using Table = std::unique_ptr<unsigned int[], c2d::FreeDeleter>;
+
+// The five tables of one call of a G4 table maker, released on every path.
+struct ScaleTables {
+  Table rowRuns;
+  Table colRuns;
+  Table srcMap;
+  Table dstByte;
+  Table dstBit;
+
+  // make(&rowRuns, &colRuns, &srcMap, &dstByte, &dstBit) fills the five pointers.
+  template <typename Maker>
+  bool build(Maker &&make) {
+    unsigned int *t[5] = {};
+    make(&t[0], &t[1], &t[2], &t[3], &t[4]);
+    rowRuns.reset(t[0]);
+    colRuns.reset(t[1]);
+    srcMap.reset(t[2]);
+    dstByte.reset(t[3]);
+    dstBit.reset(t[4]);
+    return rowRuns && colRuns && srcMap && dstByte && dstBit;
+  }
+
+  G4ScaleInfo info(uint32_t background, const ImgRect &source, uint32_t mergeRows) const {
+    G4ScaleInfo info;
+    info.background = background;
+    info.colRuns = colRuns.get();
+    info.srcMap = srcMap.get();
+    info.left = source.left;
+    info.right = source.right;
+    info.dstByte = dstByte.get();
+    info.dstBit = dstBit.get();
+    info.mergeRows = mergeRows;
+    return info;
+  }
+};
+
+// One grey mapping and its last index: a count is read no further, so a corrupt row
+// that counts a cell twice reads as a full cell instead of past the table.
+struct GreyTable {
+  std::unique_ptr<unsigned char[], c2d::FreeDeleter> levels;
+  uint32_t last = 0;
+
+  bool build(uint64_t area) {
+    // A count must index a table whose size fits 32 bits.
+    if (area >= 0xFFFFFFFFu) {
+      return false;
+    }
+    unsigned char *table = nullptr;
+    CreateGreyMapping(static_cast<unsigned>(area + 1), &table, 0);
+    levels.reset(table);
+    last = static_cast<uint32_t>(area);
+    return table != nullptr;
+  }
+  unsigned level(uint32_t count) const { return levels[std::min(count, last)]; }
+};
+
+// The opening the workers share once the size is checked: the target `made`
+// (IMG_FAIL without it), `before` on it (false: give up, it reported), the cursor by
+// `place` (IMG_DECODE_FAILED when it gives 0, and the blank target is the answer),
+// then the tables by `make` (IMG_FAIL). `ready`: rows are to be decoded into the
+// target returned. Nothing made is left behind on the way out.
+template <typename Image, typename Before, typename Place, typename Make>
+Image *Open(Image *made, Before &&before, Place &&place, Make &&make, ScaleTables &tables,
+            bool &ready) {
+  ready = false;
+  std::unique_ptr<Image> target(made);
+  if (target == nullptr) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  if (!before(*target)) {
+    return nullptr;
+  }
+  if (place() == 0) {
+    Report(IMG_DECODE_FAILED);
+    return target.release();
+  }
+  if (!tables.build(make)) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  ready = true;
+  return target.release();
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Dispatch
+
+IImg *CImg1G4::scale(double factor, ImgScaleAttr &attr) {
+  return c2d::ScaleByFactor(*this, factor, attr);
+}
+
+IImg *CImg1G4::scale(const ImgRect &source, const ImgRect &target, ImgScaleAttr &attr) {
+  return scale(source, target.getWidth(), target.getHeight(), attr);
+}
+
+IImg *CImg1G4::scale(const ImgRect &source, unsigned width, unsigned height, ImgScaleAttr &attr) {
+  if (CCITT_EnableG4Decode() != IMG_OK) {
+    return nullptr;
+  }
+  const unsigned sw = source.getWidth();
+  const unsigned sh = source.getHeight();
+  IImg *result = nullptr;
+  switch (ScaleHow(sw, sh, width, height)) {
+    case IMG_SCALE_SAME:
+      // The whole page, whatever the rectangle.
+      result = CImg1::create(*this, 0xFFFFFFu, 0xFF000000u, IMG_ALIGN_NONE);
+      break;
+    case IMG_SCALE_ENLARGE:
+      result = Enlarge(width, height, source);
+      break;
+    case IMG_SCALE_REDUCE:
+      if (attr.bitDepth == 32) {
+        result = Reduce_greyscale(width, height, source);
+      } else {
+        result = Reduce_bkg(width, height, source);
+      }
+      break;
+    // Mixed requests grow first; the intermediate is a CImg1, which then reduces
+    // itself as a whole image and is deleted.
+    case IMG_SCALE_REDUCE_X_ENLARGE_Y:
+      result = c2d::ScaleIntermediate(Enlarge(sw, height, source), width, height, attr);
+      break;
+    case IMG_SCALE_ENLARGE_X_REDUCE_Y:
+      result = c2d::ScaleIntermediate(Enlarge(width, sh, source), width, height, attr);
+      break;
+  }
+  CCITT_DisableG4Decode();
+  return result;
+}
+
+// ---------------------------------------------------------------------------
+// Workers. Each must run between CCITT_EnableG4Decode and CCITT_DisableG4Decode. A
+// failed decode returns what the target holds so far, with IMG_DECODE_FAILED.
+
+void CImg1G4::SettleBackground(CImg1 &target, bool dark) {
+  if (dark) {
+    (void)target.invert();
+  }
+  backgroundColor = dark ? 1u : 0u;
+  backgroundState = IMG_BG_KNOWN;
+  target.setBackgroundColor(0);
+}
+
+CImg1 *CImg1G4::Enlarge(unsigned int width, unsigned int height, const ImgRect &source) {
+  const uint32_t sw = source.getWidth();
+  const uint32_t sh = source.getHeight();
+  // A side of 2^32 pixels wraps to 0.
+  if (width < sw || height < sh || sw == 0 || sh == 0) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  ScaleTables tables;
+  bool ready = false;
+  std::unique_ptr<CImg1> target(Open(
+      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment),
+      [](CImg1 &) { return true; }, [&] { return PrepForDecode(source); },
+      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothEnlargeTables(width, height, sw, sh, r, c, m, b, t);
+      },
+      tables, ready));
+  if (!ready) {
+    return target.release();
+  }
+  G4ScaleInfo info = tables.info(backgroundColor, source, 0);
+  unsigned char *pixels = target->peekData();
+  const uint64_t stride = target->getBytesPerLine();
+  uint64_t p = 0;
+  for (uint32_t y = 0; y < sh && p < height; ++y) {
+    unsigned char *row = pixels + p * stride;
+    if (decode_enlarge_scanline(row, &info) != IMG_OK) {
+      Report(IMG_DECODE_FAILED);
+      return target.release();
+    }
+    StepCursor();
+    // Each source row is decoded once; its repeats are copies of the finished row.
+    const uint32_t run = tables.rowRuns[p];
+    if (run == 0) {
+      break;
+    }
+    for (uint32_t k = 1; k < run; ++k) {
+      std::memcpy(row + k * stride, row, static_cast<size_t>(stride));
+    }
+    p += run;
+  }
+  if (!isBackgroundKnown()) {
+    SettleBackground(*target, target->calculateBackground() == 1);
+  }
+  return target.release();
+}
+
+CImg1 *CImg1G4::Reduce_bkg(unsigned int width, unsigned int height, const ImgRect &source) {
+  return ReduceBilevel(width, height, source, false);
+}
+
+CImg1 *CImg1G4::Reduce(unsigned int width, unsigned int height, const ImgRect &source) {
+  return ReduceBilevel(width, height, source, true);
+}
+
+CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &source, bool sample) {
+  const uint32_t sw = source.getWidth();
+  const uint32_t sh = source.getHeight();
+  if (sw < width || sh < height) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  // Sampling keeps the page's polarity: on dark paper the white runs clear a target
+  // that starts set. The background is counted before the cursor is placed, since
+  // counting moves it.
+  const auto fillDark = [&](CImg1 &target) {
+    if (sample && calculateBackground() == 1) {
+      std::memset(target.peekData(), 0xFF, target.getTotalBytes());
+    }
+    return true;
+  };
+  ScaleTables tables;
+  bool ready = false;
+  std::unique_ptr<CImg1> target(Open(
+      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment),
+      fillDark, [&] { return PrepForDecode(source); },
+      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothReduceTables(sw, sh, width, height, r, c, m, b, t);
+      },
+      tables, ready));
+  if (!ready) {
+    return target.release();
+  }
+  // Merging every source row of a block into its target row keeps thin lines;
+  // sampling paints the block's first row only, but decodes the others too, since
+  // each row is coded against the one before.
+  G4ScaleInfo info = tables.info(backgroundColor, source, sample ? 0 : 1);
+  unsigned char *pixels = target->peekData();
+  const uint64_t stride = target->getBytesPerLine();
+  uint64_t total = 0;
+  uint64_t p = 0;
+  for (uint32_t t = 0; t < height && p < sh; ++t) {
+    const uint32_t run = tables.rowRuns[p];
+    for (uint32_t k = 0; k < run; ++k) {
+      const ImgErr decoded =
+          sample && k != 0 ? decode_scanline() : decode_reduce_scanline(pixels + t * stride, &info);
+      if (decoded != IMG_OK) {
+        Report(IMG_DECODE_FAILED);
+        return target.release();
+      }
+      if (!sample) {
+        total += info.blackCount;
+      }
+      StepCursor();
+    }
+    p += run;
+  }
+  if (!sample && !isBackgroundKnown()) {
+    // Exactly at the threshold the page is not dark.
+    const double share = static_cast<double>(total) / (static_cast<double>(sw) * sh);
+    SettleBackground(*target, share > get1BitBGThreshold());
+  }
+  return target.release();
+}
+
+CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const ImgRect &source) {
+  const uint32_t sw = source.getWidth();
+  const uint32_t sh = source.getHeight();
+  if (sw < width || sh < height) {
+    Report(IMG_INVALID_ARG);
+    return nullptr;
+  }
+  // The vectors the grey scanline routine works on. A rectangle too wide for memory
+  // is refused like a missing table rather than let an exception out.
+  std::vector<unsigned int> dstIndex;
+  std::vector<unsigned int> sums;
+  try {
+    dstIndex.assign(sw, 0u);
+    sums.assign(width, 0u);
+  } catch (...) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  // A cell is floor or ceiling in each direction: maps[height is floorY ? 0 : 1]
+  // [width is floorX ? 0 : 1], each of the cell's area + 1 entries. The ratios are
+  // taken once the target exists, so that a zero side is refused by the factory
+  // rather than divided by.
+  GreyTable maps[2][2];
+  uint64_t floorX = 0;
+  uint64_t floorY = 0;
+  const auto makeMaps = [&](CImg32 &) {
+    const double xRatio = static_cast<double>(sw) / width;
+    const double yRatio = static_cast<double>(sh) / height;
+    floorX = static_cast<uint64_t>(std::floor(xRatio));
+    floorY = static_cast<uint64_t>(std::floor(yRatio));
+    const uint64_t heights[2] = {floorY, static_cast<uint64_t>(std::ceil(yRatio))};
+    const uint64_t widths[2] = {floorX, static_cast<uint64_t>(std::ceil(xRatio))};
+    for (unsigned i = 0; i < 2; ++i) {
+      for (unsigned j = 0; j < 2; ++j) {
+        if (!maps[i][j].build(heights[i] * widths[j])) {
+          Report(IMG_FAIL);
+          return false;
+        }
+      }
+    }
+    return true;
+  };
+  ScaleTables tables;
+  bool ready = false;
+  std::unique_ptr<CImg32> target(Open(
+      CImg32::create(width, height, RGB_ORDER_RGB), makeMaps, [&] { return PrepForDecode(source); },
+      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothReduceTables2(sw, sh, width, height, r, c, m, b, t, dstIndex);
+      },
+      tables, ready));
+  if (!ready) {
+    return target.release();
+  }
+  unsigned **out = target->peekDataArray();
+  if (out == nullptr) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  G4ScaleInfo info = tables.info(backgroundColor, source, 1);
+  info.dstWidth = width;
+  info.srcWidth = sw;
+  ImgErr noted = IMG_OK;
+  // A failed row ends the loop by an exception caught right here: the caller gets
+  // the rows finished so far, and the error.
+  try {
+    uint64_t p = 0;
+    for (uint32_t t = 0; t < height && p < sh; ++t) {
+      const uint32_t yRun = tables.rowRuns[p];
+      const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
+      std::fill(sums.begin(), sums.end(), 0u);
+      for (uint32_t k = 0; k < yRun; ++k) {
+        if (decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK) {
+          noted = IMG_DECODE_FAILED;
+          throw std::runtime_error("decode_reduce_scanline_grey");
+        }
+        StepCursor();
+      }
+      uint64_t q = 0;
+      for (uint32_t j = 0; j < width && q < sw; ++j) {
+        const uint32_t xRun = tables.colRuns[q];
+        const unsigned g = pair[xRun == floorX ? 0 : 1].level(sums[j]);
+        out[t][j] = g + 256u * g + 65536u * g;
+        q += xRun;
+      }
+      p += yRun;
+    }
+  } catch (...) {
+  }
+  // Foreground is dark whatever the page's colour; the background records the
+  // opposite of the page's.
+  target->setBackgroundColor(backgroundColor != 0 ? 0u : 0xFFFFFFu);
+  if (noted != IMG_OK) {
+    Report(noted);
+  }
+  return target.release();
+}

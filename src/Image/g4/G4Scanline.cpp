@@ -1,0 +1,245 @@
+// CImg1G4's scanline routines: each decodes the next row of the tiles a rectangle
+// touches and paints the runs of the change lists straight into a target row, through
+// the tables of a G4ScaleInfo. No row is ever expanded at source size, so the cost
+// follows the runs and the target, not the source pixels.
+#include "Image/g4/G4Scanline.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "Image/g4/CImg1G4.h"
+#include "Image/g4/G4Decode.h"
+#include "Image/g4/G4Paint.h"
+
+namespace {
+
+// Which runs of a row a routine paints: the target's set bits always mean foreground.
+enum class Runs { kBlack, kWhite };
+
+// Black runs while the background is unknown or 0, white runs on dark paper.
+Runs PaintedRuns(bool known, uint32_t background) {
+  return known && background != 0 ? Runs::kWhite : Runs::kBlack;
+}
+
+// Calls f(d0, d1) for each run of one colour in the decoded row of `tile` that
+// reaches into the columns left..right, d0 and d1 being its clipped ends counted
+// from left. The sums are unsigned on purpose: the leading white run starts one
+// column left of its tile, which for the leftmost tile wraps and drops the run. A
+// run that starts on `right` is dropped too. f returns false to stop the walk.
+// Edges given the wrong way round select nothing: d1 would wrap past every table.
+template <typename F>
+bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &&f) {
+  if (right < left) {
+    return true;
+  }
+  const int32_t *c = tile.changes();
+  const uint32_t n = tile.numChanges() >= 2 ? tile.numChanges() - 2 : 0;
+  const uint32_t x = tile.getXOffset();
+  // c[1] of 1: the row starts black, and its white runs begin at index 3.
+  uint32_t i = which == Runs::kBlack ? 2 : (c[1] == 1 ? 3 : 1);
+  for (; i < n; i += 2) {
+    const uint32_t last = x + static_cast<uint32_t>(c[i]) - 2u;
+    const uint32_t first = x + static_cast<uint32_t>(c[i - 1]) - 1u;
+    if (last < left || first >= right) {
+      continue;
+    }
+    const uint32_t d0 = first < left ? 0u : first - left;
+    const uint32_t d1 = last < right ? last - left : right - left;
+    if (!f(d0, d1)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
+uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
+
+void SetPixel(unsigned char *row, const unsigned int *bytes, const unsigned int *bits, uint64_t x) {
+  row[bytes[x]] = static_cast<unsigned char>(row[bytes[x]] | (1u << bits[x]));
+}
+
+}  // namespace
+
+template <typename Paint>
+ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
+  if (decodeTileRow > lastTileRow) {
+    return IMG_INVALID_ARG;
+  }
+  // A cursor outside the grid (a rectangle past the page) decodes nothing.
+  if (tileRows == nullptr || decodeTileRow >= TilesDown() || firstTileColumn >= TilesAcross()) {
+    return IMG_OK;
+  }
+  Img1G4Tile *row = tileRows[decodeTileRow];
+  const uint32_t last = std::min(lastTileColumn, TilesAcross() - 1u);
+  for (uint32_t c = firstTileColumn; c <= last; ++c) {
+    Img1G4Tile &tile = row[c];
+    // A tile that fails keeps its position and fails again on every later row, so
+    // its area stays background from the bad row on.
+    if (tile.getData() == nullptr || CCITT_G4Decode(&tile, tileWidth, totalBytes) != 0) {
+      continue;
+    }
+    const ImgErr painted = paint(tile);
+    if (painted != IMG_OK) {
+      return painted;
+    }
+    tile.swapChanges();
+  }
+  return IMG_OK;
+}
+
+ImgErr CImg1G4::decode_scanline() {
+  return DecodeWantedTiles([](Img1G4Tile &) { return IMG_OK; });
+}
+
+ImgErr CImg1G4::decode_scanline_and_sum(unsigned int &sum) {
+  sum = 0;
+  // Black runs over the whole width, whatever the background.
+  const uint32_t right = getWidth() - 1u;
+  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+    ForEachRun(tile, Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
+      sum += Span(d0, d1);
+      return true;
+    });
+    return IMG_OK;
+  });
+}
+
+ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {
+  const bool known = isBackgroundKnown();
+  const Runs runs = PaintedRuns(known, info->background);
+  const unsigned int *bytes = info->dstByte;
+  const unsigned int *bits = info->dstBit;
+  uint32_t count = 0;
+  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
+    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+      for (uint64_t d = d0; d <= d1; ++d) {
+        SetPixel(row, bytes, bits, d);
+      }
+      if (!known) {
+        count += Span(d0, d1);
+      }
+      return true;
+    });
+    return IMG_OK;
+  });
+  info->blackCount = count;
+  return result;
+}
+
+ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
+  const Runs runs = PaintedRuns(isBackgroundKnown(), info->background);
+  const unsigned int *toDst = info->srcMap;
+  const unsigned int *colRuns = info->colRuns;
+  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+      // Every target column of the run's source columns, the last one's whole run too.
+      const uint64_t end = static_cast<uint64_t>(toDst[d1]) + colRuns[toDst[d1]];
+      for (uint64_t x = toDst[d0]; x < end; ++x) {
+        SetPixel(row, info->dstByte, info->dstBit, x);
+      }
+      return true;
+    });
+    return IMG_OK;
+  });
+}
+
+ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
+  const bool known = isBackgroundKnown();
+  const Runs runs = PaintedRuns(known, info->background);
+  // Sampling: a group takes the value of its first column, so a run that starts
+  // inside a group leaves it alone. Merging: any pixel of a group counts.
+  const bool sample = known && info->mergeRows == 0;
+  const bool clear = sample && runs == Runs::kWhite;
+  const unsigned int *groupOf = info->srcMap;
+  const unsigned int *colRuns = info->colRuns;
+  const unsigned int *bytes = info->dstByte;
+  const unsigned int *bits = info->dstBit;
+  // The target column a source column feeds. Groups feed the target columns in
+  // order, one step at a time (the last column may take several), so the groups a
+  // run touches feed one span of columns, which is painted whole instead of walking
+  // the groups one by one.
+  const auto column = [&](uint64_t x) { return bytes[x] * 8u + 7u - bits[x]; };
+  uint32_t count = 0;
+  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
+    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+      if (!known) {
+        count += Span(d0, d1);
+      }
+      uint64_t from = d0;
+      if (sample) {
+        const uint32_t g0 = groupOf[d0];
+        if (d0 != g0) {
+          from = static_cast<uint64_t>(g0) + colRuns[g0];
+        }
+        if (from > d1) {
+          return true;  // no group starts inside the run
+        }
+      } else if (d0 > d1 && groupOf[d0] != groupOf[d1]) {
+        return true;  // a backward run of a corrupt row, across groups: nothing
+      }
+      // SAFETY: from and d1 lie below srcWidth, and the byte tables hold bytes of the
+      // target row, so both columns and every byte between lie inside it.
+      const uint32_t k0 = column(from);
+      const uint32_t k1 = column(d1);
+      if (clear) {
+        for (uint32_t k = k0; k <= k1; ++k) {
+          row[k >> 3] = static_cast<unsigned char>(row[k >> 3] & ~(0x80u >> (k & 7u)));
+        }
+      } else {
+        c2d::G4SetRun(row, k0, k1 + 1u);
+      }
+      return true;
+    });
+    return IMG_OK;
+  });
+  info->blackCount = count;
+  return result;
+}
+
+ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
+                                            const std::vector<unsigned int> &dstIndex) {
+  // Black runs for background 0, white for anything else, the unset marker included.
+  const Runs runs = info->background == 0 ? Runs::kBlack : Runs::kWhite;
+  // The vectors bound the indices as well as the widths they were made for.
+  const uint64_t srcWidth = std::min<uint64_t>(info->srcWidth, dstIndex.size());
+  const uint64_t dstWidth = std::min<uint64_t>(info->dstWidth, sums.size());
+  const unsigned int *groupOf = info->srcMap;
+  const unsigned int *colRuns = info->colRuns;
+  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+    bool ok = true;
+    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+      ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
+           !(runs == Runs::kBlack && d0 > d1);
+      if (!ok) {
+        return false;
+      }
+      // The exact area of the run in each cell it crosses: the part of the first
+      // cell, the whole cells between, the part of the last.
+      uint64_t k = dstIndex[d0];
+      const uint32_t s = groupOf[d0];
+      const uint32_t e = groupOf[d1];
+      if (d0 == d1) {
+        sums[k] += 1;
+      } else if (s == e) {
+        sums[k] += Span(d0, d1);
+      } else {
+        sums[k] += colRuns[s] + s - d0;
+        uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
+        for (++k; g < e; g += colRuns[g], ++k) {
+          if (k >= dstWidth) {
+            return ok = false;
+          }
+          sums[k] += colRuns[g];
+        }
+        if (k >= dstWidth) {
+          return ok = false;
+        }
+        sums[k] += Span(e, d1);
+      }
+      return true;
+    });
+    return ok ? IMG_OK : IMG_DECODE_FAILED;
+  });
+}

@@ -1,0 +1,38 @@
+// G4ScaleInfo: the parameter block with which CImg1G4's scanline routines paint one
+// decoded row into a target row. The operation that drives them makes it on its
+// stack and points it at run tables it owns.
+#ifndef IMAGE_G4_G4SCANLINE_H_
+#define IMAGE_G4_G4SCANLINE_H_
+
+#include <cstdint>
+
+// Columns d are counted from the source rectangle's left edge. Every member starts
+// at zero, so a forgotten one is defined.
+struct G4ScaleInfo {
+  // The image's backgroundColor: a non-zero colour paints the white runs.
+  uint32_t background = 0;
+  // Run table of columns: target columns per source column when enlarging, source
+  // columns per target pixel when reducing.
+  unsigned int *colRuns = nullptr;
+  // Enlarging: first target column of source column d. Reducing: first column of the
+  // group that holds d.
+  unsigned int *srcMap = nullptr;
+  // The source rectangle's columns, absolute and inclusive.
+  uint32_t left = 0;
+  uint32_t right = 0;
+  // Byte and bit (7 is the leftmost pixel) of a target pixel, by target column when
+  // copying or enlarging, by source column when reducing.
+  unsigned int *dstByte = nullptr;
+  unsigned int *dstBit = nullptr;
+  // 1: every source pixel of a group counts (a reduction that keeps thin lines);
+  // 0: a group takes the value of its first column.
+  uint32_t mergeRows = 0;
+  // Out: source pixels painted in the row, counted only while the background is
+  // unknown.
+  uint32_t blackCount = 0;
+  // The grey reduction's target width and rectangle width.
+  uint32_t dstWidth = 0;
+  uint32_t srcWidth = 0;
+};
+
+#endif  // IMAGE_G4_G4SCANLINE_H_

@@ -1,0 +1,352 @@
+// Scaling a CImg1G4 from its code, against the blocks of the source bitmap and
+// against CImg1's scaling of the decoded page; mirrors and quarter turns; a grey row
+// that fails inside; the refusals.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "G4TiledPage.h"
+#include "Image/scale/TableAlloc.h"
+
+namespace {
+
+using c2d_test::ErrWatch;
+using c2d_test::ImgPtr;
+using g4test::Bitmap;
+using g4test::FirstDifference;
+using g4test::MakeTiledPage;
+using g4test::TiledPage;
+
+// Calls f(x, y, j, t, first) for each pixel (x, y) of a sw x sh rectangle, where
+// (j, t) is the pixel of a w x h reduction whose block holds it, and `first` says
+// whether it is the block's first pixel.
+template <typename F>
+void ForEachBlockPixel(unsigned sw, unsigned sh, unsigned w, unsigned h, F &&f) {
+  unsigned *rows = nullptr, *cols = nullptr;
+  CreateRothTables(&rows, &cols, sw, sh, w, h);
+  for (unsigned y = 0, t = 0; y < sh; y += rows[y], ++t) {
+    for (unsigned dy = 0; dy < rows[y]; ++dy) {
+      for (unsigned x = 0, j = 0; x < sw; x += cols[x], ++j) {
+        for (unsigned dx = 0; dx < cols[x]; ++dx) {
+          f(x + dx, y + dy, j, t, dx == 0 && dy == 0);
+        }
+      }
+    }
+  }
+  std::free(rows);
+  std::free(cols);
+}
+
+Bitmap BlockOr(const Bitmap &cut, unsigned w, unsigned h) {
+  Bitmap out(w, h);
+  ForEachBlockPixel(cut.width, cut.height, w, h,
+                    [&](unsigned x, unsigned y, unsigned j, unsigned t, bool) {
+                      out.set(j, t, out.get(j, t) || cut.get(x, y));
+                    });
+  return out;
+}
+
+IImg *Scale(CImg1G4 &page, const ImgRect &r, unsigned w, unsigned h, unsigned depth = 1) {
+  ImgScaleAttr attr;
+  attr.bitDepth = depth;
+  return page.scale(r, w, h, attr);
+}
+
+Bitmap BitsOf(IImg *image) { return g4test::BitsOf(*dynamic_cast<CImg1 *>(image)); }
+
+// A drawing of one-pixel lines: rows, columns (the last column left white, where a
+// run would start on the edge) and slants.
+Bitmap LinePage() {
+  Bitmap page(203, 157);
+  for (unsigned y : {0u, 7u, 50u, 100u, 156u}) {
+    page.fill(0, 202, y);
+  }
+  for (unsigned y = 0; y < 157; ++y) {
+    for (unsigned x : {0u, 9u, 64u, 130u, 201u, (y * 3) % 202, 200 - y}) {
+      page.set(x, y);
+    }
+  }
+  return page;
+}
+
+TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
+  TiledPage page = MakeTiledPage(LinePage(), 64, 48);
+  // The whole page, and a rectangle that starts inside a tile row; a background still
+  // unknown (settled to 0 by the first reduction) and one of 1, which paints the
+  // white runs. Sampling keeps the page's polarity.
+  for (unsigned paper : {0u, 1u}) {
+    for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
+      const Bitmap cut = g4test::Paint(PaintedRuns(page, r, paper == 1), r);
+      for (unsigned f = 2; f <= 16; ++f) {
+        SCOPED_TRACE(std::to_string(paper) + ", factor " + std::to_string(f) + " from " +
+                     std::to_string(r.left));
+        const unsigned w = (r.getWidth() + f - 1) / f, h = (r.getHeight() + f - 1) / f;
+        ImgPtr<IImg> small(Scale(*page.image, r, w, h));
+        ASSERT_NE(small, nullptr);
+        EXPECT_EQ(FirstDifference(BitsOf(small.get()), BlockOr(cut, w, h)), "");
+        ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
+        ImgPtr<IImg> sampled(page.image->Reduce(w, h, r));
+        CCITT_DisableG4Decode();
+        Bitmap expected(w, h);
+        ForEachBlockPixel(r.getWidth(), r.getHeight(), w, h,
+                          [&](unsigned x, unsigned y, unsigned j, unsigned t, bool first) {
+                            if (first) {
+                              expected.set(j, t, cut.get(x, y) != (paper == 1));
+                            }
+                          });
+        EXPECT_EQ(FirstDifference(BitsOf(sampled.get()), expected), "");
+      }
+    }
+    EXPECT_EQ(page.image->getBackgroundColor(), paper);
+    page.image->setBackgroundColor(1);
+  }
+}
+
+TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
+  // A whole ratio, and ratios whose blocks take all four sizes.
+  const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}};
+  // Paper 0 sums black runs; 1 and the unset marker sum white ones.
+  for (int paper : {0, 1, -1}) {
+    TiledPage page = MakeTiledPage(g4test::StrokePage(203, 157, 9, 0.15), 64, 48);
+    if (paper >= 0) {
+      page.image->setBackgroundColor(static_cast<unsigned>(paper));
+    }
+    const ImgRect r(3u, 5u, 199u, 150u);
+    const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
+    for (const auto &size : sizes) {
+      SCOPED_TRACE(std::to_string(paper) + " to " + std::to_string(size[0]));
+      const unsigned w = size[0], h = size[1];
+      // Sums by run, not by pixel: a leading white run overlaps the column before its
+      // tile, so a cell can count more than its area, and reads as full.
+      const unsigned sw = r.getWidth();
+      std::vector<unsigned> cell(sw * r.getHeight()), sums(w * h), areas(w * h);
+      ForEachBlockPixel(sw, r.getHeight(), w, h,
+                        [&](unsigned x, unsigned y, unsigned j, unsigned t, bool) {
+                          cell[y * sw + x] = t * w + j;
+                          ++areas[t * w + j];
+                        });
+      for (const g4test::Run &run : runs) {
+        for (unsigned d = run.d0; d <= run.d1; ++d) {
+          ++sums[cell[(run.y - r.top) * sw + d]];
+        }
+      }
+      ImgPtr<IImg> grey(Scale(*page.image, r, w, h, 32));
+      auto *pixels = dynamic_cast<CImg32 *>(grey.get());
+      ASSERT_NE(pixels, nullptr);
+      EXPECT_EQ(pixels->getBackgroundColor(), paper == 0 ? 0xFFFFFFu : 0u);
+      for (unsigned i = 0; i < w * h; ++i) {
+        unsigned char *map = nullptr;
+        CreateGreyMapping(areas[i] + 1, &map, 0);
+        EXPECT_EQ(pixels->peekDataArray()[i / w][i % w],
+                  map[std::min(sums[i], areas[i])] * 0x010101u)
+            << i;
+        std::free(map);
+      }
+    }
+  }
+}
+
+TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
+  const Bitmap sparse = g4test::StrokePage(67, 50, 4);
+  Bitmap dark = sparse;
+  for (unsigned y = 0; y < 50; ++y) {
+    for (unsigned x = 0; x < 66; ++x) {
+      dark.set(x, y, !sparse.get(x, y));
+    }
+  }
+  const unsigned sizes[][2] = {{150, 111}, {67, 120}, {40, 90}, {100, 30}};
+  for (const Bitmap *src : {&sparse, static_cast<const Bitmap *>(&dark)}) {
+    for (const ImgRect &r : {ImgRect(0u, 0u, 66u, 49u), ImgRect(5u, 9u, 40u, 33u)}) {
+      for (const auto &size : sizes) {
+        SCOPED_TRACE(std::to_string(size[0]) + "x" + std::to_string(size[1]) +
+                     (src == &dark ? " dark" : "") + " from " + std::to_string(r.left));
+        // Both pages start with the background unknown; a dark one ends inverted.
+        TiledPage scaled = MakeTiledPage(*src, 16, 16);
+        TiledPage decoded = MakeTiledPage(*src, 16, 16);
+        ImgPtr<IImg> direct(Scale(*scaled.image, r, size[0], size[1]));
+        ImgPtr<IImg> cut(decoded.image->getSubImage(r));
+        ImgScaleAttr attr;
+        ImgPtr<IImg> viaCImg1(cut->scale(cut->getRect(), size[0], size[1], attr));
+        ASSERT_NE(direct, nullptr);
+        EXPECT_EQ(FirstDifference(BitsOf(direct.get()), BitsOf(viaCImg1.get())), "");
+        EXPECT_EQ(scaled.image->getBackgroundColor(), src == &dark ? 1u : 0u);
+      }
+    }
+  }
+  // The same size decompresses the whole page, whatever the rectangle.
+  TiledPage page = MakeTiledPage(sparse, 16, 16);
+  ImgPtr<IImg> same(Scale(*page.image, ImgRect(5u, 5u, 14u, 14u), 10, 10, 32));
+  EXPECT_EQ(same->getWidth(), 67u);
+  EXPECT_EQ(same->getType(), IMG_TYPE_1BIT);
+}
+
+TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
+  TiledPage page = MakeTiledPage(g4test::StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
+  page.image->setBackgroundColor(0);
+  const Bitmap src = BitsOf(ImgPtr<IImg>(page.image->getSubImage(page.image->getRect())).get());
+  struct Case {
+    const char *name;
+    std::function<IImg *()> make;
+    std::function<bool(unsigned, unsigned)> source;  // the source pixel of (x, y)
+  };
+  const Case cases[] = {
+      {"mirror x", [&] { return page.image->mirror(IMG_MIR_X); },
+       [&](unsigned x, unsigned y) { return src.get(x, 49 - y); }},
+      {"mirror y", [&] { return page.image->mirror(IMG_MIR_Y); },
+       [&](unsigned x, unsigned y) { return src.get(66 - x, y); }},
+      {"180", [&] { return page.image->rotate(180.0005); },
+       [&](unsigned x, unsigned y) { return src.get(66 - x, 49 - y); }},
+      {"90", [&] { return page.image->rotate(90.0); },
+       [&](unsigned x, unsigned y) { return src.get(66 - y, x); }},
+      {"270", [&] { return page.image->rotate(270.0); },
+       [&](unsigned x, unsigned y) { return src.get(y, 49 - x); }},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    ImgPtr<IImg> out(c.make());
+    auto *bilevel = dynamic_cast<CImg1 *>(out.get());
+    ASSERT_NE(bilevel, nullptr);
+    EXPECT_EQ(bilevel->getAlignment(), IMG_ALIGN_32);
+    const Bitmap got = g4test::BitsOf(*bilevel);
+    EXPECT_EQ(got.width * got.height, 67u * 50u);
+    Bitmap expected(got.width, got.height);
+    for (unsigned y = 0; y < got.height; ++y) {
+      for (unsigned x = 0; x < got.width; ++x) {
+        expected.set(x, y, c.source(x, y));
+      }
+    }
+    EXPECT_EQ(FirstDifference(got, expected), "");
+  }
+  EXPECT_EQ(page.image->mirror(IMG_MIR_NONE), page.image.get());
+  EXPECT_EQ(page.image->rotate(45.0), nullptr);
+  ImgPtr<IImg> unturned(page.image->rotate(0.0004));
+  ASSERT_EQ(unturned->getType(), IMG_TYPE_G4);
+  EXPECT_EQ(dynamic_cast<CImg1G4 *>(unturned.get())->getTile(0, 0)->getData(), nullptr);
+}
+
+// Coded bits, most significant first, in the decoder's word order.
+std::vector<uint8_t> Code(const std::string &bits) {
+  std::vector<uint8_t> out;
+  unsigned n = 0;
+  for (char c : bits) {
+    if (c == ' ') {
+      continue;
+    }
+    if (n % 8 == 0) {
+      out.push_back(0);
+    }
+    out.back() = static_cast<uint8_t>(out.back() | (c == '1' ? 0x80u >> (n % 8) : 0u));
+    ++n;
+  }
+  return g4test::ToDecoderOrder(out);
+}
+
+TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
+  // A 16 x 8 tile: a black pixel at column 10 in rows 0 and 1; in row 2 a vertical
+  // code steps back, giving the black run 11 to 9, which no grey cell can take; rows
+  // 3 and 4 as rows 0 and 1; then the end of the block.
+  std::vector<uint8_t> bytes =
+      Code("001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001" +
+           std::string(64, '0'));
+  unsigned char *data[] = {bytes.data()};
+  unsigned counts[] = {static_cast<unsigned>(bytes.size())};
+  ImgPtr<CImg1G4> page(CImg1G4::create(16, 8, 16, 8, data, counts, 0, 1, IMG_ALIGN_NONE));
+  page->setBackgroundColor(0);
+  CImgErr::set(IMG_OK, nullptr, 0);
+  ImgPtr<IImg> grey(Scale(*page, page->getRect(), 8, 4, 32));
+  ASSERT_NE(grey, nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
+  unsigned char *map = nullptr;
+  CreateGreyMapping(5, &map, 0);
+  const unsigned *top = dynamic_cast<CImg32 *>(grey.get())->peekDataArray()[0];
+  for (unsigned x = 0; x < 8; ++x) {
+    EXPECT_EQ(top[x], (x == 5 ? map[2] : 255u) * 0x010101u) << x;
+  }
+  std::free(map);
+  // The bilevel reduction passes the backward run over.
+  ImgPtr<IImg> bilevel(Scale(*page, page->getRect(), 8, 4));
+  EXPECT_EQ(BitsOf(bilevel.get()).bits, (std::vector<uint8_t>{0x04, 0x04, 0x04, 0}));
+}
+
+TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
+  TiledPage page = MakeTiledPage(g4test::StrokePage(40, 20, 5), 16, 8);
+  const ImgRect all(0u, 0u, 39u, 19u);
+  ImgPtr<CImg1> small(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
+  const auto none = [](IImg *image) {
+    ImgPtr<IImg> owned(image);
+    return owned == nullptr;
+  };
+  struct Case {
+    const char *name;
+    std::function<bool()> refused;
+    ImgErr error;
+  };
+  const Case cases[] = {
+      {"cut out past the page",
+       [&] { return none(page.image->getSubImage(ImgRect(0u, 0u, 40u, 3u))); }, IMG_INVALID_ARG},
+      {"a target too small",
+       [&] { return !page.image->uncompress(small.get(), ImgRect(0u, 0u, 9u, 3u)); },
+       IMG_INVALID_ARG},
+      {"no target", [&] { return !page.image->uncompress(nullptr, ImgRect(0u, 0u, 3u, 3u)); },
+       IMG_INVALID_ARG},
+      {"converted into a smaller image",
+       [&] { return !Export::xfm(small.get(), page.image.get(), 0); }, IMG_INVALID_ARG},
+      {"reduce to more columns", [&] { return none(page.image->Reduce_bkg(41, 10, all)); },
+       IMG_INVALID_ARG},
+      {"sample to more rows", [&] { return none(page.image->Reduce(20, 21, all)); },
+       IMG_INVALID_ARG},
+      {"enlarge to fewer rows", [&] { return none(page.image->Enlarge(80, 19, all)); },
+       IMG_INVALID_ARG},
+      {"enlarge a side of 2^32",
+       [&] { return none(page.image->Enlarge(80, 40, ImgRect(0u, 0u, 0xFFFFFFFFu, 19u))); },
+       IMG_INVALID_ARG},
+      {"grey to more columns", [&] { return none(page.image->Reduce_greyscale(41, 10, all)); },
+       IMG_INVALID_ARG},
+      {"grey to no columns", [&] { return none(page.image->Reduce_greyscale(0, 10, all)); },
+       IMG_FAIL},
+      {"no memory for the tables",
+       [&] {
+         const c2d::TableCallocFn previous =
+             c2d::SetTableCalloc([](size_t, size_t) -> void * { return nullptr; });
+         const bool refused = none(page.image->Reduce_bkg(20, 10, all));
+         c2d::SetTableCalloc(previous);
+         return refused;
+       },
+       IMG_FAIL},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    CImgErr::set(IMG_OK, nullptr, 0);
+    EXPECT_TRUE(c.refused());
+    EXPECT_EQ(CImgErr::get(), c.error);
+  }
+  // Columns given right to left within one tile select no run (they would index
+  // past every table); rows given bottom to top start at the top edge as given.
+  page.image->setBackgroundColor(0);
+  ImgPtr<IImg> backwards(page.image->getSubImage(ImgRect(12u, 2u, 3u, 2u)));
+  ASSERT_NE(backwards, nullptr);
+  EXPECT_EQ(FirstDifference(BitsOf(backwards.get()), Bitmap(10, 1)), "");
+  ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
+  // A rectangle past the page reads no tile outside the grid: that part stays clear.
+  ImgPtr<CImg1> past(page.image->Reduce_bkg(20, 10, ImgRect(20u, 10u, 59u, 29u)));
+  ASSERT_NE(past, nullptr);
+  const Bitmap got = g4test::BitsOf(*past);
+  for (unsigned y = 0; y < 10; ++y) {
+    // Target columns 10 on and rows 5 on stand for source pixels past the page.
+    const unsigned inside = y < 5 ? 0xFFFFC000u : 0;
+    const unsigned bits = got.row(y)[0] << 24 | got.row(y)[1] << 16 | got.row(y)[2] << 8;
+    EXPECT_EQ(bits & ~inside, 0u) << y;
+  }
+  ImgScaleAttr attr;
+  const ErrWatch watch;
+  EXPECT_EQ(page.image->scale(-0.5, attr), nullptr);
+  EXPECT_EQ(watch.reports(), 0u);
+  // scale frees the decoder tables when it is done, as any disable does.
+  ImgPtr<IImg> half(page.image->scale(0.5, attr));
+  EXPECT_EQ(half->getWidth(), 20u);
+  EXPECT_EQ(CCITT_G4Decode(page.image->getTile(0, 0), 16, 1000), G4_DECODE_NO_DATA);
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+// Decompressing a CImg1G4 from its code: rectangles of pages coded tile by tile by
+// libtiff against the source bitmap, the background counted from the code, dark
+// pages, corrupt tiles, and the refusals.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "G4TiledPage.h"
+
+namespace {
+
+using c2d_test::ErrWatch;
+using c2d_test::ImgPtr;
+using g4test::Bitmap;
+using g4test::FirstDifference;
+using g4test::MakeTiledPage;
+using g4test::TiledPage;
+
+// The source cut out for black runs. The edge rule, stated here on its own: a run
+// that starts on the rectangle's last column is not painted. It starts there when
+// that column begins a tile or its left neighbour is white.
+Bitmap BlackCut(const Bitmap &src, const ImgRect &r, unsigned tw) {
+  Bitmap cut(r.getWidth(), r.getHeight());
+  for (unsigned y = r.top; y <= r.bottom; ++y) {
+    for (unsigned x = r.left; x <= r.right; ++x) {
+      const bool startsOnEdge = x == r.right && (x % tw == 0 || !src.get(x - 1, y));
+      cut.set(x - r.left, y - r.top, src.get(x, y) && !startsOnEdge);
+    }
+  }
+  return cut;
+}
+
+ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
+  return ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
+}
+
+TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
+  struct Layout {
+    unsigned w, h, tw, th;
+    ImgAlignmentEnum align;
+  };
+  // Square and ragged tiles, strips (one tile column), one tile, and 32-bit rows.
+  const Layout layouts[] = {{67, 50, 16, 16, IMG_ALIGN_NONE},
+                            {67, 50, 24, 7, IMG_ALIGN_NONE},
+                            {67, 50, 67, 13, IMG_ALIGN_NONE},
+                            {64, 40, 64, 40, IMG_ALIGN_NONE},
+                            {100, 37, 32, 16, IMG_ALIGN_32}};
+  g4test::Rng rng(11);
+  for (const Layout &l : layouts) {
+    for (unsigned background : {0u, 1u}) {
+      SCOPED_TRACE(std::to_string(l.w) + "x" + std::to_string(l.h) + " in " + std::to_string(l.tw) +
+                   "x" + std::to_string(l.th) + ", paper " + std::to_string(background));
+      TiledPage page = MakeTiledPage(g4test::StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
+      page.image->setBackgroundColor(background);
+      std::vector<ImgRect> rects = {ImgRect(0u, 0u, l.w - 1, l.h - 1)};
+      for (int i = 0; i < 30; ++i) {
+        const unsigned x0 = rng.below(l.w), y0 = rng.below(l.h);
+        rects.emplace_back(x0, y0, x0 + rng.below(l.w - x0), y0 + rng.below(l.h - y0));
+      }
+      const ErrWatch watch;
+      for (const ImgRect &r : rects) {
+        SCOPED_TRACE(std::to_string(r.left) + "," + std::to_string(r.top) + " to " +
+                     std::to_string(r.right) + "," + std::to_string(r.bottom));
+        const ImgPtr<CImg1> cut = Cut(*page.image, r);
+        ASSERT_NE(cut, nullptr);
+        EXPECT_EQ(cut->getBackgroundInterpretation(), 0xFFFFFFu);
+        const Bitmap expected = g4test::Paint(PaintedRuns(page, r, background != 0), r);
+        EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), expected), "");
+        if (background == 0) {
+          EXPECT_EQ(FirstDifference(expected, BlackCut(page.source, r, l.tw)), "");
+        }
+      }
+      EXPECT_EQ(watch.reports(), 0u);
+      // The conversion factory decompresses the whole page the same way.
+      const ImgPtr<CImg1> whole(CImg1::create(*page.image, 0, 1, IMG_ALIGN_NONE));
+      EXPECT_EQ(
+          FirstDifference(g4test::BitsOf(*whole), g4test::BitsOf(*Cut(*page.image, rects[0]))), "");
+    }
+  }
+}
+
+TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
+  // No pad bits and a white last column: the count from the code and CImg1's count
+  // of the decoded page see the same pixels.
+  for (double density : {0.1, 0.5, 0.53, 0.57, 0.9}) {
+    SCOPED_TRACE(density);
+    Bitmap src(64, 40);
+    g4test::Rng rng(static_cast<uint64_t>(density * 100));
+    for (unsigned y = 0; y < 40; ++y) {
+      for (unsigned x = 0; x < 63; ++x) {
+        src.set(x, y, rng.chance(density));
+      }
+    }
+    TiledPage counted = MakeTiledPage(src, 16, 16);
+    TiledPage known = MakeTiledPage(src, 16, 16);
+    known.image->setBackgroundColor(0);
+    const ImgRect all(0u, 0u, 63u, 39u);
+    const ImgPtr<CImg1> decoded = Cut(*known.image, all);
+    const unsigned fromCode = counted.image->calculateBackground();
+    EXPECT_EQ(fromCode, decoded->calculateBackground());
+    EXPECT_EQ(fromCode, density > 0.55 ? 1u : 0u);
+    // Cutting out with the background unknown settles it the same way, and a dark
+    // page comes out inverted, so that set bits are foreground over paper 0.
+    TiledPage fresh = MakeTiledPage(src, 16, 16);
+    const ImgPtr<CImg1> cut = Cut(*fresh.image, all);
+    EXPECT_EQ(fresh.image->getBackgroundState(), IMG_BG_KNOWN);
+    EXPECT_EQ(fresh.image->getBackgroundColor(), fromCode);
+    EXPECT_EQ(cut->getBackgroundColor(), 0u);
+    Bitmap expected = g4test::BitsOf(*decoded);
+    for (uint8_t &b : expected.bits) {
+      b = fromCode == 1 ? static_cast<uint8_t>(~b) : b;
+    }
+    EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), expected), "");
+  }
+  // Exactly at the threshold the page is not inverted: 11 of 20 pixels is 0.55.
+  for (unsigned black : {11u, 12u}) {
+    Bitmap row(20, 1);
+    row.fill(0, black, 0);
+    TiledPage page = MakeTiledPage(row, 20, 1);
+    const ImgPtr<CImg1> cut = Cut(*page.image, ImgRect(0u, 0u, 19u, 0u));
+    EXPECT_EQ(page.image->getBackgroundColor(), black == 12 ? 1u : 0u) << black;
+  }
+}
+
+TEST(G4ScanlineTest, ACorruptTileStaysBackgroundFromItsBadRowWithoutAnError) {
+  const Bitmap src = g4test::StrokePage(64, 48, 3, 0.2);
+  struct Damage {
+    const char *name;
+    std::function<void(std::vector<uint8_t> &)> apply;
+  };
+  const Damage damages[] = {
+      {"truncated", [](std::vector<uint8_t> &b) { b.resize(b.size() / 2); }},
+      {"zeros", [](std::vector<uint8_t> &b) { std::fill(b.begin() + b.size() / 3, b.end(), 0); }},
+      {"garbage",
+       [](std::vector<uint8_t> &b) {
+         for (size_t i = b.size() / 2; i < b.size(); ++i) {
+           b[i] = static_cast<uint8_t>(i * 151 + 7);
+         }
+       }},
+  };
+  for (const Damage &damage : damages) {
+    SCOPED_TRACE(damage.name);
+    std::vector<uint8_t> bad;
+    TiledPage page =
+        MakeTiledPage(src, 32, 24, IMG_ALIGN_NONE, [&](unsigned tile, std::vector<uint8_t> &bytes) {
+          if (tile == 1) {
+            damage.apply(bytes);
+            bad = bytes;
+          }
+        });
+    // What the damaged tile gives on its own, read with the page's bound: its rows up
+    // to the first that fails. (Each cut-out frees the tables when it is done.)
+    ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
+    const g4test::DecodeOutcome alone =
+        g4test::DecodeStream(bad, 32, 24, page.image->getTotalBytes());
+    ASSERT_LT(alone.decodedRows, 24u);
+    Bitmap effective = src;
+    for (unsigned y = 0; y < 24; ++y) {
+      for (unsigned x = 0; x < 32; ++x) {
+        effective.set(32 + x, y, y < alone.decodedRows && alone.image.get(x, y));
+      }
+    }
+    page.image->setBackgroundColor(0);
+    const ImgRect all(0u, 0u, 63u, 47u);
+    const ErrWatch watch;
+    const ImgPtr<CImg1> cut = Cut(*page.image, all);
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(watch.reports(), 0u);
+    EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), BlackCut(effective, all, 32)), "");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+// CImg1G4 pages for the scanline and scaling tests: a bitmap cut into tiles that
+// libtiff codes one by one (white tiles get no bytes), and, from the bitmap alone,
+// the runs the scanline routines are to paint, edge rules included.
+#ifndef TESTS_G4_G4TILEDPAGE_H_
+#define TESTS_G4_G4TILEDPAGE_H_
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <vector>
+
+#include "G4TiffOracle.h"
+#include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
+
+namespace g4test {
+
+// Opens the protected workers of a page.
+class G4Page : public CImg1G4 {
+ public:
+  using CImg1G4::Enlarge;
+  using CImg1G4::initData;
+  using CImg1G4::initHeader;
+  using CImg1G4::Reduce;
+  using CImg1G4::Reduce_bkg;
+  using CImg1G4::Reduce_greyscale;
+  G4Page() = default;
+};
+
+struct TiledPage {
+  Bitmap source;
+  unsigned tw = 0;
+  unsigned th = 0;
+  std::vector<bool> empty;  // by tile, row-major
+  c2d_test::ImgPtr<G4Page> image;
+};
+
+// `edit` may change a tile's coded bytes (index row-major) before they are copied.
+inline TiledPage MakeTiledPage(
+    const Bitmap &source, unsigned tw, unsigned th, ImgAlignmentEnum align = IMG_ALIGN_NONE,
+    const std::function<void(unsigned, std::vector<uint8_t> &)> &edit = nullptr) {
+  TiledPage page{source, tw, th, {}, c2d_test::ImgPtr<G4Page>(new G4Page())};
+  const unsigned across = (source.width + tw - 1) / tw;
+  const unsigned down = (source.height + th - 1) / th;
+  std::vector<std::vector<uint8_t>> streams;
+  for (unsigned i = 0; i < across * down; ++i) {
+    Bitmap tile(tw, th);  // tiles past the page's edges are padded white
+    bool white = true;
+    for (unsigned y = 0; y < th && (i / across) * th + y < source.height; ++y) {
+      for (unsigned x = 0; x < tw && (i % across) * tw + x < source.width; ++x) {
+        const bool black = source.get((i % across) * tw + x, (i / across) * th + y);
+        tile.set(x, y, black);
+        white = white && !black;
+      }
+    }
+    streams.push_back(white ? std::vector<uint8_t>() : EncodeForDecoder(tile));
+    if (edit) {
+      edit(i, streams.back());
+    }
+    page.empty.push_back(streams.back().empty());
+  }
+  std::vector<unsigned char *> data;
+  std::vector<unsigned> counts;
+  for (auto &s : streams) {
+    data.push_back(s.data());
+    counts.push_back(static_cast<unsigned>(s.size()));
+  }
+  EXPECT_TRUE(
+      page.image->initHeader(source.width, source.height, tw, th, 0xFFFFFF, 0xFF000000, align));
+  EXPECT_TRUE(page.image->initData(data.data(), counts.data()));
+  return page;
+}
+
+// One painted run: row y (absolute), columns d0..d1 counted from the rectangle's left.
+struct Run {
+  unsigned y, d0, d1;
+};
+
+// The runs of one colour the scanline routines paint for rectangle r, found from the
+// bitmap: maximal runs inside each tile touched (columns past the page are white),
+// none in tiles without bytes. A leading white run starts one column left of its
+// tile, which for the leftmost tile wraps and drops it, and a run that starts on
+// r.right is dropped.
+inline std::vector<Run> PaintedRuns(const TiledPage &page, const ImgRect &r, bool white) {
+  std::vector<Run> runs;
+  const Bitmap &src = page.source;
+  const unsigned across = (src.width + page.tw - 1) / page.tw;
+  for (unsigned y = r.top; y <= r.bottom; ++y) {
+    for (unsigned c = r.left / page.tw; c <= r.right / page.tw && c < across; ++c) {
+      const unsigned x0 = c * page.tw;
+      if (page.empty[(y / page.th) * across + c]) {
+        continue;
+      }
+      const auto isWanted = [&](unsigned x) { return (x < src.width && src.get(x, y)) != white; };
+      for (unsigned s = x0; s < x0 + page.tw;) {
+        unsigned e = s;
+        while (e < x0 + page.tw && isWanted(e) == isWanted(s)) {
+          ++e;
+        }
+        const unsigned first = (white && s == x0) ? x0 - 1u : s;
+        const unsigned last = e - 1;
+        if (isWanted(s) && last >= r.left && first < r.right) {
+          runs.push_back(
+              {y, first < r.left ? 0 : first - r.left, (last < r.right ? last : r.right) - r.left});
+        }
+        s = e;
+      }
+    }
+  }
+  return runs;
+}
+
+// The runs painted into a bitmap of the rectangle's size.
+inline Bitmap Paint(const std::vector<Run> &runs, const ImgRect &r) {
+  Bitmap out(r.getWidth(), r.getHeight());
+  for (const Run &run : runs) {
+    out.fill(run.d0, run.d1 + 1, run.y - r.top);
+  }
+  return out;
+}
+
+// The pixels of a CImg1 as a bitmap (its pad bits left out).
+inline Bitmap BitsOf(const CImg1 &image) {
+  Bitmap out(image.getWidth(), image.getHeight());
+  for (unsigned y = 0; y < out.height; ++y) {
+    std::copy_n(image.peekData() + y * image.getBytesPerLine(), out.stride, out.row(y));
+    if (out.width % 8 != 0) {
+      out.row(y)[out.stride - 1] &= static_cast<uint8_t>(0xFF00u >> (out.width % 8));
+    }
+  }
+  return out;
+}
+
+// A page of one-pixel strokes and noise with a white band, so that some tiles hold
+// no bytes. The last column stays white, where a run would start on the edge.
+inline Bitmap StrokePage(unsigned w, unsigned h, uint64_t seed, double noise = 0.08) {
+  Bitmap page(w, h);
+  Rng rng(seed);
+  for (unsigned y = 0; y < h; ++y) {
+    for (unsigned x = 0; x + 1 < w; ++x) {
+      const bool band = y >= h / 3 && y < h / 2;
+      if (!band && ((x + 2 * y) % 13 == 0 || x % 17 == 5 || y % 11 == 3 || rng.chance(noise))) {
+        page.set(x, y);
+      }
+    }
+  }
+  return page;
+}
+
+}  // namespace g4test
+
+#endif  // TESTS_G4_G4TILEDPAGE_H_

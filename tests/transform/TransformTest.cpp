@@ -1,0 +1,411 @@
+// Mirrors and rotations of CImg1, CImg32 and CImg8, each checked against one
+// per-pixel model of the transforms (with its own shear tables) over several sizes
+// and alignments; angle snapping, the in-place flip, the shear tables, refusals,
+// changed extents and failed allocations.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "Image/scale/TableAlloc.h"
+#include "ImgTestSupport.h"
+
+namespace {
+
+using c2d_test::ErrWatch;
+using c2d_test::ImgPtr;
+
+// Pixels as plain values, row 0 on top.
+struct Plane {
+  uint32_t w, h;
+  std::vector<uint32_t> px;
+  Plane(uint32_t width, uint32_t height, uint32_t fill = 0)
+      : w(width), h(height), px(size_t{width} * height, fill) {}
+  uint32_t &at(uint32_t r, uint32_t c) { return px[size_t{r} * w + c]; }
+  uint32_t at(uint32_t r, uint32_t c) const { return px[size_t{r} * w + c]; }
+  bool operator==(const Plane &o) const { return w == o.w && h == o.h && px == o.px; }
+};
+
+// ---- The model: it walks the source and places each pixel, the other way round
+// from the library.
+
+enum Exact { kMirX, kMirY, kRot90, kRot180, kRot270 };
+
+Plane Model(const Plane &s, Exact how) {
+  const bool quarter = how == kRot90 || how == kRot270;
+  Plane t(quarter ? s.h : s.w, quarter ? s.w : s.h);
+  for (uint32_t y = 0; y < s.h; ++y) {
+    for (uint32_t x = 0; x < s.w; ++x) {
+      const uint32_t ry = s.h - 1 - y, rx = s.w - 1 - x;
+      // A quarter turn takes the top-right corner to the top-left.
+      uint32_t &to = how == kMirX     ? t.at(ry, x)
+                     : how == kMirY   ? t.at(y, rx)
+                     : how == kRot180 ? t.at(ry, rx)
+                     : how == kRot90  ? t.at(rx, y)
+                                      : t.at(x, ry);
+      to = s.at(y, x);
+    }
+  }
+  return t;
+}
+
+// n entries from the counting rule: with m = |amount| (at least 1) marks spread
+// over n positions, i * m / n of them fall in 1..i (all i when m >= n).
+std::vector<int64_t> ModelTable(double amount, uint32_t n, bool descendingIfPositive) {
+  const int64_t a = static_cast<int64_t>(amount), m = a == 0 ? 1 : std::llabs(a), half = m / 2;
+  const bool descending = (a >= 0) == descendingIfPositive;
+  std::vector<int64_t> table(n, -half);
+  for (uint32_t i = 1; i < n; ++i) {
+    const int64_t count = m >= n ? i : i * m / n;
+    table[i] = descending ? half - count : count - half;
+  }
+  return table;
+}
+
+// Past its end a table is read as its last entry.
+int64_t Entry(const std::vector<int64_t> &t, uint32_t i) {
+  return t[std::min<size_t>(i, t.size() - 1)];
+}
+
+Plane ModelShear(const Plane &s, const std::vector<int64_t> &table, bool alongX, uint32_t fill) {
+  Plane t(s.w, s.h, fill);
+  for (uint32_t r = 0; r < s.h; ++r) {
+    for (uint32_t c = 0; c < s.w; ++c) {
+      const int64_t tr = alongX ? r : r - Entry(table, c);
+      const int64_t tc = alongX ? c + Entry(table, s.h - 1 - r) : c;
+      if (tr >= 0 && tr < s.h && tc >= 0 && tc < s.w) {
+        t.at(static_cast<uint32_t>(tr), static_cast<uint32_t>(tc)) = s.at(r, c);
+      }
+    }
+  }
+  return t;
+}
+
+// As the library converts.
+double Radians(double degrees) { return degrees * 3.141592653589793 / 180.0; }
+
+Plane ModelRotate(const Plane &s, double degrees, uint32_t fill) {
+  Plane base = s;
+  if (degrees > 270.0) {
+    degrees -= 360.0;
+  } else if (degrees > 90.0) {
+    base = Model(s, kRot180);
+    degrees -= 180.0;
+  }
+  const double rad = Radians(degrees);
+  const auto x = ModelTable(s.h * std::tan(rad * 0.5), s.w, true);
+  const auto y = ModelTable(s.w * std::sin(rad), s.h, false);
+  return ModelShear(ModelShear(ModelShear(base, x, true, fill), y, false, fill), x, true, fill);
+}
+
+// ---- The three classes behind one face: a tiny GetPixel / SetPixel each. CImg1's
+// reach its pad bits too.
+
+unsigned char &Byte1(IImg &i, uint32_t r, uint32_t c) {
+  return dynamic_cast<CImg1 &>(i).peekData()[r * i.getBytesPerLine() + c / 8];
+}
+uint32_t Get1(IImg &i, uint32_t r, uint32_t c) { return Byte1(i, r, c) >> (7 - c % 8) & 1; }
+void Set1(IImg &i, uint32_t r, uint32_t c, uint32_t v) {
+  const unsigned bit = 0x80u >> c % 8;
+  Byte1(i, r, c) = static_cast<unsigned char>(v ? Byte1(i, r, c) | bit : Byte1(i, r, c) & ~bit);
+}
+template <typename T>
+uint32_t GetRow(IImg &i, uint32_t r, uint32_t c) {
+  return dynamic_cast<T &>(i).peekDataArray()[r][c];
+}
+template <typename T>
+void SetRow(IImg &i, uint32_t r, uint32_t c, uint32_t v) {
+  auto &pixel = dynamic_cast<T &>(i).peekDataArray()[r][c];
+  pixel = static_cast<std::remove_reference_t<decltype(pixel)>>(v);
+}
+template <typename T>
+void SetBackground(IImg &i, uint32_t v) {
+  dynamic_cast<T &>(i).setBackgroundColor(v);
+}
+
+struct Kind {
+  const char *name;
+  uint32_t mask;        // the bits a pixel holds
+  uint32_t background;  // set on sources; uncovered pixels take it, except in CImg1
+  IImg *(*create)(uint32_t w, uint32_t h, ImgAlignmentEnum align);
+  uint32_t (*get)(IImg &, uint32_t r, uint32_t c);
+  void (*set)(IImg &, uint32_t r, uint32_t c, uint32_t v);
+  void (*setBackground)(IImg &, uint32_t colour);
+};
+
+const Kind kKinds[] = {{"CImg1", 1u, 1u,
+                        [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * {
+                          return CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, a);
+                        },
+                        Get1, Set1, SetBackground<CImg1>},
+                       {"CImg8", 0xFFu, 0x5Au,
+                        [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * {
+                          return CImg8::create(w, h, nullptr, a);
+                        },
+                        GetRow<CImg8>, SetRow<CImg8>, SetBackground<CImg8>},
+                       {"CImg32", 0xFFFFFFFFu, 0x5A5A5Au,
+                        [](uint32_t w, uint32_t h, ImgAlignmentEnum) -> IImg * {
+                          return CImg32::create(w, h, RGB_ORDER_RGB);  // clone keeps this order
+                        },
+                        GetRow<CImg32>, SetRow<CImg32>, SetBackground<CImg32>}};
+
+// The columns of a row, pad bits included.
+uint32_t Columns(const Kind &kind, const IImg &image) {
+  return kind.mask == 1 ? image.getBytesPerLine() * 8 : image.getWidth();
+}
+
+// With setPads, the pad bits of a CImg1 are set, so that a result that copied them
+// would show it.
+ImgPtr<IImg> Make(const Kind &kind, const Plane &p, ImgAlignmentEnum align = IMG_ALIGN_NONE,
+                  bool setPads = false) {
+  ImgPtr<IImg> image(kind.create(p.w, p.h, align));
+  for (uint32_t r = 0; r < p.h; ++r) {
+    for (uint32_t c = 0; c < Columns(kind, *image); ++c) {
+      kind.set(*image, r, c, c < p.w ? p.at(r, c) : setPads);
+    }
+  }
+  return image;
+}
+
+// The pixels; with padsClear, every pad bit of a CImg1 must be clear.
+Plane Read(const Kind &kind, IImg &image, bool padsClear = true) {
+  Plane p(image.getWidth(), image.getHeight());
+  for (uint32_t r = 0; r < p.h; ++r) {
+    for (uint32_t c = 0; c < Columns(kind, image); ++c) {
+      if (c < p.w) {
+        p.at(r, c) = kind.get(image, r, c);
+      } else if (padsClear) {
+        EXPECT_EQ(kind.get(image, r, c), 0u) << "pad bit " << c << " of row " << r;
+      }
+    }
+  }
+  return p;
+}
+
+Plane Random(uint32_t w, uint32_t h, uint32_t mask, uint32_t seed) {
+  std::mt19937 rng(seed);
+  Plane p(w, h);
+  for (auto &v : p.px) {
+    v = rng() & mask;
+  }
+  return p;
+}
+
+// Every class, several sizes (9 wide has pad bits, 5 x 23 and 17 x 5 read tables past
+// their end) and both alignments: a source with a known background, and its plane.
+template <typename Check>
+void ForEachSource(Check &&check) {
+  const uint32_t sizes[][2] = {{1, 1}, {3, 2}, {9, 4}, {8, 8}, {17, 5}, {5, 23}, {31, 31}};
+  for (const Kind &kind : kKinds) {
+    for (const auto &size : sizes) {
+      for (const ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
+        SCOPED_TRACE(testing::Message()
+                     << kind.name << " " << size[0] << "x" << size[1] << " align " << align);
+        const Plane plane = Random(size[0], size[1], kind.mask, size[0] * 131 + size[1]);
+        ImgPtr<IImg> image = Make(kind, plane, align, true);
+        kind.setBackground(*image, kind.background);
+        check(kind, plane, *image);
+      }
+    }
+  }
+}
+
+TEST(TransformTest, QuarterTurnIsCounterClockwiseWithRowZeroOnTop) {
+  Plane source(3, 2), expected(2, 3);
+  source.px = {1, 2, 3, 4, 5, 6};
+  expected.px = {3, 6, 2, 5, 1, 4};  // source (0, 2) lands in (0, 0)
+  ImgPtr<IImg> image = Make(kKinds[2], source);
+  ImgPtr<IImg> turned(image->rotate(90.0));
+  EXPECT_EQ(Read(kKinds[2], *turned), expected);
+  EXPECT_EQ(Model(source, kRot90), expected);
+}
+
+// Each mirror, and each angle by the worker it snaps to: a clone, an exact worker or
+// the shears.
+TEST(TransformTest, EveryPathMatchesTheModel) {
+  enum { kClone = -1, kShears = 9, kAllUncovered = 10 };
+  const struct {
+    ImgMirT axis;  // IMG_MIR_NONE: rotate by degrees
+    double degrees;
+    int path;
+  } cases[] = {{IMG_MIR_X, 0, kMirX},           {IMG_MIR_Y, 0, kMirY},
+               {IMG_MIR_NONE, 0.0005, kClone},  {IMG_MIR_NONE, 90.0005, kRot90},
+               {IMG_MIR_NONE, 89.9995, kRot90}, {IMG_MIR_NONE, 450.0, kRot90},
+               {IMG_MIR_NONE, 180.0, kRot180},  {IMG_MIR_NONE, 270.0004, kRot270},
+               {IMG_MIR_NONE, 0.002, kShears},  {IMG_MIR_NONE, -0.0005, kShears},
+               {IMG_MIR_NONE, -90.0, kShears},  {IMG_MIR_NONE, 360.0, kShears},
+               {IMG_MIR_NONE, 30.0, kShears},   {IMG_MIR_NONE, 45.0, kShears},
+               {IMG_MIR_NONE, 135.0, kShears},  {IMG_MIR_NONE, 200.0, kShears},
+               {IMG_MIR_NONE, 300.0, kShears},  {IMG_MIR_NONE, std::nan(""), kAllUncovered}};
+  ForEachSource([&](const Kind &kind, const Plane &plane, IImg &image) {
+    const uint32_t fill = kind.mask == 1 ? 0u : kind.background;
+    for (const auto &c : cases) {
+      SCOPED_TRACE(testing::Message() << "axis " << c.axis << ", " << c.degrees << " degrees");
+      ErrWatch watch;
+      ImgPtr<IImg> result(c.axis != IMG_MIR_NONE ? image.mirror(c.axis) : image.rotate(c.degrees));
+      if (c.path == kClone) {
+        // The clone of a CImg8 with pixels fails, as clone does.
+        ImgPtr<IImg> clone(image.clone());
+        ASSERT_EQ(result == nullptr, clone == nullptr);
+        if (clone != nullptr) {
+          EXPECT_EQ(Read(kind, *result, false), Read(kind, *clone, false));
+        }
+        continue;
+      }
+      ASSERT_NE(result, nullptr);
+      const Plane got = Read(kind, *result);
+      EXPECT_EQ(got, c.path == kAllUncovered ? Plane(plane.w, plane.h, fill)
+                     : c.path == kShears     ? ModelRotate(plane, c.degrees, fill)
+                                             : Model(plane, static_cast<Exact>(c.path)));
+      // The shears mark the background known; of the exact workers, CImg32's and
+      // CImg1's carry it and CImg8's do not.
+      const bool carried = c.path >= kShears || kind.mask != 0xFFu;
+      EXPECT_EQ(result->getBackgroundState(), carried ? IMG_BG_KNOWN : IMG_BG_UNKNOWN);
+      EXPECT_EQ(result->getBackgroundColor(), carried ? kind.background : 0u);
+      EXPECT_EQ(watch.reports(), 0u);
+      EXPECT_TRUE(c.degrees != 360.0 || got == plane);
+      if (c.degrees == 45.0 && plane.w == 31) {
+        // Three corners are uncovered. The last row takes the first table entry,
+        // -half, so it moves left where its neighbours move right, and covers the
+        // bottom-left corner.
+        EXPECT_EQ(got.at(0, 0), fill);
+        EXPECT_EQ(got.at(0, 30), fill);
+        EXPECT_EQ(got.at(30, 30), fill);
+        EXPECT_TRUE(kind.mask != 0xFFFFFFFFu || got.at(30, 0) != fill);
+      }
+    }
+    // Two quarter turns make a half turn; a quarter turn back restores the source.
+    ImgPtr<IImg> quarter(image.rotate(90.0));
+    ImgPtr<IImg> twice(quarter->rotate(90.0));
+    ImgPtr<IImg> back(quarter->rotate(270.0));
+    EXPECT_EQ(Read(kind, *twice), Model(plane, kRot180));
+    EXPECT_EQ(Read(kind, *back), plane);
+  });
+}
+
+// Worked examples. On 10 x 10 at 30 degrees the X shear is 2 (marks at 0 and 5) and
+// the Y shear 4, sin giving just under 5 (marks at 0, 3, 5, 8); the first entry is
+// -half whatever the sign. On 5 x 10 the X table has 5 entries by the rule and is
+// read for 10 rows: the rest repeat its last. NaN cuts to 0x80000000, so half is
+// 0x40000000 and every position is marked.
+TEST(TransformTest, ShearTablesFollowTheirRules) {
+  const struct {
+    uint32_t w, h;
+    double degrees;
+    std::vector<int> x, y;
+  } cases[] = {
+      {10, 10, 30, {-1, 1, 1, 1, 1, 0, 0, 0, 0, 0}, {-2, -2, -2, -1, -1, 0, 0, 0, 1, 1}},
+      {10, 10, -30, {-1, -1, -1, -1, -1, 0, 0, 0, 0, 0}, {-2, 2, 2, 1, 1, 0, 0, 0, -1, -1}},
+      {5, 10, 60, {-2, 1, 0, -1, -2, -2, -2, -2, -2, -2}, {-2, -2, -2, -1, -1, 0, 0, 0, 1, 1}},
+      {4, 4, std::nan(""), {-0x40000000, 1 - 0x40000000}, {-0x40000000, 0x40000000 - 1}}};
+  for (const auto &c : cases) {
+    ImgPtr<CImg32> image(CImg32::create(c.w, c.h, RGB_ORDER_BGR));
+    int *x = image->makeRotationXShearRoth(Radians(c.degrees));
+    int *y = image->makeRotationYShearRoth(Radians(c.degrees));
+    EXPECT_EQ(std::vector<int>(x, x + c.x.size()), c.x) << c.w << "x" << c.h << " " << c.degrees;
+    EXPECT_EQ(std::vector<int>(y, y + c.y.size()), c.y) << c.w << "x" << c.h << " " << c.degrees;
+    std::free(x);
+    std::free(y);
+  }
+}
+
+TEST(TransformTest, MirrorThisFlipsRowsOnlyInCImg32) {
+  for (const Kind &kind : kKinds) {
+    for (const uint32_t h : {1u, 2u, 3u, 4u, 7u}) {
+      SCOPED_TRACE(testing::Message() << kind.name << " height " << h);
+      const Plane plane = Random(5, h, kind.mask, h);
+      ImgPtr<IImg> image = Make(kind, plane);
+      image->mirrorThis(IMG_MIR_Y);
+      image->mirrorThis(IMG_MIR_NONE);
+      EXPECT_EQ(Read(kind, *image), plane);
+      image->mirrorThis(IMG_MIR_X);
+      EXPECT_EQ(Read(kind, *image), kind.mask == 0xFFFFFFFFu ? Model(plane, kMirX) : plane);
+    }
+  }
+}
+
+TEST(TransformTest, RefusalsAndTheImageItself) {
+  // Without pixels the colour classes refuse before looking at the axis or angle;
+  // only CImg32 has an in-place flip to refuse.
+  for (const Kind &kind : {kKinds[1], kKinds[2]}) {
+    ImgPtr<IImg> image(kind.create(4, 4, IMG_ALIGN_NONE));
+    for (int step = 0; step < 3; ++step) {
+      CImgErr::sm_errcode = IMG_OK;
+      if (step == 2) {
+        image->mirrorThis(IMG_MIR_X);
+      } else {
+        EXPECT_EQ(step == 0 ? image->mirror(IMG_MIR_NONE) : image->rotate(90.0), nullptr);
+      }
+      EXPECT_EQ(CImgErr::get(), step == 2 && kind.mask == 0xFFu ? IMG_OK : IMG_FAIL);
+    }
+    EXPECT_FALSE(image->hasData());
+  }
+  for (const Kind &kind : kKinds) {
+    ImgPtr<IImg> image = Make(kind, Plane(2, 2));
+    EXPECT_EQ(image->mirror(IMG_MIR_NONE), image.get());
+    EXPECT_EQ(image->mirror(static_cast<ImgMirT>(7)), image.get());
+  }
+}
+
+// Sources whose extents were changed, or a CImg1 whose pixels were handed out: what
+// the buffer does not hold reads as 0, and CImg1's flips step rows as the source does.
+TEST(TransformTest, ChangedExtentsAndMissingPixels) {
+  const Kind &c32 = kKinds[2];
+  Plane two(2, 2), expected(2, 3);
+  two.px = {1, 2, 3, 4};
+  expected.px = {0, 0, 3, 4, 1, 2};
+  ImgPtr<IImg> grown = Make(c32, two);
+  dynamic_cast<CImg32 &>(*grown).setExtents(2, 3);
+  ImgPtr<IImg> flipped(grown->mirror(IMG_MIR_X));
+  EXPECT_EQ(Read(c32, *flipped), expected);
+  grown->mirrorThis(IMG_MIR_X);  // pairs row 0 with row 2, which is not there
+  dynamic_cast<CImg32 &>(*grown).setExtents(2, 2);
+  EXPECT_EQ(Read(c32, *grown), two);
+
+  // A CImg1 widened from 9 to 10 keeps its 7 pad bits: rows are read 17 bits apart,
+  // and the flip writes them 17 bits apart too.
+  ImgPtr<IImg> wide = Make(kKinds[0], Random(9, 4, 1, 9));
+  dynamic_cast<CImg1 &>(*wide).setExtents(10, 4);
+  ImgPtr<IImg> flippedBits(wide->mirror(IMG_MIR_X));
+  for (uint32_t r = 0; r < 4; ++r) {
+    for (uint32_t c = 0; c < 10; ++c) {
+      const uint32_t to = r * 17 + c, from = (3 - r) * 17 + c;
+      EXPECT_EQ(kKinds[0].get(*flippedBits, to / 16, to % 16),
+                kKinds[0].get(*wide, from / 16, from % 16));
+    }
+  }
+
+  ImgPtr<IImg> bits = Make(kKinds[0], Random(9, 5, 1, 3));
+  std::free(dynamic_cast<CImg1 &>(*bits).ownData());
+  for (const double degrees : {90.0, 180.0, 30.0}) {
+    ImgPtr<IImg> result(bits->rotate(degrees));
+    EXPECT_EQ(Read(kKinds[0], *result), Plane(result->getWidth(), result->getHeight()));
+  }
+}
+
+int g_allocationsLeft = 0;
+void *FailingCalloc(size_t count, size_t size) {
+  return g_allocationsLeft-- > 0 ? std::calloc(count, size) : nullptr;
+}
+
+TEST(TransformTest, FailedTableAllocationsGiveNull) {
+  for (const Kind &kind : kKinds) {
+    ImgPtr<IImg> image = Make(kind, Random(6, 9, kind.mask, 5));
+    // Two codes and two tables; each failure in turn gives null, and no leak.
+    for (int allowed = 0; allowed <= 4; ++allowed) {
+      g_allocationsLeft = allowed;
+      const c2d::TableCallocFn old = c2d::SetTableCalloc(FailingCalloc);
+      ImgPtr<IImg> result(image->rotate(200.0));
+      c2d::SetTableCalloc(old);
+      EXPECT_EQ(result != nullptr, allowed == 4) << kind.name << " " << allowed;
+    }
+  }
+}
+
+}  // namespace
