@@ -1,0 +1,14 @@
+// The commands of c2dimg, one function each, run on a checked command line.
+#ifndef TOOLS_C2DIMG_COMMANDS_H_
+#define TOOLS_C2DIMG_COMMANDS_H_
+
+#include "Args.h"
+
+namespace c2dimg {
+
+// Runs line.command. Throws UsageError or FileError (see Failure.h).
+void RunCommand(const CommandLine &line);
+
+}  // namespace c2dimg
+
+#endif  // TOOLS_C2DIMG_COMMANDS_H_
