@@ -8,85 +8,60 @@ namespace {
 
 using Core2DImage::IntRect;
 
-void ExpectRect(const ImgRect &r, unsigned l, unsigned t, unsigned rr, unsigned b) {
-  EXPECT_EQ(r.getLeft(), l);
-  EXPECT_EQ(r.getTop(), t);
-  EXPECT_EQ(r.getRight(), rr);
-  EXPECT_EQ(r.getBottom(), b);
-}
+ImgRect R(unsigned l, unsigned t, unsigned r, unsigned b) { return ImgRect(l, t, r, b); }
 
-TEST(ImgRectTest, TwoArgumentFormsDifferByOnePixel) {
-  const ImgRect img(5, 3);
-  ExpectRect(img, 0, 0, 4, 2);
-  EXPECT_EQ(img.getWidth(), 5u);
-  EXPECT_EQ(img.getHeight(), 3u);
-
-  const IntRect ir(5, 3);
-  EXPECT_EQ(ir.right(), 5);
-  EXPECT_EQ(ir.bottom(), 3);
-  EXPECT_EQ(ir.width(), 6);
-  EXPECT_EQ(ir.height(), 4);
-
-  // Zero sizes wrap rather than fail.
-  ExpectRect(ImgRect(0u, 0u), 0, 0, 0xFFFFFFFFu, 0xFFFFFFFFu);
+TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
+  // ImgRect(w, h) ends at w - 1; IntRect(w, h) ends at w and is one wider.
+  EXPECT_EQ(ImgRect(5u, 3u), R(0, 0, 4, 2));
+  EXPECT_EQ(IntRect(5, 3), IntRect(0, 0, 5, 3));
+  EXPECT_EQ(IntRect(5, 3).width(), 6);
   ImgRect set;
   set.setRect(5u, 3u);
-  EXPECT_EQ(set, img);
-}
+  EXPECT_EQ(set, R(0, 0, 4, 2));
+  EXPECT_EQ(ImgRect(0u, 0u), R(0, 0, 0xFFFFFFFFu, 0xFFFFFFFFu));  // zero sizes wrap
 
-TEST(ImgRectTest, SwappedEdgesGiveTheSameSize) {
-  const ImgRect r(7, 2, 3, 9);
-  EXPECT_EQ(r.getWidth(), 5u);
-  EXPECT_EQ(r.getHeight(), 8u);
+  EXPECT_EQ(R(7, 2, 3, 9).getWidth(), 5u);
+  EXPECT_EQ(R(7, 2, 3, 9).getHeight(), 8u);
   EXPECT_EQ(IntRect(7, 9, 3, 2).width(), 5);
   EXPECT_EQ(IntRect(7, 9, 3, 2).height(), 8);
-  // Extreme signed edges wrap instead of overflowing.
-  EXPECT_EQ(IntRect(INT32_MIN, 0, INT32_MAX, 0).width(), 0);
+  EXPECT_EQ(IntRect(INT32_MIN, 0, INT32_MAX, 0).width(), 0);  // wraps, no overflow
 }
 
 TEST(ImgRectTest, VerticalReordering) {
-  ImgRect r(0, 2, 9, 7);
+  ImgRect r = R(0, 2, 9, 7);
   r.invertY();
-  ExpectRect(r, 0, 7, 9, 2);
+  EXPECT_EQ(r, R(0, 7, 9, 2));
   EXPECT_EQ(r.getHeight(), 6u);
-
-  ImgRect s(0, 2, 9, 7);
-  s.reorderBottomLeftMin();
-  ExpectRect(s, 0, 7, 9, 2);
-  s.reorderTopLeftMin();
-  ExpectRect(s, 0, 2, 9, 7);
-
+  r.reorderTopLeftMin();
+  EXPECT_EQ(r, R(0, 2, 9, 7));
+  r.reorderBottomLeftMin();
+  EXPECT_EQ(r, R(0, 7, 9, 2));
   // Neither ever exchanges left and right.
-  ImgRect h(9, 2, 0, 7);
+  ImgRect h = R(9, 2, 0, 7);
   h.reorderTopLeftMin();
   h.reorderBottomLeftMin();
-  EXPECT_EQ(h.getLeft(), 9u);
-  EXPECT_EQ(h.getRight(), 0u);
-
-  ImgRect y(0, 2, 9, 7);
+  EXPECT_EQ(h, R(9, 7, 0, 2));
+  ImgRect y = R(0, 2, 9, 7);
   y.makeYUpSubrect(10);
-  ExpectRect(y, 0, 3, 9, 8);
+  EXPECT_EQ(y, R(0, 3, 9, 8));
 }
 
 TEST(ImgRectTest, ConversionFromIntRectClampsOriginAndTakesFullExtent) {
-  ExpectRect(ImgRect(IntRect(-3, -1, 5, 4)), 0, 0, 9, 6);
-  ExpectRect(ImgRect(IntRect(-3, 0, 5, 9)), 0, 0, 9, 9);
-  ExpectRect(ImgRect(IntRect(2, 3, 5, 9)), 2, 3, 5, 9);
+  EXPECT_EQ(ImgRect(IntRect(-3, -1, 5, 4)), R(0, 0, 9, 6));
+  EXPECT_EQ(ImgRect(IntRect(-3, 0, 5, 9)), R(0, 0, 9, 9));
+  EXPECT_EQ(ImgRect(IntRect(2, 3, 5, 9)), R(2, 3, 5, 9));
   // The other way is a plain copy of the four words.
-  const IntRect back(ImgRect(0xFFFFFFFFu, 1u, 2u, 3u));
-  EXPECT_EQ(back.left(), -1);
-  EXPECT_EQ(back.bottom(), 3);
+  EXPECT_EQ(IntRect(R(0xFFFFFFFFu, 1, 2, 3)), IntRect(-1, 1, 2, 3));
 }
 
 TEST(ImgRectTest, AssignmentFromPointsAndPointers) {
   int_rect_t quad = {{{100, 100}, {1, 2}, {200, 200}, {30, 40}}};
   ImgRect r;
   r = quad;
-  ExpectRect(r, 1, 2, 30, 40);
+  EXPECT_EQ(r, R(1, 2, 30, 40));
   ImgRect q;
   q = &quad;
   EXPECT_EQ(q, r);
-
   ImgRect p;
   p = &r;
   EXPECT_EQ(p, r);
@@ -99,27 +74,22 @@ TEST(ImgRectTest, AssignmentFromPointsAndPointers) {
   EXPECT_EQ(ip, IntRect(1, 2, 3, 4));
 }
 
-TEST(ImgRectTest, ContainsDiffersForThinRectangles) {
-  EXPECT_TRUE(ImgRect(0, 0, 9, 9).contains(ImgRect(3, 3, 3, 6)));
+TEST(ImgRectTest, ContainmentAndInclusiveIntersection) {
+  EXPECT_TRUE(R(0, 0, 9, 9).contains(R(3, 3, 3, 6)));  // thin: ImgRect yes, IntRect no
   EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(3, 3, 3, 6)));
-  EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(3, 6, 5, 6)));
   EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(5, 3, 3, 6)));  // swapped
   EXPECT_TRUE(IntRect(0, 0, 9, 9).contains(IntRect(0, 0, 9, 9)));
   EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(-1, 0, 9, 9)));
-  EXPECT_FALSE(ImgRect(2, 2, 9, 9).contains(ImgRect(1, 2, 9, 9)));
-}
+  EXPECT_FALSE(R(2, 2, 9, 9).contains(R(1, 2, 9, 9)));
 
-TEST(ImgRectTest, IntersectionIsInclusive) {
-  ImgRect out(11, 12, 13, 14);
-  EXPECT_TRUE(ImgRect(0, 0, 4, 4).intersects(ImgRect(4, 4, 8, 8), out));
-  ExpectRect(out, 4, 4, 4, 4);
-  EXPECT_TRUE(ImgRect(0, 0, 9, 9).intersects(ImgRect(5, 2, 20, 6), out));
-  ExpectRect(out, 5, 2, 9, 6);
-
-  ImgRect untouched(11, 12, 13, 14);
-  EXPECT_FALSE(ImgRect(0, 0, 4, 4).intersects(ImgRect(5, 0, 8, 4), untouched));
-  EXPECT_FALSE(ImgRect(0, 0, 4, 4).intersects(ImgRect(0, 5, 4, 8), untouched));
-  ExpectRect(untouched, 11, 12, 13, 14);
+  ImgRect out = R(11, 12, 13, 14);
+  EXPECT_TRUE(R(0, 0, 4, 4).intersects(R(4, 4, 8, 8), out));
+  EXPECT_EQ(out, R(4, 4, 4, 4));
+  EXPECT_TRUE(R(0, 0, 9, 9).intersects(R(5, 2, 20, 6), out));
+  EXPECT_EQ(out, R(5, 2, 9, 6));
+  EXPECT_FALSE(R(0, 0, 4, 4).intersects(R(5, 0, 8, 4), out));
+  EXPECT_FALSE(R(0, 0, 4, 4).intersects(R(0, 5, 4, 8), out));
+  EXPECT_EQ(out, R(5, 2, 9, 6));  // untouched when disjoint
 
   IntRect a(0, 0, 4, 4);
   EXPECT_TRUE(a.intersect(IntRect(-2, 3, 2, 10)));
@@ -129,7 +99,6 @@ TEST(ImgRectTest, IntersectionIsInclusive) {
   EXPECT_FALSE(b.intersect(IntRect(5, 5, 6, 6)));
   EXPECT_EQ(b, IntRect(0, 0, 4, 4));
   EXPECT_FALSE(b.IsDisjointFrom(IntRect(4, 4, 6, 6)));
-
   b.moveBy(-2, 3);
   EXPECT_EQ(b, IntRect(-2, 3, 2, 7));
 }

@@ -15,6 +15,7 @@ namespace {
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using g4test::Bitmap;
+using g4test::BitsOf;
 using g4test::FirstDifference;
 using g4test::MakeTiledPage;
 using g4test::TiledPage;
@@ -53,8 +54,6 @@ IImg *Scale(CImg1G4 &page, const ImgRect &r, unsigned w, unsigned h, unsigned de
   attr.bitDepth = depth;
   return page.scale(r, w, h, attr);
 }
-
-Bitmap BitsOf(IImg *image) { return g4test::BitsOf(*dynamic_cast<CImg1 *>(image)); }
 
 // A drawing of one-pixel lines: rows, columns (the last column left white, where a
 // run would start on the edge) and slants.
@@ -149,35 +148,35 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
 }
 
 TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
-  const Bitmap sparse = g4test::StrokePage(67, 50, 4);
-  Bitmap dark = sparse;
+  // A sparse page and its inverse (the last column white in both), each scaled from
+  // its code and, decoded, by CImg1. Both start with the background unknown; the dark
+  // one ends inverted.
+  Bitmap pages[2] = {g4test::StrokePage(67, 50, 4), g4test::StrokePage(67, 50, 4)};
   for (unsigned y = 0; y < 50; ++y) {
     for (unsigned x = 0; x < 66; ++x) {
-      dark.set(x, y, !sparse.get(x, y));
+      pages[1].set(x, y, !pages[0].get(x, y));
     }
   }
   const unsigned sizes[][2] = {{150, 111}, {67, 120}, {40, 90}, {100, 30}};
-  for (const Bitmap *src : {&sparse, static_cast<const Bitmap *>(&dark)}) {
+  for (unsigned dark : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 66u, 49u), ImgRect(5u, 9u, 40u, 33u)}) {
       for (const auto &size : sizes) {
         SCOPED_TRACE(std::to_string(size[0]) + "x" + std::to_string(size[1]) +
-                     (src == &dark ? " dark" : "") + " from " + std::to_string(r.left));
-        // Both pages start with the background unknown; a dark one ends inverted.
-        TiledPage scaled = MakeTiledPage(*src, 16, 16);
-        TiledPage decoded = MakeTiledPage(*src, 16, 16);
+                     (dark ? " dark" : "") + " from " + std::to_string(r.left));
+        TiledPage scaled = MakeTiledPage(pages[dark], 16, 16);
         ImgPtr<IImg> direct(Scale(*scaled.image, r, size[0], size[1]));
-        ImgPtr<IImg> cut(decoded.image->getSubImage(r));
+        ImgPtr<CImg1> cut = g4test::Cut(*MakeTiledPage(pages[dark], 16, 16).image, r);
         ImgScaleAttr attr;
         ImgPtr<IImg> viaCImg1(cut->scale(cut->getRect(), size[0], size[1], attr));
         ASSERT_NE(direct, nullptr);
         EXPECT_EQ(FirstDifference(BitsOf(direct.get()), BitsOf(viaCImg1.get())), "");
-        EXPECT_EQ(scaled.image->getBackgroundColor(), src == &dark ? 1u : 0u);
+        EXPECT_EQ(scaled.image->getBackgroundColor(), dark);
       }
     }
   }
   // The same size decompresses the whole page, whatever the rectangle.
-  TiledPage page = MakeTiledPage(sparse, 16, 16);
-  ImgPtr<IImg> same(Scale(*page.image, ImgRect(5u, 5u, 14u, 14u), 10, 10, 32));
+  ImgPtr<IImg> same(
+      Scale(*MakeTiledPage(pages[0], 16, 16).image, ImgRect(5u, 5u, 14u, 14u), 10, 10, 32));
   EXPECT_EQ(same->getWidth(), 67u);
   EXPECT_EQ(same->getType(), IMG_TYPE_1BIT);
 }
@@ -185,36 +184,34 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
 TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
   TiledPage page = MakeTiledPage(g4test::StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
   page.image->setBackgroundColor(0);
-  const Bitmap src = BitsOf(ImgPtr<IImg>(page.image->getSubImage(page.image->getRect())).get());
+  const Bitmap src = BitsOf(*g4test::Cut(*page.image, page.image->getRect()));
+  // Output pixel (x, y) shows source pixel (x, y), or (y, x) when turned, then
+  // flipped on either axis.
   struct Case {
     const char *name;
-    std::function<IImg *()> make;
-    std::function<bool(unsigned, unsigned)> source;  // the source pixel of (x, y)
+    IImg *out;
+    bool turned, flipX, flipY;
   };
   const Case cases[] = {
-      {"mirror x", [&] { return page.image->mirror(IMG_MIR_X); },
-       [&](unsigned x, unsigned y) { return src.get(x, 49 - y); }},
-      {"mirror y", [&] { return page.image->mirror(IMG_MIR_Y); },
-       [&](unsigned x, unsigned y) { return src.get(66 - x, y); }},
-      {"180", [&] { return page.image->rotate(180.0005); },
-       [&](unsigned x, unsigned y) { return src.get(66 - x, 49 - y); }},
-      {"90", [&] { return page.image->rotate(90.0); },
-       [&](unsigned x, unsigned y) { return src.get(66 - y, x); }},
-      {"270", [&] { return page.image->rotate(270.0); },
-       [&](unsigned x, unsigned y) { return src.get(y, 49 - x); }},
+      {"mirror x", page.image->mirror(IMG_MIR_X), false, false, true},
+      {"mirror y", page.image->mirror(IMG_MIR_Y), false, true, false},
+      {"180", page.image->rotate(180.0005), false, true, true},
+      {"90", page.image->rotate(90.0), true, true, false},
+      {"270", page.image->rotate(270.0), true, false, true},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
-    ImgPtr<IImg> out(c.make());
+    ImgPtr<IImg> out(c.out);
     auto *bilevel = dynamic_cast<CImg1 *>(out.get());
     ASSERT_NE(bilevel, nullptr);
     EXPECT_EQ(bilevel->getAlignment(), IMG_ALIGN_32);
-    const Bitmap got = g4test::BitsOf(*bilevel);
-    EXPECT_EQ(got.width * got.height, 67u * 50u);
+    const Bitmap got = BitsOf(*bilevel);
+    ASSERT_EQ(got.width, c.turned ? 50u : 67u);
     Bitmap expected(got.width, got.height);
     for (unsigned y = 0; y < got.height; ++y) {
       for (unsigned x = 0; x < got.width; ++x) {
-        expected.set(x, y, c.source(x, y));
+        const unsigned sx = c.turned ? y : x, sy = c.turned ? x : y;
+        expected.set(x, y, src.get(c.flipX ? 66 - sx : sx, c.flipY ? 49 - sy : sy));
       }
     }
     EXPECT_EQ(FirstDifference(got, expected), "");
@@ -226,30 +223,12 @@ TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
   EXPECT_EQ(dynamic_cast<CImg1G4 *>(unturned.get())->getTile(0, 0)->getData(), nullptr);
 }
 
-// Coded bits, most significant first, in the decoder's word order.
-std::vector<uint8_t> Code(const std::string &bits) {
-  std::vector<uint8_t> out;
-  unsigned n = 0;
-  for (char c : bits) {
-    if (c == ' ') {
-      continue;
-    }
-    if (n % 8 == 0) {
-      out.push_back(0);
-    }
-    out.back() = static_cast<uint8_t>(out.back() | (c == '1' ? 0x80u >> (n % 8) : 0u));
-    ++n;
-  }
-  return g4test::ToDecoderOrder(out);
-}
-
 TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
   // A 16 x 8 tile: a black pixel at column 10 in rows 0 and 1; in row 2 a vertical
   // code steps back, giving the black run 11 to 9, which no grey cell can take; rows
   // 3 and 4 as rows 0 and 1; then the end of the block.
-  std::vector<uint8_t> bytes =
-      Code("001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001" +
-           std::string(64, '0'));
+  std::vector<uint8_t> bytes = g4test::CodeBits(
+      "001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
   unsigned char *data[] = {bytes.data()};
   unsigned counts[] = {static_cast<unsigned>(bytes.size())};
   ImgPtr<CImg1G4> page(CImg1G4::create(16, 8, 16, 8, data, counts, 0, 1, IMG_ALIGN_NONE));
@@ -283,39 +262,30 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
     std::function<bool()> refused;
     ImgErr error;
   };
+  g4test::G4Page &p = *page.image;
+  const ImgErr kInvalid = IMG_INVALID_ARG;
+  const ImgRect wide(0u, 0u, 40u, 3u), tenWide(0u, 0u, 9u, 3u), four(0u, 0u, 3u, 3u);
+  const ImgRect huge(0u, 0u, 0xFFFFFFFFu, 19u);
+  // clang-format off
   const Case cases[] = {
-      {"cut out past the page",
-       [&] { return none(page.image->getSubImage(ImgRect(0u, 0u, 40u, 3u))); }, IMG_INVALID_ARG},
-      {"a target too small",
-       [&] { return !page.image->uncompress(small.get(), ImgRect(0u, 0u, 9u, 3u)); },
-       IMG_INVALID_ARG},
-      {"no target", [&] { return !page.image->uncompress(nullptr, ImgRect(0u, 0u, 3u, 3u)); },
-       IMG_INVALID_ARG},
-      {"converted into a smaller image",
-       [&] { return !Export::xfm(small.get(), page.image.get(), 0); }, IMG_INVALID_ARG},
-      {"reduce to more columns", [&] { return none(page.image->Reduce_bkg(41, 10, all)); },
-       IMG_INVALID_ARG},
-      {"sample to more rows", [&] { return none(page.image->Reduce(20, 21, all)); },
-       IMG_INVALID_ARG},
-      {"enlarge to fewer rows", [&] { return none(page.image->Enlarge(80, 19, all)); },
-       IMG_INVALID_ARG},
-      {"enlarge a side of 2^32",
-       [&] { return none(page.image->Enlarge(80, 40, ImgRect(0u, 0u, 0xFFFFFFFFu, 19u))); },
-       IMG_INVALID_ARG},
-      {"grey to more columns", [&] { return none(page.image->Reduce_greyscale(41, 10, all)); },
-       IMG_INVALID_ARG},
-      {"grey to no columns", [&] { return none(page.image->Reduce_greyscale(0, 10, all)); },
-       IMG_FAIL},
-      {"no memory for the tables",
-       [&] {
-         const c2d::TableCallocFn previous =
-             c2d::SetTableCalloc([](size_t, size_t) -> void * { return nullptr; });
-         const bool refused = none(page.image->Reduce_bkg(20, 10, all));
-         c2d::SetTableCalloc(previous);
+      {"cut out past the page", [&] { return none(p.getSubImage(wide)); }, kInvalid},
+      {"a target too small", [&] { return !p.uncompress(small.get(), tenWide); }, kInvalid},
+      {"no target", [&] { return !p.uncompress(nullptr, four); }, kInvalid},
+      {"xfm into a smaller image", [&] { return !Export::xfm(small.get(), &p, 0); }, kInvalid},
+      {"reduce to more columns", [&] { return none(p.Reduce_bkg(41, 10, all)); }, kInvalid},
+      {"sample to more rows", [&] { return none(p.Reduce(20, 21, all)); }, kInvalid},
+      {"enlarge to fewer rows", [&] { return none(p.Enlarge(80, 19, all)); }, kInvalid},
+      {"enlarge a side of 2^32", [&] { return none(p.Enlarge(80, 40, huge)); }, kInvalid},
+      {"grey to more columns", [&] { return none(p.Reduce_greyscale(41, 10, all)); }, kInvalid},
+      {"grey to no columns", [&] { return none(p.Reduce_greyscale(0, 10, all)); }, IMG_FAIL},
+      {"no memory for the tables", [&] {
+         const auto old = c2d::SetTableCalloc([](size_t, size_t) -> void * { return nullptr; });
+         const bool refused = none(p.Reduce_bkg(20, 10, all));
+         c2d::SetTableCalloc(old);
          return refused;
-       },
-       IMG_FAIL},
+       }, IMG_FAIL},
   };
+  // clang-format on
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     CImgErr::set(IMG_OK, nullptr, 0);

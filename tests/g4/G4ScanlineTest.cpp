@@ -1,6 +1,6 @@
 // Decompressing a CImg1G4 from its code: rectangles of pages coded tile by tile by
 // libtiff against the source bitmap, the background counted from the code, dark
-// pages, corrupt tiles, and the refusals.
+// pages, and corrupt tiles.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -14,13 +14,15 @@ namespace {
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using g4test::Bitmap;
+using g4test::BitsOf;
+using g4test::Cut;
 using g4test::FirstDifference;
 using g4test::MakeTiledPage;
 using g4test::TiledPage;
 
-// The source cut out for black runs. The edge rule, stated here on its own: a run
-// that starts on the rectangle's last column is not painted. It starts there when
-// that column begins a tile or its left neighbour is white.
+// The source cut out for black runs, with the edge rule stated on its own: a run
+// that starts on the rectangle's last column (that column begins a tile or its left
+// neighbour is white) is not painted.
 Bitmap BlackCut(const Bitmap &src, const ImgRect &r, unsigned tw) {
   Bitmap cut(r.getWidth(), r.getHeight());
   for (unsigned y = r.top; y <= r.bottom; ++y) {
@@ -30,10 +32,6 @@ Bitmap BlackCut(const Bitmap &src, const ImgRect &r, unsigned tw) {
     }
   }
   return cut;
-}
-
-ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
-  return ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
 }
 
 TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
@@ -49,11 +47,11 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
                             {100, 37, 32, 16, IMG_ALIGN_32}};
   g4test::Rng rng(11);
   for (const Layout &l : layouts) {
-    for (unsigned background : {0u, 1u}) {
-      SCOPED_TRACE(std::to_string(l.w) + "x" + std::to_string(l.h) + " in " + std::to_string(l.tw) +
-                   "x" + std::to_string(l.th) + ", paper " + std::to_string(background));
+    for (unsigned paper : {0u, 1u}) {
+      SCOPED_TRACE(std::to_string(l.w) + " in tiles " + std::to_string(l.tw) + "x" +
+                   std::to_string(l.th) + ", paper " + std::to_string(paper));
       TiledPage page = MakeTiledPage(g4test::StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
-      page.image->setBackgroundColor(background);
+      page.image->setBackgroundColor(paper);
       std::vector<ImgRect> rects = {ImgRect(0u, 0u, l.w - 1, l.h - 1)};
       for (int i = 0; i < 30; ++i) {
         const unsigned x0 = rng.below(l.w), y0 = rng.below(l.h);
@@ -66,17 +64,16 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
         const ImgPtr<CImg1> cut = Cut(*page.image, r);
         ASSERT_NE(cut, nullptr);
         EXPECT_EQ(cut->getBackgroundInterpretation(), 0xFFFFFFu);
-        const Bitmap expected = g4test::Paint(PaintedRuns(page, r, background != 0), r);
-        EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), expected), "");
-        if (background == 0) {
+        const Bitmap expected = g4test::Paint(PaintedRuns(page, r, paper != 0), r);
+        EXPECT_EQ(FirstDifference(BitsOf(*cut), expected), "");
+        if (paper == 0) {
           EXPECT_EQ(FirstDifference(expected, BlackCut(page.source, r, l.tw)), "");
         }
       }
       EXPECT_EQ(watch.reports(), 0u);
       // The conversion factory decompresses the whole page the same way.
       const ImgPtr<CImg1> whole(CImg1::create(*page.image, 0, 1, IMG_ALIGN_NONE));
-      EXPECT_EQ(
-          FirstDifference(g4test::BitsOf(*whole), g4test::BitsOf(*Cut(*page.image, rects[0]))), "");
+      EXPECT_EQ(FirstDifference(BitsOf(*whole), BitsOf(*Cut(*page.image, rects[0]))), "");
     }
   }
 }
@@ -84,6 +81,7 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
 TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
   // No pad bits and a white last column: the count from the code and CImg1's count
   // of the decoded page see the same pixels.
+  const ImgRect all(0u, 0u, 63u, 39u);
   for (double density : {0.1, 0.5, 0.53, 0.57, 0.9}) {
     SCOPED_TRACE(density);
     Bitmap src(64, 40);
@@ -93,12 +91,10 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
         src.set(x, y, rng.chance(density));
       }
     }
-    TiledPage counted = MakeTiledPage(src, 16, 16);
     TiledPage known = MakeTiledPage(src, 16, 16);
     known.image->setBackgroundColor(0);
-    const ImgRect all(0u, 0u, 63u, 39u);
     const ImgPtr<CImg1> decoded = Cut(*known.image, all);
-    const unsigned fromCode = counted.image->calculateBackground();
+    const unsigned fromCode = MakeTiledPage(src, 16, 16).image->calculateBackground();
     EXPECT_EQ(fromCode, decoded->calculateBackground());
     EXPECT_EQ(fromCode, density > 0.55 ? 1u : 0u);
     // Cutting out with the background unknown settles it the same way, and a dark
@@ -108,58 +104,53 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
     EXPECT_EQ(fresh.image->getBackgroundState(), IMG_BG_KNOWN);
     EXPECT_EQ(fresh.image->getBackgroundColor(), fromCode);
     EXPECT_EQ(cut->getBackgroundColor(), 0u);
-    Bitmap expected = g4test::BitsOf(*decoded);
+    Bitmap expected = BitsOf(*decoded);
     for (uint8_t &b : expected.bits) {
       b = fromCode == 1 ? static_cast<uint8_t>(~b) : b;
     }
-    EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), expected), "");
+    EXPECT_EQ(FirstDifference(BitsOf(*cut), expected), "");
   }
   // Exactly at the threshold the page is not inverted: 11 of 20 pixels is 0.55.
   for (unsigned black : {11u, 12u}) {
     Bitmap row(20, 1);
     row.fill(0, black, 0);
     TiledPage page = MakeTiledPage(row, 20, 1);
-    const ImgPtr<CImg1> cut = Cut(*page.image, ImgRect(0u, 0u, 19u, 0u));
+    Cut(*page.image, ImgRect(0u, 0u, 19u, 0u));
     EXPECT_EQ(page.image->getBackgroundColor(), black == 12 ? 1u : 0u) << black;
   }
 }
 
 TEST(G4ScanlineTest, ACorruptTileStaysBackgroundFromItsBadRowWithoutAnError) {
   const Bitmap src = g4test::StrokePage(64, 48, 3, 0.2);
-  struct Damage {
-    const char *name;
-    std::function<void(std::vector<uint8_t> &)> apply;
-  };
-  const Damage damages[] = {
-      {"truncated", [](std::vector<uint8_t> &b) { b.resize(b.size() / 2); }},
-      {"zeros", [](std::vector<uint8_t> &b) { std::fill(b.begin() + b.size() / 3, b.end(), 0); }},
-      {"garbage",
-       [](std::vector<uint8_t> &b) {
-         for (size_t i = b.size() / 2; i < b.size(); ++i) {
-           b[i] = static_cast<uint8_t>(i * 151 + 7);
-         }
-       }},
-  };
-  for (const Damage &damage : damages) {
-    SCOPED_TRACE(damage.name);
+  const std::function<void(std::vector<uint8_t> &)> damages[] = {
+      [](std::vector<uint8_t> &b) { b.resize(b.size() / 2); },
+      [](std::vector<uint8_t> &b) { std::fill(b.begin() + b.size() / 3, b.end(), 0); },
+      [](std::vector<uint8_t> &b) {
+        for (size_t i = b.size() / 2; i < b.size(); ++i) {
+          b[i] = static_cast<uint8_t>(i * 151 + 7);
+        }
+      }};
+  for (const auto &damage : damages) {
+    SCOPED_TRACE(&damage - damages);
     std::vector<uint8_t> bad;
     TiledPage page =
         MakeTiledPage(src, 32, 24, IMG_ALIGN_NONE, [&](unsigned tile, std::vector<uint8_t> &bytes) {
           if (tile == 1) {
-            damage.apply(bytes);
+            damage(bytes);
             bad = bytes;
           }
         });
-    // What the damaged tile gives on its own, read with the page's bound: its rows up
-    // to the first that fails. (Each cut-out frees the tables when it is done.)
+    // The damaged tile on its own, read with the page's bound, gives its rows up to
+    // the first that fails. (Each cut-out frees the tables when it is done.)
     ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
     const g4test::DecodeOutcome alone =
         g4test::DecodeStream(bad, 32, 24, page.image->getTotalBytes());
     ASSERT_LT(alone.decodedRows, 24u);
+    const Bitmap tile = g4test::FirstRows(alone.image, alone.decodedRows);
     Bitmap effective = src;
     for (unsigned y = 0; y < 24; ++y) {
       for (unsigned x = 0; x < 32; ++x) {
-        effective.set(32 + x, y, y < alone.decodedRows && alone.image.get(x, y));
+        effective.set(32 + x, y, tile.get(x, y));
       }
     }
     page.image->setBackgroundColor(0);
@@ -168,7 +159,7 @@ TEST(G4ScanlineTest, ACorruptTileStaysBackgroundFromItsBadRowWithoutAnError) {
     const ImgPtr<CImg1> cut = Cut(*page.image, all);
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(watch.reports(), 0u);
-    EXPECT_EQ(FirstDifference(g4test::BitsOf(*cut), BlackCut(effective, all, 32)), "");
+    EXPECT_EQ(FirstDifference(BitsOf(*cut), BlackCut(effective, all, 32)), "");
   }
 }
 

@@ -57,6 +57,13 @@ inline std::string FirstDifference(const Bitmap &a, const Bitmap &b) {
   return "";
 }
 
+// `image` with every row from `rows` on cleared: what a decode that stopped there paints.
+inline Bitmap FirstRows(Bitmap image, uint32_t rows) {
+  std::fill(image.bits.begin() + static_cast<size_t>(std::min(rows, image.height)) * image.stride,
+            image.bits.end(), 0);
+  return image;
+}
+
 // A small deterministic generator (xorshift), so fixtures never change.
 class Rng {
  public:
@@ -183,6 +190,24 @@ inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
   return out;
 }
 
+// Bits written most significant first from '0' and '1' characters (others are
+// skipped), then `tail` zero bytes, as coded tiles end, in the decoder's word order.
+inline std::vector<uint8_t> CodeBits(const std::string &bits, unsigned tail = 4) {
+  std::vector<uint8_t> bytes;
+  unsigned n = 0;
+  for (char c : bits) {
+    if (c == '0' || c == '1') {
+      if (n % 8 == 0) {
+        bytes.push_back(0);
+      }
+      bytes.back() = static_cast<uint8_t>(bytes.back() | (c == '1' ? 0x80u >> (n % 8) : 0u));
+      ++n;
+    }
+  }
+  bytes.insert(bytes.end(), tail, 0);
+  return ToDecoderOrder(bytes);
+}
+
 // One-strip stream of `image` in the decoder's word order.
 inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
   MemTiff file = WriteG4Tiff(image);
@@ -233,11 +258,15 @@ struct RowDecoder {
 
 // Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so
 // that a sanitizer sees any read past it. `decodedRows` counts the rows that
-// succeeded before the first failure, whose code is `failure`.
+// succeeded before the first failure, whose code is `failure`; that row is then
+// decoded once more (`retry`), and `held` says whether its byteLoc stayed put.
 struct DecodeOutcome {
   Bitmap image;
   uint32_t decodedRows = 0;
   short failure = G4_DECODE_OK;
+  short retry = G4_DECODE_OK;
+  bool oddStart = false;  // the failed row started at an odd byteLoc
+  bool held = true;
 };
 
 inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t width, uint32_t rows,
@@ -248,8 +277,12 @@ inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t wi
   DecodeOutcome out;
   out.image = Bitmap(width, rows);
   for (uint32_t y = 0; y < rows; ++y) {
+    const uint32_t at = decoder.tile.byteLoc();
     out.failure = decoder.next(limitBytes, out.image.row(y));
     if (out.failure != G4_DECODE_OK) {
+      out.oddStart = (at & 1u) != 0;
+      out.retry = decoder.next(limitBytes, nullptr);
+      out.held = decoder.tile.byteLoc() == at;
       break;
     }
     ++out.decodedRows;

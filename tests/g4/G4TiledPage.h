@@ -22,6 +22,7 @@ class G4Page : public CImg1G4 {
   using CImg1G4::Enlarge;
   using CImg1G4::initData;
   using CImg1G4::initHeader;
+  using CImg1G4::InitTileRowDecode;
   using CImg1G4::Reduce;
   using CImg1G4::Reduce_bkg;
   using CImg1G4::Reduce_greyscale;
@@ -130,6 +131,13 @@ inline Bitmap BitsOf(const CImg1 &image) {
     }
   }
   return out;
+}
+
+inline Bitmap BitsOf(IImg *image) { return BitsOf(*dynamic_cast<CImg1 *>(image)); }
+
+// The cut-out of rectangle r, owned by the caller.
+inline c2d_test::ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
+  return c2d_test::ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
 }
 
 // A page of one-pixel strokes and noise with a white band, so that some tiles hold

@@ -2,13 +2,7 @@
 // threshold, the most frequent palette index, and the two-stage histogram of the
 // 32-bit class with its tie rules and its thresholds.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -17,104 +11,71 @@
 namespace {
 
 using c2d_test::ErrWatch;
-using c2d_test::ImageDeleter;
+using c2d_test::ImgPtr;
 
-template <typename T>
-using Ptr = std::unique_ptr<T, ImageDeleter>;
-
-// Reaches the protected state, which no public call sets to IMG_BG_NONE on a CImg1.
-struct Open : CImg1 {
-  using CImg1::backgroundState;
-};
-void SetState(CImg &image, ImgBackgroundState state) { image.*(&Open::backgroundState) = state; }
-
-// A bilevel image of `bytes` bytes, each byte given.
-Ptr<CImg1> Bilevel(unsigned w, unsigned h, std::vector<unsigned char> bytes) {
-  return Ptr<CImg1>(
+ImgPtr<CImg1> Bilevel(unsigned w, unsigned h, std::vector<unsigned char> bytes) {
+  return ImgPtr<CImg1>(
       CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), 0, 1, IMG_ALIGN_NONE));
 }
 
-class BackgroundTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("c2d-background-" + std::to_string(::getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(dir_ / "core2dimage");
-    setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("QVX_REG_ROOT_COMMON_RETAINED");
-    unsetenv("XDG_CONFIG_HOME");
-    std::filesystem::remove_all(dir_);
-  }
-  void SetThreshold(int percent) {
-    setenv("QVX_REG_ROOT_COMMON_RETAINED", "Root", 1);
-    std::ofstream(dir_ / "core2dimage" / "registry.ini")
-        << "[Root\\Orvex2DViewer\\RasterData]\n1BitBGThreshold=" << percent << "\n";
-  }
-
-  std::filesystem::path dir_;
-};
-
-TEST_F(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
-  // 20 bytes are 160 bits; 88 set is exactly 55%.
-  std::vector<unsigned char> bytes(20, 0);
-  for (unsigned i = 0; i < 11; ++i) {
-    bytes[i] = 0xFF;
-  }
+TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
+  c2d_test::ScopedSettings settings;
+  std::vector<unsigned char> share55(20, 0);  // 88 of 160 bits set: exactly 55%
+  std::fill(share55.begin(), share55.begin() + 11, 0xFF);
+  std::vector<unsigned char> over55 = share55;
+  over55[19] = 0x01;
   struct Case {
     const char *name;
-    unsigned extraBits;  // set in the last byte
-    int percent;         // 0 for the default
+    unsigned w;
+    std::vector<unsigned char> bytes;
+    int percent;  // 0 for no setting
     unsigned expected;
   };
-  const Case cases[] = {{"exactly at 55%", 0, 0, 0},
-                        {"one bit over", 1, 0, 1},
-                        {"exactly at a setting of 55", 0, 55, 0},
-                        {"55% over a setting of 40", 0, 40, 1}};
+  const Case cases[] = {
+      {"exactly at 55%", 160, share55, 0, 0},
+      {"one bit over", 160, over55, 0, 1},
+      {"exactly at a setting of 55", 160, share55, 55, 0},
+      {"55% over a setting of 40", 160, share55, 40, 1},
+      {"pad bits count too", 4, {0x0F, 0x0F}, 40, 1},  // the pixels alone are clear
+  };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
+    settings.write(nullptr, nullptr);
     if (c.percent != 0) {
-      SetThreshold(c.percent);
+      settings.writeThreshold(c.percent);
     }
-    bytes[19] = c.extraBits ? 0x01 : 0x00;
-    Ptr<CImg1> image = Bilevel(160, 1, bytes);
+    const unsigned h = static_cast<unsigned>(c.bytes.size()) / ((c.w + 7) / 8);
+    ImgPtr<CImg1> image = Bilevel(c.w, h, c.bytes);
     ErrWatch watch;
     EXPECT_EQ(image->calculateBackground(), c.expected);
     EXPECT_EQ(image->getBackgroundState(), IMG_BG_KNOWN);
     EXPECT_EQ(watch.reports(), 0u);
+    settings.writeThreshold(c.expected ? 99 : 1);
+    EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
   }
 }
 
-TEST_F(BackgroundTest, BilevelPageAtHalfFollowsTheSetting) {
-  // Width 4: each byte holds 4 pixels and 4 pad bits, and the pad bits count too.
-  Ptr<CImg1> padded = Bilevel(4, 2, {0x0F, 0x0F});
-  Ptr<CImg1> half = Bilevel(16, 1, {0xFF, 0x00});
-  EXPECT_EQ(half->calculateBackground(), 0u);
-  SetThreshold(40);
-  EXPECT_EQ(padded->calculateBackground(), 1u);
-  EXPECT_EQ(Bilevel(16, 1, {0xFF, 0x00})->calculateBackground(), 1u);
-  EXPECT_EQ(half->calculateBackground(), 0u);  // cached
-}
-
-TEST_F(BackgroundTest, BilevelCacheAndMissingPixels) {
-  Ptr<CImg1> image = Bilevel(8, 1, {0xFF});
+TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
+  ImgPtr<CImg1> image = Bilevel(8, 1, {0xFF});
   image->setBackgroundColor(7);
   EXPECT_EQ(image->calculateBackground(), 7u);
-  SetState(*image, IMG_BG_NONE);
+  // No public call sets IMG_BG_NONE on a bilevel image: reach the protected state.
+  struct Open : CImg1 {
+    using CImg1::backgroundState;
+  };
+  image.get()->*(&Open::backgroundState) = IMG_BG_NONE;
   ErrWatch watch;
   EXPECT_EQ(image->calculateBackground(), 0u);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   EXPECT_EQ(watch.reports(), 1u);
   EXPECT_EQ(image->getBackgroundState(), IMG_BG_NONE);
   // Without pixels nothing is counted as set: paper is 0.
-  Ptr<CImg1> bare(CImg1::create());
+  ImgPtr<CImg1> bare(CImg1::create());
   EXPECT_EQ(bare->calculateBackground(), 0u);
   EXPECT_EQ(bare->getBackgroundState(), IMG_BG_KNOWN);
 }
 
-TEST_F(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
+TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   struct Case {
     const char *name;
     unsigned w, h;
@@ -122,20 +83,16 @@ TEST_F(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
     unsigned colour;
     ImgBackgroundState state;
   };
-  std::vector<unsigned char> distinct(100);
-  for (unsigned i = 0; i < 100; ++i) {
-    distinct[i] = static_cast<unsigned char>(i);
-  }
   const Case cases[] = {
       {"the last byte is not counted", 1, 5, {1, 1, 9, 9, 9}, 1, IMG_BG_KNOWN},
       {"a tie goes to the lower index", 5, 1, {9, 9, 4, 4, 7}, 4, IMG_BG_KNOWN},
       {"one pixel counts nothing", 1, 1, {42}, 0, IMG_BG_KNOWN},
-      {"under a fifth", 10, 10, distinct, 255, IMG_BG_NONE},
+      {"under a fifth", 10, 10, c2d_test::Sequence<unsigned char>(100), 255, IMG_BG_NONE},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     std::vector<unsigned char> bytes = c.bytes;
-    Ptr<CImg8> image(CImg8::create(c.w, c.h, bytes.data(), c.w * c.h, nullptr, IMG_ALIGN_NONE));
+    ImgPtr<CImg8> image(CImg8::create(c.w, c.h, bytes.data(), c.w * c.h, nullptr, IMG_ALIGN_NONE));
     ErrWatch watch;
     EXPECT_EQ(image->calculateBackground(), c.colour);
     EXPECT_EQ(image->getBackgroundState(), c.state);
@@ -146,7 +103,7 @@ TEST_F(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
       EXPECT_EQ(CImgErr::get(), IMG_FAIL);
     }
   }
-  Ptr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ErrWatch watch;
   EXPECT_EQ(lazy->calculateBackground(), 0u);
   EXPECT_EQ(watch.reports(), 0u);
@@ -154,72 +111,61 @@ TEST_F(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   EXPECT_FALSE(lazy->hasData());
 }
 
-TEST_F(BackgroundTest, PaletteViewCountsItsParentsBytesFlat) {
+TEST(BackgroundTest, PaletteViewCountsItsParentsBytesFlat) {
   // Kept as it stands: a 2 x 2 view at the origin counts the first three bytes of
   // the parent's top row (6, 9, 9), not its own pixels (6, 9, 6, ...).
   std::vector<unsigned char> bytes = {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5};
-  Ptr<CImg8> parent(CImg8::create(4, 4, bytes.data(), 16, nullptr, IMG_ALIGN_NONE));
-  Ptr<CImg8> view(CImg8::createRefImg(*parent, Core2DImage::IntRect(0, 0, 1, 1)));
+  ImgPtr<CImg8> parent(CImg8::create(4, 4, bytes.data(), 16, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> view(CImg8::createRefImg(*parent, Core2DImage::IntRect(0, 0, 1, 1)));
   EXPECT_EQ(view->calculateBackground(), 9u);
 }
 
-// Pixels of distinct keys (bits 8..23) that no bucket gathers.
-std::vector<unsigned> Spread(unsigned count, unsigned base) {
-  std::vector<unsigned> pixels;
-  for (unsigned i = 0; i < count; ++i) {
-    pixels.push_back((base + i) << 8);
+// n pixels of distinct keys (bits 8..23) that no bucket gathers, after `head`.
+std::vector<unsigned> Spread(std::vector<unsigned> head, unsigned n, unsigned base = 1) {
+  for (unsigned i = 0; i < n; ++i) {
+    head.push_back((base + i) << 8);
   }
-  return pixels;
+  return head;
 }
 
-std::vector<unsigned> Join(std::vector<unsigned> a, const std::vector<unsigned> &b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
+std::vector<unsigned> Repeat(std::vector<unsigned> head, unsigned n, unsigned pixel) {
+  head.insert(head.end(), n, pixel);
+  return head;
 }
 
-TEST_F(BackgroundTest, TrueColourTwoStageHistogram) {
+TEST(BackgroundTest, TrueColourTwoStageHistogram) {
+  const unsigned kNone = 0xFFFFFFFFu;
+  const std::vector<unsigned> thirty = c2d_test::Sequence(30, 0x00123400u);  // one bucket
   struct Case {
     const char *name;
-    std::vector<unsigned> pixels;  // 100 unless said
+    std::vector<unsigned> pixels;  // 10 wide when 100, else one row
     unsigned colour;
     ImgBackgroundState state;
   };
-  const std::vector<unsigned> tenEqual(10, 0x00ABCDEFu);
-  std::vector<unsigned> thirty;  // one bucket, 30 low bytes once each
-  for (unsigned i = 0; i < 30; ++i) {
-    thirty.push_back(0x00123400u | i);
-  }
   const Case cases[] = {
-      {"one pixel counts nothing", {0x00FFFFFFu}, 0xFFFFFFFFu, IMG_BG_NONE},
-      {"ten equal pixels", tenEqual, 0x00ABCDEFu, IMG_BG_KNOWN},
-      {"the last pixel is not counted", Join(Spread(7, 1), {0x00777777u, 0x00777777u, 0x00777777u}),
-       0xFFFFFFFFu, IMG_BG_NONE},
-      {"19% is too thin", Join(std::vector<unsigned>(19, 0x00445566u), Spread(81, 1)), 0xFFFFFFFFu,
-       IMG_BG_NONE},
-      {"a heavy bucket of thin colours", Join(thirty, Spread(70, 0x100)), 0xFFFFFFFFu, IMG_BG_NONE},
+      {"one pixel counts nothing", {0x00FFFFFFu}, kNone, IMG_BG_NONE},
+      {"ten equal pixels", Repeat({}, 10, 0x00ABCDEFu), 0x00ABCDEFu, IMG_BG_KNOWN},
+      {"the last pixel is not counted", Repeat(Spread({}, 7), 3, 0x00777777u), kNone, IMG_BG_NONE},
+      {"19% is too thin", Spread(Repeat({}, 19, 0x00445566u), 81), kNone, IMG_BG_NONE},
+      {"a heavy bucket of thin colours", Spread(thirty, 70, 0x100), kNone, IMG_BG_NONE},
       {"the top byte of the bucket's first pixel",
-       Join(Join({0x11ABCD07u}, std::vector<unsigned>(39, 0x22ABCD05u)), Spread(60, 1)),
-       0x11ABCD05u, IMG_BG_KNOWN},
+       Spread(Repeat({0x11ABCD07u}, 39, 0x22ABCD05u), 60), 0x11ABCD05u, IMG_BG_KNOWN},
       {"equal buckets: the lower key",
-       Join(Join(std::vector<unsigned>(40, 0x00200005u), std::vector<unsigned>(40, 0x00100007u)),
-            Spread(20, 0x300)),
-       0x00100007u, IMG_BG_KNOWN},
+       Spread(Repeat(Repeat({}, 40, 0x00200005u), 40, 0x00100007u), 20, 0x300), 0x00100007u,
+       IMG_BG_KNOWN},
       {"equal low bytes: the lower byte",
-       Join(Join(std::vector<unsigned>(30, 0x00300009u), std::vector<unsigned>(30, 0x00300004u)),
-            Spread(40, 1)),
-       0x00300004u, IMG_BG_KNOWN},
+       Spread(Repeat(Repeat({}, 30, 0x00300009u), 30, 0x00300004u), 40), 0x00300004u, IMG_BG_KNOWN},
       {"a bucket over the threshold, its colour just at it",
-       Join(Join(std::vector<unsigned>(20, 0x00500005u), {0x00500006u}), Spread(79, 1)),
-       0x00500005u, IMG_BG_KNOWN},
-      {"a bucket just at the threshold",
-       Join(std::vector<unsigned>(20, 0x00500005u), Spread(80, 1)), 0xFFFFFFFFu, IMG_BG_NONE},
+       Spread(Repeat(Repeat({}, 20, 0x00500005u), 1, 0x00500006u), 79), 0x00500005u, IMG_BG_KNOWN},
+      {"a bucket just at the threshold", Spread(Repeat({}, 20, 0x00500005u), 80), kNone,
+       IMG_BG_NONE},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     std::vector<unsigned> pixels = c.pixels;
     const unsigned n = static_cast<unsigned>(pixels.size());
     const unsigned w = n == 100 ? 10 : n;
-    Ptr<CImg32> image(CImg32::create(w, n / w, pixels.data(), n * 4, RGB_ORDER_BGR));
+    ImgPtr<CImg32> image(CImg32::create(w, n / w, pixels.data(), n * 4, RGB_ORDER_BGR));
     ASSERT_NE(image, nullptr);
     ErrWatch watch;
     EXPECT_EQ(image->calculateBackground(), c.colour);
@@ -230,7 +176,7 @@ TEST_F(BackgroundTest, TrueColourTwoStageHistogram) {
     EXPECT_EQ(image->calculateBackground(), c.colour);
     EXPECT_EQ(CImgErr::get(), IMG_OK);
   }
-  Ptr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_BGR));
+  ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_BGR));
   ErrWatch watch;
   EXPECT_EQ(lazy->calculateBackground(), 0u);
   EXPECT_EQ(watch.reports(), 0u);

@@ -1,7 +1,7 @@
 // CImg1 scaling: each worker against an independent reference of its blocks over
-// grids of sizes and random pages in both polarities, the worked examples, the
-// same-size and two-step paths of scale, rectangles past the buffer, and failed
-// table allocations.
+// random pages in both polarities, with rectangles past the buffer; invariants that
+// need no reference; the worked examples of the odd rules; the paths of scale; and
+// failed table allocations.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,12 +9,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <iterator>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
-#include "Image/scale/TableAlloc.h"
 #include "ImgTestSupport.h"
 #include "g4/G4TiffOracle.h"
 
@@ -33,16 +32,17 @@ struct Open : CImg1 {
   using CImg1::Reduce_bkg;
   using CImg1::Reduce_greyscale;
 };
-using Worker = CImg1 *(CImg1::*)(unsigned, unsigned, const ImgRect &);
-const Worker kEnlarge = &Open::Enlarge;
-const Worker kReduce = &Open::Reduce;
-const Worker kReduceBkg = &Open::Reduce_bkg;
+const auto kEnlarge = &Open::Enlarge;
+const auto kReduce = &Open::Reduce;
+const auto kReduceBkg = &Open::Reduce_bkg;
+const auto kQuickReduce = &Open::QuickReduce_bkg;
+const auto kGrey = &Open::Reduce_greyscale;
 
-CImg1 *Quick(CImg1 &image, unsigned w, unsigned h, ImgRect r, unsigned background) {
-  return (image.*(&Open::QuickReduce_bkg))(w, h, r, background);
-}
-CImg32 *Grey(CImg1 &image, unsigned w, unsigned h, const ImgRect &r) {
-  return (image.*(&Open::Reduce_greyscale))(w, h, r);
+// A worker's result, owned.
+template <typename Fn, typename... Args>
+auto Work(CImg1 &image, Fn worker, Args... args) {
+  using Out = std::remove_pointer_t<decltype((image.*worker)(args...))>;
+  return ImgPtr<Out>((image.*worker)(args...));
 }
 
 ImgPtr<CImg1> Page(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
@@ -141,19 +141,16 @@ Bits ExpectInk(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h, Loo
   return bits;
 }
 
-// Enlarge: source pixel i of r, in row order, fills block i of the target.
+// Enlarge: run k of a side starts at ceil(k * target / source), so target pixel x
+// shows source pixel floor(x * source / target).
 Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h, bool inkIsClear) {
-  Bits bits(static_cast<size_t>(w) * h);
-  uint64_t i = 0;
-  ForBlocks(ImgRect(w, h), r.getWidth(), r.getHeight(), [&](Block b) {
-    const bool ink = Flat(image, r.left + i % r.getWidth(), r.top + i / r.getWidth()) != inkIsClear;
-    ++i;
-    for (uint64_t y = b.y0; y < b.y0 + b.yRun; ++y) {
-      for (uint64_t x = b.x0; x < b.x0 + b.xRun; ++x) {
-        bits[y * w + x] = ink;
-      }
+  Bits bits;
+  for (uint64_t y = 0; y < h; ++y) {
+    for (uint64_t x = 0; x < w; ++x) {
+      const uint64_t sx = r.left + x * r.getWidth() / w, sy = r.top + y * r.getHeight() / h;
+      bits.push_back(Flat(image, sx, sy) != inkIsClear);
     }
-  });
+  }
   return bits;
 }
 
@@ -169,17 +166,13 @@ std::vector<unsigned> ExpectGrey(const CImg1 &image, const ImgRect &r, unsigned 
   return pixels;
 }
 
-std::vector<unsigned> PixelsOf(CImg32 &image) {
-  const unsigned *p = image.peekData();
-  return std::vector<unsigned>(p, p + image.getWidth() * image.getHeight());
-}
-
 // A random case: a page, a source rectangle that now and then leaves the image (to
 // the right, below, or past the buffer), and a target size for the direction.
 struct Case {
   ImgPtr<CImg1> page;
   ImgRect r;
   unsigned w, h;
+  bool inkIsClear() const { return page->getBackgroundColor() == 1; }  // once a worker ran
 };
 
 Case RandomCase(Rng &rng, bool enlarge) {
@@ -197,74 +190,74 @@ Case RandomCase(Rng &rng, bool enlarge) {
   return c;
 }
 
-// ---------------------------------------------------------------------------
-// Enlarge
-
+// The cases follow from the seeds.
 TEST(CImg1EnlargeTest, MatchesTheReferenceInBothPolarities) {
   Rng rng(11);
   for (int i = 0; i < 600; ++i) {
+    SCOPED_TRACE(i);
     Case c = RandomCase(rng, true);
-    SCOPED_TRACE(i);  // the cases follow from the seed
-    ImgPtr<CImg1> out(((*c.page).*kEnlarge)(c.w, c.h, c.r));
+    ImgPtr<CImg1> out = Work(*c.page, kEnlarge, c.w, c.h, c.r);
     ASSERT_NE(out, nullptr);
-    ASSERT_EQ(BitsOf(*out),
-              ExpectEnlarged(*c.page, c.r, c.w, c.h, c.page->getBackgroundColor() == 1));
+    ASSERT_EQ(BitsOf(*out), ExpectEnlarged(*c.page, c.r, c.w, c.h, c.inkIsClear()));
     EXPECT_FALSE(out->isBackgroundKnown());
     EXPECT_EQ(out->getBackgroundInterpretation(), static_cast<unsigned>(c.page->getAlignment()));
   }
 }
 
-TEST(CImg1EnlargeTest, ByTwoMakesBlocksOfTheInk) {
-  ImgPtr<CImg1> page = Page(3, 2);
-  Put(*page, 0, 0);
-  Put(*page, 2, 1);
-  const Bits ink = {1, 1, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 1, 1};
-  ImgPtr<CImg1> twice(((*page).*kEnlarge)(6, 4, ImgRect(3u, 2u)));
-  EXPECT_EQ(BitsOf(*twice), ink);
-  // Paper of set bits: the clear pixels are the ink, and come out set.
-  page->setBackgroundColor(1);
-  ImgPtr<CImg1> inverse(((*page).*kEnlarge)(6, 4, ImgRect(3u, 2u)));
-  Bits paper = ink;
-  paper.flip();
-  EXPECT_EQ(BitsOf(*inverse), paper);
-}
-
-// ---------------------------------------------------------------------------
-// Reduce, Reduce_bkg, QuickReduce_bkg
-
 TEST(CImg1ReduceTest, SamplingAndBlockTestsMatchTheReference) {
   Rng rng(7);
   for (int i = 0; i < 1500; ++i) {
+    SCOPED_TRACE(i);
     Case c = RandomCase(rng, false);
-    SCOPED_TRACE(i);  // the cases follow from the seed
-    ImgPtr<CImg1> bkg(((*c.page).*kReduceBkg)(c.w, c.h, c.r));
+    ImgPtr<CImg1> bkg = Work(*c.page, kReduceBkg, c.w, c.h, c.r);
     ASSERT_NE(bkg, nullptr);
-    const unsigned background = c.page->getBackgroundColor();
-    ASSERT_EQ(BitsOf(*bkg), ExpectInk(*c.page, c.r, c.w, c.h, Look::kBkg, background == 1));
-    EXPECT_EQ(bkg->getBackgroundColor(), background);  // the source's, 1 too
-    ImgPtr<CImg1> sampled(((*c.page).*kReduce)(c.w, c.h, c.r));
-    ASSERT_EQ(BitsOf(*sampled), ExpectInk(*c.page, c.r, c.w, c.h, Look::kSample));
-    ImgPtr<CImg1> quick(Quick(*c.page, c.w, c.h, c.r, 0));
-    ASSERT_EQ(BitsOf(*quick), ExpectInk(*c.page, c.r, c.w, c.h, Look::kQuick));
+    ASSERT_EQ(BitsOf(*bkg), ExpectInk(*c.page, c.r, c.w, c.h, Look::kBkg, c.inkIsClear()));
+    EXPECT_EQ(bkg->getBackgroundColor(), c.page->getBackgroundColor());  // 1 too
+    ASSERT_EQ(BitsOf(*Work(*c.page, kReduce, c.w, c.h, c.r)),
+              ExpectInk(*c.page, c.r, c.w, c.h, Look::kSample));
+    ASSERT_EQ(BitsOf(*Work(*c.page, kQuickReduce, c.w, c.h, c.r, 0u)),
+              ExpectInk(*c.page, c.r, c.w, c.h, Look::kQuick));
     // Clear ink only clears bits of a result that starts clear.
-    ImgPtr<CImg1> quickInverse(Quick(*c.page, c.w, c.h, c.r, 1));
-    ASSERT_EQ(BitsOf(*quickInverse), Bits(c.w * c.h, false));
+    ASSERT_EQ(BitsOf(*Work(*c.page, kQuickReduce, c.w, c.h, c.r, 1u)), Bits(c.w * c.h, false));
   }
 }
 
-TEST(CImg1ReduceTest, OneBlackPixelAnywhereGivesOneTargetPixel) {
-  for (const unsigned factor : {2u, 3u, 5u, 8u, 9u, 16u}) {
-    const unsigned w = 41, h = 19;
-    ImgPtr<CImg1> page = Page(w, h);
-    for (unsigned y = 0; y < h; ++y) {
-      for (unsigned x = 0; x < w; ++x) {
-        SCOPED_TRACE(testing::Message() << "factor " << factor << " at " << x << "," << y);
-        Put(*page, x, y);
-        ImgPtr<CImg1> out(((*page).*kReduceBkg)((w + factor - 1) / factor,
-                                                (h + factor - 1) / factor, page->getRect()));
-        const Bits bits = BitsOf(*out);
-        ASSERT_EQ(std::count(bits.begin(), bits.end(), true), 1);
-        Put(*page, x, y, false);
+TEST(CImg1GreyTest, MatchesTheReferenceAndMarksTheBackground) {
+  Rng rng(5);
+  for (int i = 0; i < 800; ++i) {
+    SCOPED_TRACE(i);
+    Case c = RandomCase(rng, false);
+    ImgPtr<CImg32> grey = Work(*c.page, kGrey, c.w, c.h, c.r);
+    ASSERT_NE(grey, nullptr);
+    ASSERT_EQ(c2d_test::BufferOf(*grey), ExpectGrey(*c.page, c.r, c.w, c.h, c.inkIsClear()));
+    // Kept as it stands: paper of set bits records black.
+    EXPECT_EQ(grey->getBackgroundColor(), c.inkIsClear() ? 0u : 0xFFFFFFu);
+  }
+}
+
+// Without the reference: a one-pixel row across the page stays a whole target row,
+// whatever the ink.
+TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
+  const unsigned size = 240, rows[] = {3, 64, 117, 200};
+  ImgPtr<CImg1> lines = Page(size, size);
+  for (unsigned x = 0; x < size; ++x) {
+    for (const unsigned y : rows) {
+      Put(*lines, x, y);
+    }
+  }
+  for (const bool inkIsClear : {false, true}) {
+    if (inkIsClear) {
+      lines->invert();
+      lines->setBackgroundColor(1);  // what the share of set bits now gives
+    }
+    for (unsigned factor = 2; factor <= 16; ++factor) {
+      const unsigned side = size / factor;
+      ImgPtr<CImg1> out = Work(*lines, kReduceBkg, side, side, lines->getRect());
+      ASSERT_EQ(out->getBackgroundColor(), inkIsClear ? 1u : 0u);
+      for (unsigned x = 0; x < side; ++x) {
+        for (const unsigned y : rows) {
+          ASSERT_TRUE(Flat(*out, x, y * side / size)) << factor << " " << inkIsClear << " " << x;
+        }
       }
     }
   }
@@ -274,72 +267,18 @@ TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   // 18 columns to 2: blocks of 9 from bit 0, whose ninth pixel is alone in byte 1.
   ImgPtr<CImg1> page = Page(18, 1);
   Put(*page, 8, 0);
-  ImgPtr<CImg1> seen(((*page).*kReduceBkg)(2, 1, page->getRect()));
-  EXPECT_EQ(BitsOf(*seen), (Bits{true, false}));
+  EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{true, false}));
   page->invert();
   page->setBackgroundColor(1);
-  ImgPtr<CImg1> skipped(((*page).*kReduceBkg)(2, 1, page->getRect()));
-  EXPECT_EQ(BitsOf(*skipped), (Bits{false, false}));
+  EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{false, false}));
   // QuickReduce_bkg: a whole byte inside one block is tested with the ninth row, 0.
   ImgPtr<CImg1> full = Page(16, 1);
   full->peekData()[0] = 0xFF;
-  ImgPtr<CImg1> quick(Quick(*full, 2, 1, full->getRect(), 0));
-  EXPECT_EQ(BitsOf(*quick), (Bits{false, false}));
+  EXPECT_EQ(BitsOf(*Work(*full, kQuickReduce, 2u, 1u, full->getRect(), 0u)), (Bits{false, false}));
   // A block spanning bytes that ends on a boundary is looked at exactly.
   ImgPtr<CImg1> wide = Page(32, 1);
   Put(*wide, 16, 0);
-  ImgPtr<CImg1> exact(Quick(*wide, 2, 1, wide->getRect(), 0));
-  EXPECT_EQ(BitsOf(*exact), (Bits{false, true}));
-}
-
-TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
-  const unsigned size = 240;
-  ImgPtr<CImg1> page = Page(size, size);
-  for (unsigned i = 0; i < size; ++i) {
-    for (const unsigned at : {3u, 64u, 117u, 200u}) {
-      Put(*page, i, at);      // rows
-      Put(*page, at + 1, i);  // columns
-    }
-    Put(*page, i, i);
-    Put(*page, size - 1 - i, (i * 3) % size);
-  }
-  for (const bool inkIsClear : {false, true}) {
-    if (inkIsClear) {
-      page->invert();
-      page->setBackgroundColor(1);  // what the share of set bits now gives
-    }
-    for (unsigned factor = 2; factor <= 16; ++factor) {
-      SCOPED_TRACE(testing::Message() << "factor " << factor << " clear ink " << inkIsClear);
-      const unsigned w = size / factor;
-      ImgPtr<CImg1> out(((*page).*kReduceBkg)(w, w, page->getRect()));
-      ASSERT_EQ(out->getBackgroundColor(), inkIsClear ? 1u : 0u);
-      // With set ink every block that holds a line pixel is set, and no other.
-      ASSERT_EQ(BitsOf(*out), ExpectInk(*page, page->getRect(), w, w, Look::kBkg, inkIsClear));
-      // Rows lie in the first byte of every block they cross, whatever the ink.
-      for (unsigned x = 0; x < w; ++x) {
-        for (const unsigned at : {3u, 64u, 117u, 200u}) {
-          ASSERT_TRUE(Flat(*out, x, at * w / size)) << "row " << at << " at " << x;
-        }
-      }
-    }
-  }
-}
-
-// ---------------------------------------------------------------------------
-// Reduce_greyscale
-
-TEST(CImg1GreyTest, MatchesTheReferenceAndMarksTheBackground) {
-  Rng rng(5);
-  for (int i = 0; i < 800; ++i) {
-    Case c = RandomCase(rng, false);
-    SCOPED_TRACE(i);  // the cases follow from the seed
-    ImgPtr<CImg32> grey(Grey(*c.page, c.w, c.h, c.r));
-    ASSERT_NE(grey, nullptr);
-    const bool inkIsClear = c.page->getBackgroundColor() == 1;
-    ASSERT_EQ(PixelsOf(*grey), ExpectGrey(*c.page, c.r, c.w, c.h, inkIsClear));
-    // Kept as it stands: paper of set bits records black.
-    EXPECT_EQ(grey->getBackgroundColor(), inkIsClear ? 0u : 0xFFFFFFu);
-  }
+  EXPECT_EQ(BitsOf(*Work(*wide, kQuickReduce, 2u, 1u, wide->getRect(), 0u)), (Bits{false, true}));
 }
 
 TEST(CImg1GreyTest, EmptyBlocksAreWhiteAndFullOnesBlack) {
@@ -347,113 +286,82 @@ TEST(CImg1GreyTest, EmptyBlocksAreWhiteAndFullOnesBlack) {
   for (unsigned i = 0; i < 20; ++i) {
     page->peekData()[i * 4] = page->peekData()[i * 4 + 1] = 0xFF;  // the left half
   }
-  ImgPtr<CImg32> grey(Grey(*page, 4, 3, page->getRect()));  // blocks 8 by 6 or 7
-  EXPECT_EQ(PixelsOf(*grey), (std::vector<unsigned>{0, 0, 0xFFFFFF, 0xFFFFFF, 0, 0, 0xFFFFFF,
-                                                    0xFFFFFF, 0, 0, 0xFFFFFF, 0xFFFFFF}));
+  const unsigned k = 0xFFFFFF;
+  EXPECT_EQ(c2d_test::BufferOf(*Work(*page, kGrey, 4u, 3u, page->getRect())),  // 8 by 6 or 7
+            (std::vector<unsigned>{0, 0, k, k, 0, 0, k, k, 0, 0, k, k}));
 }
 
-// ---------------------------------------------------------------------------
-// scale
-
 TEST(CImg1ScaleTest, SizesAndTheWorkerForEachRequest) {
-  ImgPtr<CImg1> page = Page(100, 100);
-  Put(*page, 10, 10);
+  Rng rng(9);
+  ImgPtr<CImg1> page = RandomPage(rng, 100, 100, IMG_ALIGN_NONE, 0.2);
+  const ImgRect all = page->getRect();
   ImgScaleAttr attr;
   // Sizes against the direction, and a negative factor: null, unreported.
   ErrWatch watch;
   EXPECT_EQ(page->scale(-0.5, attr), nullptr);
-  EXPECT_EQ(((*page).*kEnlarge)(7, 200, page->getRect()), nullptr);
-  EXPECT_EQ(((*page).*kReduceBkg)(200, 7, page->getRect()), nullptr);
-  EXPECT_EQ(Grey(*page, 4, 200, page->getRect()), nullptr);
+  EXPECT_EQ(Work(*page, kEnlarge, 7u, 200u, all), nullptr);
+  EXPECT_EQ(Work(*page, kReduceBkg, 200u, 7u, all), nullptr);
+  EXPECT_EQ(Work(*page, kGrey, 4u, 200u, all), nullptr);
+  // Blocks of 2^32 pixels would need a mapping past 32 bits.
+  EXPECT_EQ(Work(*page, kGrey, 1u, 1u, ImgRect(0u, 0u, 65535u, 65535u)), nullptr);
   EXPECT_EQ(watch.reports(), 0u);
   // 2^32 columns make a side of 0.
-  EXPECT_EQ(((*page).*kEnlarge)(9, 9, ImgRect(0u, 0u, 0xFFFFFFFFu, 3u)), nullptr);
+  EXPECT_EQ(Work(*page, kEnlarge, 9u, 9u, ImgRect(0u, 0u, 0xFFFFFFFFu, 3u)), nullptr);
   EXPECT_EQ(CImgErr::sm_errcode, IMG_INVALID_ARG);
-  ImgPtr<IImg> up(page->scale(1.0001, attr));
-  EXPECT_EQ(up->getWidth(), 101u);
-  EXPECT_EQ(up->getHeight(), 101u);
-  ImgPtr<IImg> swapped(page->scale(page->getRect(), ImgRect(30u, 9u, 5u, 0u), attr));
-  EXPECT_EQ(swapped->getWidth(), 26u);
-  EXPECT_EQ(swapped->getHeight(), 10u);
-  // Sizes the factory refuses: 0, and factors past 32 bits or NaN, which saturate
-  // or give 0 rather than converting out of range.
-  for (const double factor : {0.0, 1e10, std::nan("")}) {
-    SCOPED_TRACE(factor);
-    EXPECT_EQ(page->scale(factor, attr), nullptr);
-    EXPECT_EQ(CImgErr::sm_errcode, IMG_FAIL);
-  }
-  // Blocks of 2^32 pixels would need a mapping past 32 bits; a zero side is the
-  // factory's to refuse, before anything divides by it.
-  ErrWatch unreported;
-  EXPECT_EQ(Grey(*page, 1, 1, ImgRect(0u, 0u, 65535u, 65535u)), nullptr);
-  EXPECT_EQ(unreported.reports(), 0u);
-  EXPECT_EQ(Grey(*page, 0, 5, page->getRect()), nullptr);
+  // Sizes the factory refuses, before anything divides by them: 0, and factors past
+  // 32 bits or NaN, which saturate or give 0 rather than converting out of range.
+  EXPECT_EQ(Work(*page, kGrey, 0u, 5u, all), nullptr);
   EXPECT_EQ(CImgErr::sm_errcode, IMG_FAIL);
+  for (const double factor : {0.0, 1e10, std::nan("")}) {
+    CImgErr::sm_errcode = IMG_OK;
+    EXPECT_EQ(page->scale(factor, attr), nullptr);
+    EXPECT_EQ(CImgErr::sm_errcode, IMG_FAIL) << factor;
+  }
+  ImgPtr<IImg> up(page->scale(1.0001, attr));
+  EXPECT_EQ(up->getWidth() * up->getHeight(), 101u * 101u);
+  ImgPtr<IImg> swapped(page->scale(all, ImgRect(30u, 9u, 5u, 0u), attr));
+  EXPECT_EQ(std::make_pair(swapped->getWidth(), swapped->getHeight()), std::make_pair(26u, 10u));
+
+  // The same size copies with the ink in set bits; mixed requests enlarge first.
+  const ImgRect r(2u, 3u, 33u, 22u);  // 32 x 20
+  const struct {
+    unsigned w, h, bitDepth;
+    Bits expected;
+  } cases[] = {
+      {32, 20, 32, ExpectInk(*page, r, 32, 20, Look::kSample)},
+      {16, 10, 0, BitsOf(*Work(*page, kReduceBkg, 16u, 10u, r))},
+      {40, 30, 32, BitsOf(*Work(*page, kEnlarge, 40u, 30u, r))},
+      {12, 50, 0,
+       BitsOf(*Work(*Work(*page, kEnlarge, 32u, 50u, r), kReduceBkg, 12u, 50u, ImgRect(32u, 50u)))},
+      {70, 9, 0,
+       BitsOf(*Work(*Work(*page, kEnlarge, 70u, 20u, r), kReduceBkg, 70u, 9u, ImgRect(70u, 20u)))},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << c.w << " x " << c.h);
+    attr.bitDepth = c.bitDepth;
+    ImgPtr<CImg1> out(dynamic_cast<CImg1 *>(page->scale(r, c.w, c.h, attr)));
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(BitsOf(*out), c.expected);
+  }
+  // Paper of set bits: the copy holds the ink in set bits all the same.
+  page->invert();
+  page->setBackgroundColor(1);
+  ImgPtr<CImg1> copy(dynamic_cast<CImg1 *>(page->scale(r, 32, 20, attr)));
+  EXPECT_EQ(BitsOf(*copy), cases[0].expected);
+  EXPECT_TRUE(copy->isBackgroundKnown());
+  EXPECT_EQ(copy->getBackgroundColor(), 0u);
   attr.bitDepth = 32;
   ImgPtr<IImg> grey(page->scale(0.5, attr));
   EXPECT_NE(dynamic_cast<CImg32 *>(grey.get()), nullptr);
-  ImgPtr<IImg> same(page->scale(1.0, attr));
-  ImgPtr<IImg> bigger(page->scale(2.0, attr));
-  EXPECT_NE(dynamic_cast<CImg1 *>(same.get()), nullptr);
-  EXPECT_NE(dynamic_cast<CImg1 *>(bigger.get()), nullptr);
 }
-
-TEST(CImg1ScaleTest, SameSizeCopiesWithInkInSetBits) {
-  Rng rng(3);
-  for (const bool inkIsClear : {false, true}) {
-    ImgPtr<CImg1> page = RandomPage(rng, 37, 11, IMG_ALIGN_32, inkIsClear ? 0.9 : 0.1);
-    ImgScaleAttr attr;
-    const ImgRect r(5u, 2u, 30u, 9u);
-    ImgPtr<CImg1> copy(dynamic_cast<CImg1 *>(page->scale(r, 26, 8, attr)));
-    Bits expect = ExpectInk(*page, r, 26, 8, Look::kSample);
-    if (inkIsClear) {
-      expect.flip();
-    }
-    ASSERT_EQ(BitsOf(*copy), expect) << inkIsClear;
-    EXPECT_TRUE(copy->isBackgroundKnown());
-    EXPECT_EQ(copy->getBackgroundColor(), 0u);
-  }
-}
-
-TEST(CImg1ScaleTest, MixedRequestsEnlargeFirst) {
-  Rng rng(9);
-  ImgPtr<CImg1> page = RandomPage(rng, 40, 30, IMG_ALIGN_NONE, 0.2);
-  ImgScaleAttr attr;
-  const ImgRect r(2u, 3u, 33u, 22u);  // 32 x 20
-  for (const auto &size : {std::pair<unsigned, unsigned>{12, 50}, {70, 9}}) {
-    SCOPED_TRACE(testing::Message() << size.first << " x " << size.second);
-    ImgPtr<CImg1> mixed(dynamic_cast<CImg1 *>(page->scale(r, size.first, size.second, attr)));
-    ImgPtr<CImg1> grown(
-        ((*page).*kEnlarge)(std::max(32u, size.first), std::max(20u, size.second), r));
-    ImgPtr<CImg1> expect(((*grown).*kReduceBkg)(size.first, size.second, grown->getRect()));
-    ASSERT_NE(mixed, nullptr);
-    EXPECT_EQ(BitsOf(*mixed), BitsOf(*expect));
-  }
-}
-
-// ---------------------------------------------------------------------------
-// Safety: reads past the buffer and failed tables
 
 TEST(CImg1ScaleTest, AnImageWithoutPixelsReadsAsPaper) {
   // Rectangles past the buffer are among the random cases above.
   ImgPtr<CImg1> page = Page(20, 10);
   std::free(page->ownData());
-  ImgPtr<CImg32> grey(Grey(*page, 5, 5, page->getRect()));
-  EXPECT_EQ(PixelsOf(*grey), std::vector<unsigned>(25, 0xFFFFFFu));
-  ImgPtr<CImg1> bkg(((*page).*kReduceBkg)(5, 5, ImgRect(3u, 3u, 40u, 40u)));
-  EXPECT_EQ(BitsOf(*bkg), Bits(25, false));
-}
-
-// Table allocations succeed g_allowed times, then fail.
-int g_allowed = 0;
-bool g_failed = false;
-void *FailingCalloc(std::size_t count, std::size_t size) {
-  if (g_allowed == 0) {
-    g_failed = true;
-    return nullptr;
-  }
-  --g_allowed;
-  return std::calloc(count, size);
+  EXPECT_EQ(c2d_test::BufferOf(*Work(*page, kGrey, 5u, 5u, page->getRect())),
+            std::vector<unsigned>(25, 0xFFFFFFu));
+  EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 5u, 5u, ImgRect(3u, 3u, 40u, 40u))), Bits(25, false));
 }
 
 TEST(CImg1ScaleTest, FailedTablesGiveNullAndReportNothing) {
@@ -461,19 +369,19 @@ TEST(CImg1ScaleTest, FailedTablesGiveNullAndReportNothing) {
   ImgPtr<CImg1> page = RandomPage(rng, 50, 40, IMG_ALIGN_NONE, 0.3);
   const ImgRect r = page->getRect();
   const std::function<IImg *()> calls[] = {
-      [&] { return ((*page).*kEnlarge)(77, 61, r); },  [&] { return ((*page).*kReduce)(13, 7, r); },
-      [&] { return ((*page).*kReduceBkg)(13, 7, r); }, [&] { return Quick(*page, 13, 7, r, 0); },
-      [&] { return Grey(*page, 13, 7, r); },  // 4 x 6, 3 x 6, 4 x 5, 3 x 5 tables
+      [&] { return Work(*page, kEnlarge, 77u, 61u, r).release(); },
+      [&] { return Work(*page, kReduce, 13u, 7u, r).release(); },
+      [&] { return Work(*page, kReduceBkg, 13u, 7u, r).release(); },
+      [&] { return Work(*page, kQuickReduce, 13u, 7u, r, 0u).release(); },
+      [&] { return Work(*page, kGrey, 13u, 7u, r).release(); },  // 4 x 6, 3 x 6, 4 x 5, 3 x 5
   };
-  const c2d::TableCallocFn previous = c2d::SetTableCalloc(&FailingCalloc);
   for (size_t i = 0; i < std::size(calls); ++i) {
     for (int failAt = 0;; ++failAt) {
       SCOPED_TRACE(testing::Message() << "call " << i << " failing allocation " << failAt);
-      g_allowed = failAt;
-      g_failed = false;
+      c2d_test::FailTables fail(failAt, 1000);
       ErrWatch watch;
       ImgPtr<IImg> out(calls[i]());
-      if (!g_failed) {  // every allocation has been tried
+      if (!fail.failed()) {  // every allocation has been tried
         ASSERT_NE(out, nullptr);
         break;
       }
@@ -481,7 +389,6 @@ TEST(CImg1ScaleTest, FailedTablesGiveNullAndReportNothing) {
       EXPECT_EQ(watch.reports(), 0u);
     }
   }
-  c2d::SetTableCalloc(previous);
 }
 
 }  // namespace
