@@ -25,6 +25,11 @@ namespace c2d {
   return true;
 }
 
+// The number of b-sized pieces that cover a, for b > 0; exact for all 32-bit values.
+inline uint32_t CeilDiv(uint32_t a, uint32_t b) {
+  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
+}
+
 }  // namespace c2d
 
 #endif  // IMAGE_CORE_IMGSIZE_H_

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <new>
 
+#include "Image/core/ImgSize.h"
 #include "Image/raster/Export.h"
+
+using c2d::CeilDiv;
 
 namespace {
 
@@ -17,10 +20,6 @@ constexpr uint32_t kUnset = 0xDEADBEEFu;
 
 // Change-list entries beyond the tile width: the leading 0, and sentinels.
 constexpr size_t kChangeSlack = 6;
-
-uint32_t CeilDiv(uint32_t a, uint32_t b) {
-  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
-}
 
 // A decompressed row is padded to 32 bits for IMG_ALIGN_32 and to a byte otherwise.
 uint32_t PadBitsFor(uint32_t width, ImgAlignmentEnum align) {

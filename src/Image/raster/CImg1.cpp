@@ -14,6 +14,7 @@
 
 using c2d::Report;
 using c2d::ReportR;
+using c2d::CeilDiv;
 
 namespace {
 
@@ -32,10 +33,6 @@ RowLayout LayoutFor(uint32_t width, ImgAlignmentEnum align) {
   const uint32_t pad = rest == 0 ? 0u : unit - rest;
   // In 64 bits, so that a width near 2^32 does not wrap to a tiny row.
   return {pad, static_cast<uint32_t>((static_cast<uint64_t>(width) + pad) / 8u)};
-}
-
-uint32_t CeilDiv(uint32_t a, uint32_t b) {
-  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
 }
 
 // Copies `rows` rows of `outBytes` bytes into dst. Row y starts `shift` bits into

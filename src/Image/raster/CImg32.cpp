@@ -6,21 +6,20 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
 #include "Image/raster/Export.h"
+#include "Image/raster/RowTable.h"
 
 using c2d::Report;
 using c2d::ReportR;
+using c2d::CeilDiv;
 
 namespace {
-
-uint32_t CeilDiv(uint32_t a, uint32_t b) {
-  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
-}
 
 }  // namespace
 
@@ -31,13 +30,8 @@ CImg32::CImg32() : dataArray(nullptr), rgbOrder(RGB_ORDER_BGR), isRefImage(false
 }
 
 CImg32::~CImg32() {
-  if (dataArray != nullptr) {
-    if (dataArray[0] != nullptr && !isRefImage) {
-      std::free(dataArray[0]);
-    }
-    std::free(dataArray);
-    dataArray = nullptr;
-  }
+  c2d::FreeRowTable(dataArray, !isRefImage);
+  dataArray = nullptr;
   bytesPerLine = 0;
   totalBytes = 0;
   tileWidth = 0;
@@ -144,48 +138,27 @@ CImg32 *CImg32::createFrom24(unsigned w, unsigned h, unsigned char *data, unsign
 // Reference images
 
 CImg32 *CImg32::createRefImg(const CImg32 &parent, const Core2DImage::IntRect &r) {
-  // A parent whose extents no longer match its buffer (after setExtents) has rows
-  // the view could run off; refuse it like an image without pixels.
-  if (!parent.hasData() || !parent.isHeaderValid()) {
-    Report(IMG_FAIL);
+  if (!c2d::MayView(parent.hasData() && parent.isHeaderValid(), parent.rect, r)) {
     return nullptr;
   }
-  if (!Core2DImage::IntRect(parent.rect).contains(r)) {
-    Report(IMG_INVALID_ARG);
-    return nullptr;
-  }
-  CImg32 *view = create();  // reports IMG_OUT_OF_MEMORY itself
+  std::unique_ptr<CImg32> view(create());  // create reports IMG_OUT_OF_MEMORY itself
   if (view == nullptr) {
     return nullptr;
   }
   const unsigned w = static_cast<unsigned>(r.width());
   const unsigned h = static_cast<unsigned>(r.height());
-  if (!view->initHeader(w, h, w, h, parent.rgbOrder)) {
-    delete view;
+  // The parent's width is its true stride only when the parent owns its buffer.
+  if (view->initHeader(w, h, w, h, parent.rgbOrder)) {
+    view->dataArray = c2d::MakeViewRows(parent.dataArray, parent.getWidth(), r);
+  }
+  if (view->dataArray == nullptr) {
     Report(IMG_OUT_OF_MEMORY);
     return nullptr;
   }
-  unsigned **rows = static_cast<unsigned **>(std::malloc(sizeof(unsigned *) * h));
-  if (rows == nullptr) {
-    delete view;
-    Report(IMG_OUT_OF_MEMORY);
-    return nullptr;
-  }
-  // Rows step by the parent's width, which is its true stride only when the parent
-  // owns its buffer; a view of a narrower view gets a shorter stride but stays
-  // inside the buffer.
-  // SAFETY: r lies inside the parent, so every row start and the w pixels after it
-  // are inside the parent's buffer.
-  unsigned *origin = parent.dataArray[r.top()] + r.left();
-  const size_t stride = parent.getWidth();
-  for (unsigned i = 0; i < h; ++i) {
-    rows[i] = origin + i * stride;
-  }
-  view->dataArray = rows;
   view->backgroundColor = parent.backgroundColor;
   view->backgroundState = parent.backgroundState;
   view->isRefImage = true;
-  return view;
+  return view.release();
 }
 
 CImg32 *CImg32::createRefImg(const CImg32 &parent, const ImgRect &r) {
@@ -272,14 +245,9 @@ bool CImg32::setExtents(unsigned w, unsigned h) {
 // Pixel memory
 
 bool CImg32::InstallRows(unsigned *pixels) {
-  const unsigned h = getHeight();
-  unsigned **rows = static_cast<unsigned **>(std::malloc(sizeof(unsigned *) * h));
+  unsigned **rows = c2d::MakeRowTable(pixels, getHeight(), getWidth());
   if (rows == nullptr) {
     return false;
-  }
-  const size_t w = getWidth();
-  for (unsigned y = 0; y < h; ++y) {
-    rows[y] = pixels + y * w;
   }
   dataArray = rows;
   // The image owns whatever buffer it installs, even one that was a view before.
@@ -292,21 +260,12 @@ unsigned CImg32::AllocatedRows() const { return bytesPerLine == 0 ? 0 : totalByt
 unsigned CImg32::AllocatedPixelsPerRow() const { return bytesPerLine / 4u; }
 
 ImgErr CImg32::initData() {
-  if (!isHeaderValid()) {
-    return ReportR(IMG_FAIL);
-  }
-  if (dataArray != nullptr) {
-    return ReportR(IMG_FALSE);
-  }
-  unsigned *pixels = static_cast<unsigned *>(std::malloc(totalBytes));
-  if (pixels == nullptr || !InstallRows(pixels)) {
-    std::free(pixels);
-    return ReportR(IMG_OUT_OF_MEMORY);
-  }
-  if (backgroundState == IMG_BG_KNOWN) {
+  const ImgErr made = c2d::AllocatePixels(isHeaderValid(), dataArray, totalBytes,
+                                          [this](unsigned *pixels) { return InstallRows(pixels); });
+  if (made == IMG_OK && backgroundState == IMG_BG_KNOWN) {
     (void)rasOpSet(backgroundColor);
   }
-  return IMG_OK;
+  return made;
 }
 
 ImgErr CImg32::initData(unsigned *&data, unsigned len, bool takeData) {
@@ -316,24 +275,9 @@ ImgErr CImg32::initData(unsigned *&data, unsigned len, bool takeData) {
   if (data == nullptr) {
     return ReportR(IMG_INVALID_ARG);
   }
-  unsigned *pixels = nullptr;
-  if (takeData) {
-    pixels = data;
-    data = nullptr;
-  } else {
-    pixels = static_cast<unsigned *>(std::malloc(totalBytes));
-    if (pixels == nullptr) {
-      return ReportR(IMG_OUT_OF_MEMORY);
-    }
-    // Only the image's own bytes are copied: a longer buffer does not overrun.
-    std::memcpy(pixels, data, totalBytes);
-  }
-  if (!InstallRows(pixels)) {
-    // An adopted buffer is freed here too: the caller's pointer is already cleared.
-    std::free(pixels);
-    return ReportR(IMG_OUT_OF_MEMORY);
-  }
-  return IMG_OK;
+  // A longer buffer is accepted; a copy takes only the image's own bytes from it.
+  return c2d::InstallPixels(c2d::TakeOrCopy(data, totalBytes, takeData),
+                            [this](unsigned *pixels) { return InstallRows(pixels); });
 }
 
 ImgErr CImg32::initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnum align,
@@ -409,12 +353,9 @@ unsigned *CImg32::ownData() {
   if (!forceDataInit()) {
     return nullptr;
   }
-  unsigned *pixels = dataArray[0];
-  std::free(dataArray);
-  dataArray = nullptr;
   // Whatever the image allocates next is its own.
   isRefImage = false;
-  return pixels;
+  return c2d::DetachPixels(dataArray);
 }
 
 ImgErr CImg32::dupData(unsigned *src, unsigned len) {
@@ -439,23 +380,8 @@ ImgErr CImg32::transferData(unsigned **src, unsigned len) {
   if (!isHeaderValid() || totalBytes > len) {
     return ReportR(IMG_FAIL);
   }
-  unsigned **oldRows = dataArray;
-  const bool ownedOld = !isRefImage;
-  dataArray = nullptr;
-  const ImgErr result = initData(*src, len, true);
-  // The old pixels go either way: on failure the image is left without data, as
-  // on success it holds the new buffer. A view's pixels are its parent's and stay.
-  if (oldRows != nullptr) {
-    if (ownedOld) {
-      std::free(oldRows[0]);
-    }
-    std::free(oldRows);
-  }
-  if (result != IMG_OK) {
-    return CImgErr::get();
-  }
-  *src = nullptr;
-  return IMG_OK;
+  return c2d::ExchangeRowTable(dataArray, !isRefImage, src,
+                               [&] { return initData(*src, len, true); });
 }
 
 RGBOrder CImg32::getRGBOrder() { return rgbOrder; }

@@ -5,21 +5,20 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
 #include "Image/raster/Export.h"
+#include "Image/raster/RowTable.h"
 #include "util2d/ColorMap.h"
 
 using c2d::Report;
 using c2d::ReportR;
+using c2d::CeilDiv;
 
 namespace {
-
-uint32_t CeilDiv(uint32_t a, uint32_t b) {
-  return static_cast<uint32_t>((static_cast<uint64_t>(a) + b - 1) / b);
-}
 
 bool IsAlignment(ImgAlignmentEnum align) {
   return align == IMG_ALIGN_NONE || align == IMG_ALIGN_8 || align == IMG_ALIGN_32;
@@ -53,13 +52,8 @@ CImg8::CImg8()
 }
 
 CImg8::~CImg8() {
-  if (dataArray != nullptr) {
-    if (dataArray[0] != nullptr && !isRefImage) {
-      std::free(dataArray[0]);
-    }
-    std::free(dataArray);
-    dataArray = nullptr;
-  }
+  c2d::FreeRowTable(dataArray, !isRefImage);
+  dataArray = nullptr;
   bytesPerLine = 0;
   totalBytes = 0;
   tileWidth = 0;
@@ -165,49 +159,29 @@ CImg8 *CImg8::create(const IImg &src, ColorMap *map, ImgAlignmentEnum align) {
 // Reference images
 
 CImg8 *CImg8::createRefImg(const CImg8 &parent, const Core2DImage::IntRect &r) {
-  // A parent whose extents no longer match its buffer (after setExtents) has rows
-  // the view could run off; refuse it like an image without pixels.
-  if (!parent.hasData() || !parent.isHeaderValid()) {
-    Report(IMG_FAIL);
+  if (!c2d::MayView(parent.hasData() && parent.isHeaderValid(), parent.rect, r)) {
     return nullptr;
   }
-  if (!Core2DImage::IntRect(parent.rect).contains(r)) {
-    Report(IMG_INVALID_ARG);
-    return nullptr;
-  }
-  CImg8 *view = create();  // reports IMG_OUT_OF_MEMORY itself
+  std::unique_ptr<CImg8> view(create());  // create reports IMG_OUT_OF_MEMORY itself
   if (view == nullptr) {
     return nullptr;
   }
   const unsigned w = static_cast<unsigned>(r.width());
   const unsigned h = static_cast<unsigned>(r.height());
-  if (!view->initHeader(w, h, w, h, parent.alignment)) {
-    delete view;
+  // The parent's width is its stride too: its rows are packed by it.
+  if (view->initHeader(w, h, w, h, parent.alignment)) {
+    view->dataArray = c2d::MakeViewRows(parent.dataArray, parent.getWidth(), r);
+  }
+  if (view->dataArray == nullptr) {
     Report(IMG_OUT_OF_MEMORY);
     return nullptr;
   }
-  unsigned char **rows = static_cast<unsigned char **>(std::malloc(sizeof(unsigned char *) * h));
-  if (rows == nullptr) {
-    delete view;
-    Report(IMG_OUT_OF_MEMORY);
-    return nullptr;
-  }
-  // Rows step by the parent's width, as the parent's own rows do; a view of a
-  // narrower view gets a shorter stride but stays inside the buffer.
-  // SAFETY: r lies inside the parent, so every row start and the w bytes after it
-  // are inside the parent's buffer.
-  unsigned char *origin = parent.dataArray[r.top()] + r.left();
-  const size_t stride = parent.getWidth();
-  for (unsigned i = 0; i < h; ++i) {
-    rows[i] = origin + i * stride;
-  }
-  view->dataArray = rows;
   view->backgroundColor = parent.backgroundColor;
   view->backgroundState = parent.backgroundState;
   // Set last, so that no failure above deletes the parent's palette with the view.
   view->colorMap = parent.colorMap;
   view->isRefImage = true;
-  return view;
+  return view.release();
 }
 
 const CImg8 *CImg8::createCRefImg(const CImg8 &parent, const Core2DImage::IntRect &r) {
@@ -304,8 +278,9 @@ void CImg8::setAlignment(ImgAlignmentEnum align) { alignment = align; }
 // Pixel memory
 
 bool CImg8::InstallRows(unsigned char *pixels) {
-  const unsigned h = getHeight();
-  unsigned char **rows = static_cast<unsigned char **>(std::malloc(sizeof(unsigned char *) * h));
+  // Rows are packed by the width, so a 32-bit alignment leaves all the padding at
+  // the end of the buffer.
+  unsigned char **rows = c2d::MakeRowTable(pixels, getHeight(), getWidth());
   if (rows == nullptr) {
     return false;
   }
@@ -318,12 +293,6 @@ bool CImg8::InstallRows(unsigned char *pixels) {
       return false;
     }
     colorMap = own;
-  }
-  // Rows are packed by the width, so a 32-bit alignment leaves all the padding at
-  // the end of the buffer.
-  const size_t w = getWidth();
-  for (unsigned y = 0; y < h; ++y) {
-    rows[y] = pixels + y * w;
   }
   dataArray = rows;
   isRefImage = false;
@@ -346,21 +315,13 @@ size_t CImg8::ReachableBytes() const {
 }
 
 ImgErr CImg8::initData() {
-  if (!isHeaderValid()) {
-    return ReportR(IMG_FAIL);
-  }
-  if (dataArray != nullptr) {
-    return ReportR(IMG_FALSE);
-  }
-  unsigned char *pixels = static_cast<unsigned char *>(std::malloc(totalBytes));
-  if (pixels == nullptr || !InstallRows(pixels)) {
-    std::free(pixels);
-    return ReportR(IMG_OUT_OF_MEMORY);
-  }
-  if (backgroundState == IMG_BG_KNOWN) {
+  const ImgErr made =
+      c2d::AllocatePixels(isHeaderValid(), dataArray, totalBytes,
+                          [this](unsigned char *pixels) { return InstallRows(pixels); });
+  if (made == IMG_OK && backgroundState == IMG_BG_KNOWN) {
     (void)rasOpSet(backgroundColor);
   }
-  return IMG_OK;
+  return made;
 }
 
 ImgErr CImg8::initData(unsigned char *&data, unsigned len, bool takeData) {
@@ -371,23 +332,8 @@ ImgErr CImg8::initData(unsigned char *&data, unsigned len, bool takeData) {
   if (data == nullptr) {
     return ReportR(IMG_INVALID_ARG);
   }
-  unsigned char *pixels = nullptr;
-  if (takeData) {
-    pixels = data;
-    data = nullptr;
-  } else {
-    pixels = static_cast<unsigned char *>(std::malloc(totalBytes));
-    if (pixels == nullptr) {
-      return ReportR(IMG_OUT_OF_MEMORY);
-    }
-    std::memcpy(pixels, data, totalBytes);
-  }
-  if (!InstallRows(pixels)) {
-    // An adopted buffer is freed here too: the caller's pointer is already cleared.
-    std::free(pixels);
-    return ReportR(IMG_OUT_OF_MEMORY);
-  }
-  return IMG_OK;
+  return c2d::InstallPixels(c2d::TakeOrCopy(data, totalBytes, takeData),
+                            [this](unsigned char *pixels) { return InstallRows(pixels); });
 }
 
 ImgErr CImg8::rasOpSet(unsigned colour) {
@@ -415,12 +361,9 @@ unsigned char *CImg8::ownData() {
   if (!forceDataInit()) {
     return nullptr;
   }
-  unsigned char *pixels = dataArray[0];
-  std::free(dataArray);
-  dataArray = nullptr;
-  // A view stays marked as one, and so keeps borrowing the palette, until it
-  // installs pixels of its own.
-  return pixels;
+  // Unlike CImg32, a view stays marked as one, and so keeps borrowing the palette,
+  // until it installs pixels of its own.
+  return c2d::DetachPixels(dataArray);
 }
 
 ImgErr CImg8::dupData(unsigned char *src, unsigned len) {
@@ -446,23 +389,8 @@ ImgErr CImg8::transferData(unsigned char **src, unsigned len) {
   if (!isHeaderValid() || totalBytes != len) {
     return ReportR(IMG_FAIL);
   }
-  unsigned char **oldRows = dataArray;
-  const bool ownedOld = !isRefImage;
-  dataArray = nullptr;
-  const ImgErr result = initData(*src, len, true);
-  // The old pixels go either way: on failure the image is left without data, as
-  // on success it holds the new buffer. A view's pixels are its parent's and stay.
-  if (oldRows != nullptr) {
-    if (ownedOld) {
-      std::free(oldRows[0]);
-    }
-    std::free(oldRows);
-  }
-  if (result != IMG_OK) {
-    return CImgErr::get();
-  }
-  *src = nullptr;
-  return IMG_OK;
+  return c2d::ExchangeRowTable(dataArray, !isRefImage, src,
+                               [&] { return initData(*src, len, true); });
 }
 
 unsigned CImg8::getBackgroundColor() const { return backgroundColor; }

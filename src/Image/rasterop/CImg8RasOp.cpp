@@ -10,35 +10,18 @@
 #include "Image/rasterop/RasOpSupport.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 
-using c2d::Report;
 using c2d::ReportR;
 using Core2DImage::RasOpEnum::RasOp;
 
 IImg *CImg8::doRasOp(RasOp op, bool keyed, unsigned key, unsigned colour) {
-  CImg8 *copy = create(*this, nullptr, IMG_ALIGN_NONE);
-  if (copy == nullptr) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  if (c2d::IsRasOp(op)) {
-    (void)rasOpSet(copy, keyed, key, colour);  // what the worker recorded stays
-  }
-  return copy;
+  return c2d::FillCopy(create(*this, nullptr, IMG_ALIGN_NONE), op,
+                       [&](CImg8 *copy) { return rasOpSet(copy, keyed, key, colour); });
 }
 
 IImg *CImg8::doRasOp(RasOp op, RasOpXfmAttr &attr, const IImg &source) {
-  const CImg8 *raster = c2d::SourceOfType<CImg8>(source, IMG_TYPE_8BIT);
-  if (raster == nullptr) {
-    return nullptr;
-  }
-  CImg8 *copy = create(*this, nullptr, IMG_ALIGN_NONE);
-  if (copy == nullptr) {
-    return nullptr;
-  }
-  if (c2d::IsRasOp(op)) {
-    (void)rasOpSet(copy, attr, *raster);
-  }
-  return copy;
+  return c2d::PlaceOnCopy<CImg8>(
+      source, IMG_TYPE_8BIT, op, [this] { return create(*this, nullptr, IMG_ALIGN_NONE); },
+      [&](CImg8 *copy, const CImg8 &raster) { return rasOpSet(copy, attr, raster); });
 }
 
 void CImg8::doRasOpInPlace(RasOp op, bool keyed, unsigned key, unsigned colour) {
@@ -67,26 +50,11 @@ ImgErr CImg8::rasOpSet(CImg8 *target, RasOpXfmAttr &attr, const CImg8 &source) {
   const auto bytesOf = [](const CImg8 &image) { return image.bytesPerLine - image.padBytes; };
   const unsigned top = static_cast<unsigned>(attr.top);
   const unsigned left = static_cast<unsigned>(attr.left);
-  const unsigned targetRows = rowsOf(*target);
-  const unsigned targetBytes = bytesOf(*target);
-  const unsigned rows =
-      std::min({source.getHeight(), rowsOf(source), targetRows > top ? targetRows - top : 0u});
-  const unsigned bytes =
-      std::min({source.getWidth(), bytesOf(source), targetBytes > left ? targetBytes - left : 0u});
+  const unsigned rows = c2d::SetSpan(source.getHeight(), rowsOf(source), rowsOf(*target), top);
+  const unsigned bytes = c2d::SetSpan(source.getWidth(), bytesOf(source), bytesOf(*target), left);
+  // The key is the low byte of the transparent colour.
   const unsigned char key = static_cast<unsigned char>(attr.transparentColor & 0xFFu);
-  for (unsigned y = 0; y < rows; ++y) {
-    unsigned char *dst = target->dataArray[top + y] + left;
-    const unsigned char *src = source.dataArray[y];
-    if (attr.keyed == 1) {
-      for (unsigned x = 0; x < bytes; ++x) {
-        if (src[x] != key) {
-          dst[x] = src[x];
-        }
-      }
-    } else {
-      std::memmove(dst, src, bytes);
-    }
-  }
+  c2d::SetRows(target->dataArray, source.dataArray, top, left, rows, bytes, attr.keyed == 1, key);
   return IMG_OK;
 }
 

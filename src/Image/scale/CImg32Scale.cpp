@@ -20,7 +20,6 @@ using c2d::HasPixelsToScale;
 using c2d::Report;
 using c2d::RunTables;
 using c2d::ScaleByFactor;
-using c2d::ScaleIntermediate;
 
 namespace {
 
@@ -206,24 +205,11 @@ IImg *CImg32::scale(const ImgRect &source, unsigned width, unsigned height, ImgS
     Report(IMG_INVALID_ARG);
     return nullptr;
   }
-  const unsigned sw = clipped.getWidth();
-  const unsigned sh = clipped.getHeight();
-  switch (ScaleHow(sw, sh, width, height)) {
-    case IMG_SCALE_SAME:
-      return getSubImage(clipped);
-    case IMG_SCALE_ENLARGE:
-      return attr.resample ? EnlargeResample(width, height, clipped)
-                           : Enlarge(width, height, clipped);
-    case IMG_SCALE_REDUCE:
-      return attr.resample ? ReduceResample(width, height, clipped)
-                           : Reduce_bkg(width, height, clipped);
-    case IMG_SCALE_REDUCE_X_ENLARGE_Y:
-      // Mixed requests grow first, with plain Enlarge whatever attr asks.
-      return ScaleIntermediate(Enlarge(sw, height, clipped), width, height, attr);
-    case IMG_SCALE_ENLARGE_X_REDUCE_Y:
-      return ScaleIntermediate(Enlarge(width, sh, clipped), width, height, attr);
-  }
-  return nullptr;
+  const ImageScaleType how = ScaleHow(clipped.getWidth(), clipped.getHeight(), width, height);
+  return c2d::DispatchScale(*this, how, clipped, width, height, attr,
+                            attr.resample ? &CImg32::EnlargeResample : &CImg32::Enlarge,
+                            attr.resample ? &CImg32::ReduceResample : &CImg32::Reduce_bkg,
+                            &CImg32::Enlarge);
 }
 
 // ---------------------------------------------------------------------------
@@ -233,12 +219,7 @@ IImg *CImg32::scale(const ImgRect &source, unsigned width, unsigned height, ImgS
 CImg32 *CImg32::Enlarge(unsigned int width, unsigned int height, const ImgRect &source) {
   const uint32_t sw = source.getWidth();
   const uint32_t sh = source.getHeight();
-  if (width < sw || height < sh) {
-    return nullptr;
-  }
-  // A side of 2^32 pixels wraps to 0.
-  if (sw == 0 || sh == 0) {
-    Report(IMG_INVALID_ARG);
+  if (!c2d::MayEnlarge(sw, sh, width, height)) {
     return nullptr;
   }
   assert(dataArray != nullptr);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "Image/core/ImgReport.h"
 #include "Image/raster/CImg8.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/ScaleSupport.h"
@@ -13,10 +12,8 @@
 using c2d::EnlargeByRuns;
 using c2d::ForEachReducedBlock;
 using c2d::HasPixelsToScale;
-using c2d::Report;
 using c2d::RunTables;
 using c2d::ScaleByFactor;
-using c2d::ScaleIntermediate;
 
 namespace {
 
@@ -98,21 +95,9 @@ IImg *CImg8::scale(const ImgRect &source, unsigned width, unsigned height, ImgSc
     return nullptr;
   }
   // Unlike CImg32, the rectangle is not clipped: the workers read it as it stands.
-  const unsigned sw = source.getWidth();
-  const unsigned sh = source.getHeight();
-  switch (ScaleHow(sw, sh, width, height)) {
-    case IMG_SCALE_SAME:
-      return getSubImage(source);
-    case IMG_SCALE_ENLARGE:
-      return Enlarge(width, height, source);
-    case IMG_SCALE_REDUCE:
-      return Reduce_bkg(width, height, source);
-    case IMG_SCALE_REDUCE_X_ENLARGE_Y:
-      return ScaleIntermediate(Enlarge(sw, height, source), width, height, attr);
-    case IMG_SCALE_ENLARGE_X_REDUCE_Y:
-      return ScaleIntermediate(Enlarge(width, sh, source), width, height, attr);
-  }
-  return nullptr;
+  const ImageScaleType how = ScaleHow(source.getWidth(), source.getHeight(), width, height);
+  return c2d::DispatchScale(*this, how, source, width, height, attr, &CImg8::Enlarge,
+                            &CImg8::Reduce_bkg, &CImg8::Enlarge);
 }
 
 // ---------------------------------------------------------------------------
@@ -122,12 +107,7 @@ IImg *CImg8::scale(const ImgRect &source, unsigned width, unsigned height, ImgSc
 CImg8 *CImg8::Enlarge(unsigned int width, unsigned int height, const ImgRect &source) {
   const uint32_t sw = source.getWidth();
   const uint32_t sh = source.getHeight();
-  if (width < sw || height < sh) {
-    return nullptr;
-  }
-  // A side of 2^32 pixels wraps to 0.
-  if (sw == 0 || sh == 0) {
-    Report(IMG_INVALID_ARG);
+  if (!c2d::MayEnlarge(sw, sh, width, height)) {
     return nullptr;
   }
   std::unique_ptr<CImg8> target(_create(width, height, colorMap, alignment));

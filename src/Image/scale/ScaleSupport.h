@@ -1,6 +1,7 @@
 // Internal helpers of the raster scalers (scale/*Scale.cpp): the run tables of one
-// call, the target side a scale factor asks for, and the second step of a request
-// that enlarges along one axis and reduces along the other.
+// call, the target side a scale factor asks for, the dispatch of the colour classes
+// and the second step of a request that enlarges along one axis and reduces along
+// the other.
 #ifndef IMAGE_SCALE_SCALESUPPORT_H_
 #define IMAGE_SCALE_SCALESUPPORT_H_
 
@@ -12,6 +13,7 @@
 
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/IImg.h"
+#include "Image/core/ImgEnums.h"
 #include "Image/core/ImgRect.h"
 #include "Image/core/ImgReport.h"
 #include "Image/scale/Rothstein.h"
@@ -81,6 +83,20 @@ void ForEachReducedBlock(const RunTables &runs, uint32_t width, uint32_t height,
   }
 }
 
+// The opening tests of Enlarge: false for a target smaller than the source on either
+// side, with nothing recorded, and for a zero source side (a side of 2^32 pixels
+// wraps to 0), with IMG_INVALID_ARG recorded.
+inline bool MayEnlarge(uint32_t sw, uint32_t sh, unsigned width, unsigned height) {
+  if (width < sw || height < sh) {
+    return false;
+  }
+  if (sw == 0 || sh == 0) {
+    Report(IMG_INVALID_ARG);
+    return false;
+  }
+  return true;
+}
+
 // ceil(side * factor) as a side. NaN gives 0 and sides beyond 32 bits saturate, so
 // that no conversion is undefined.
 inline unsigned ScaledSide(unsigned side, double factor) {
@@ -125,6 +141,36 @@ IImg *ScaleIntermediate(Image *intermediate, unsigned width, unsigned height, Im
   const std::unique_ptr<Image> owned(intermediate);
   const ImgRect whole = owned->getRect();
   return owned->scale(whole, width, height, attr);
+}
+
+// A worker behind scale: a new image of width x height from `source`.
+template <typename Image>
+using ScaleWorker = Image *(Image::*)(unsigned int, unsigned int, const ImgRect &);
+
+// The dispatch of scale(source, width, height, attr) in CImg32 and CImg8, after each
+// class's own tests, by `how` (ScaleHow of the source's sides against the target's):
+// the same size is a copy of `source`, both axes growing go to `enlarge` and both
+// shrinking to `reduce`. A mixed request grows first, with plain Enlarge whatever attr
+// asks, along the axis that enlarges; that intermediate is then scaled as a whole.
+template <typename Image>
+IImg *DispatchScale(Image &image, ImageScaleType how, const ImgRect &source, unsigned width,
+                    unsigned height, ImgScaleAttr &attr, ScaleWorker<Image> enlarge,
+                    ScaleWorker<Image> reduce, ScaleWorker<Image> plainEnlarge) {
+  const unsigned sw = source.getWidth();
+  const unsigned sh = source.getHeight();
+  switch (how) {
+    case IMG_SCALE_SAME:
+      return image.getSubImage(source);
+    case IMG_SCALE_ENLARGE:
+      return (image.*enlarge)(width, height, source);
+    case IMG_SCALE_REDUCE:
+      return (image.*reduce)(width, height, source);
+    case IMG_SCALE_REDUCE_X_ENLARGE_Y:
+      return ScaleIntermediate((image.*plainEnlarge)(sw, height, source), width, height, attr);
+    case IMG_SCALE_ENLARGE_X_REDUCE_Y:
+      return ScaleIntermediate((image.*plainEnlarge)(width, sh, source), width, height, attr);
+  }
+  return nullptr;
 }
 
 }  // namespace c2d
