@@ -1,0 +1,394 @@
+// Shared by the end-to-end tests of c2dimg: input files made with libtiff, libpng and
+// ghostscript, outputs read back with them, and a fixture that runs the built tool as
+// a user would, in a scratch folder.
+#ifndef TESTS_TOOLS_TOOLTESTSUPPORT_H_
+#define TESTS_TOOLS_TOOLTESTSUPPORT_H_
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace c2dtest {
+
+namespace fs = std::filesystem;
+using Args = std::vector<std::string>;
+
+constexpr uint32_t kWhite = 0xFFFFFF;
+constexpr uint32_t kBlack = 0x000000;
+
+// Pixels as 0xRRGGBB, row by row, plus opacity; what every file is compared as.
+struct Image {
+  uint32_t w = 0, h = 0;
+  std::vector<uint32_t> rgb;
+  std::vector<uint8_t> alpha;
+  // Of a file read back: bit depth (bits per sample for TIFF), PNG colour type, TIFF
+  // compression.
+  int bitDepth = 0, colourType = -1, compression = 0;
+  Image() = default;
+  Image(uint32_t width, uint32_t height, uint32_t fill = kWhite)
+      : w(width), h(height), rgb(size_t{width} * height, fill), alpha(rgb.size(), 255) {}
+  uint32_t &at(uint32_t x, uint32_t y) { return rgb[size_t{y} * w + x]; }
+  uint32_t at(uint32_t x, uint32_t y) const { return rgb[size_t{y} * w + x]; }
+  bool black(uint32_t x, uint32_t y) const { return at(x, y) == kBlack; }
+};
+
+inline std::string Difference(const Image &got, const Image &want) {
+  char text[96];
+  if (got.w != want.w || got.h != want.h) {
+    std::snprintf(text, sizeof text, "size %ux%u, want %ux%u", got.w, got.h, want.w, want.h);
+    return text;
+  }
+  const auto [g, w] = std::mismatch(got.rgb.begin(), got.rgb.end(), want.rgb.begin());
+  const size_t i = static_cast<size_t>(g - got.rgb.begin());
+  std::snprintf(text, sizeof text, "pixel %zu,%zu is %06X, want %06X", i % got.w, i / got.w,
+                g == got.rgb.end() ? 0 : *g, g == got.rgb.end() ? 0 : *w);
+  return g == got.rgb.end() ? "" : text;
+}
+
+// A black-on-white test page: a frame, a diagonal, a one-pixel line and a block, so
+// that any flip, turn or shifted tile shows. The right edge of the frame is two
+// pixels wide: the library's Group 4 decoder drops a run that starts in a page's last
+// column, and these tests compare whole pages.
+inline Image Page(uint32_t w, uint32_t h) {
+  Image page(w, h);
+  for (uint32_t y = 0; y < h; ++y) {
+    for (uint32_t x = 0; x < w; ++x) {
+      const bool frame = y == 0 || y == h - 1 || x == 0 || x + 2 >= w;
+      const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
+      if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
+        page.at(x, y) = kBlack;
+      }
+    }
+  }
+  return page;
+}
+
+// A colour picture with a few distinct colours and a gradient.
+inline Image Colours(uint32_t w, uint32_t h) {
+  Image image(w, h);
+  for (uint32_t y = 0; y < h; ++y) {
+    for (uint32_t x = 0; x < w; ++x) {
+      image.at(x, y) = (x * 255 / w) << 16 | (y * 255 / h) << 8 | (x < w / 2 ? 0x40 : 0xC0);
+    }
+  }
+  return image;
+}
+
+// --- Files made for the tool --------------------------------------------------
+
+// `n` columns of row `y` from `x0`, most significant bit first, a set bit for black
+// (for white with `invert`); columns and rows off the page are white.
+inline std::vector<uint8_t> PackRow(const Image &page, uint32_t y, uint32_t x0, uint32_t n,
+                                    bool invert) {
+  std::vector<uint8_t> row((n + 7) / 8);
+  for (uint32_t i = 0; i < n; ++i) {
+    const bool ink = x0 + i < page.w && y < page.h && page.black(x0 + i, y);
+    row[i / 8] |= ink != invert ? static_cast<uint8_t>(0x80u >> (i % 8)) : 0;
+  }
+  return row;
+}
+
+struct TiffLayout {
+  uint16_t compression = COMPRESSION_CCITTFAX4;
+  uint32_t tile = 0;          // square tiles of this size, or strips
+  uint32_t rowsPerStrip = 0;  // 0: one strip
+  uint16_t fillOrder = FILLORDER_MSB2LSB;
+  bool minIsBlack = false;
+};
+
+// One bilevel directory per page.
+inline void WriteBilevelTiff(const std::string &path, const std::vector<Image> &pages,
+                             const TiffLayout &l) {
+  TIFF *tif = TIFFOpen(path.c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  for (const Image &page : pages) {
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.w);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.h);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tif, TIFFTAG_COMPRESSION, l.compression);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
+                 l.minIsBlack ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_MINISWHITE);
+    TIFFSetField(tif, TIFFTAG_FILLORDER, l.fillOrder);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    if (l.tile != 0) {
+      TIFFSetField(tif, TIFFTAG_TILEWIDTH, l.tile);
+      TIFFSetField(tif, TIFFTAG_TILELENGTH, l.tile);
+      for (uint32_t ty = 0; ty < page.h; ty += l.tile) {
+        for (uint32_t tx = 0; tx < page.w; tx += l.tile) {
+          std::vector<uint8_t> buf;
+          for (uint32_t y = ty; y < ty + l.tile; ++y) {
+            const std::vector<uint8_t> row = PackRow(page, y, tx, l.tile, l.minIsBlack);
+            buf.insert(buf.end(), row.begin(), row.end());
+          }
+          ASSERT_GE(TIFFWriteTile(tif, buf.data(), tx, ty, 0, 0), 0);
+        }
+      }
+    } else {
+      TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, l.rowsPerStrip == 0 ? page.h : l.rowsPerStrip);
+      for (uint32_t y = 0; y < page.h; ++y) {
+        std::vector<uint8_t> row = PackRow(page, y, 0, page.w, l.minIsBlack);
+        ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
+      }
+    }
+    ASSERT_EQ(TIFFWriteDirectory(tif), 1);
+  }
+  TIFFClose(tif);
+}
+
+// An 8-bit palette TIFF (channels 1) of a picture whose colours are k * 0x203040 for
+// k < 8, or an RGB (3) or RGBA (4) TIFF, LZW coded.
+inline void WriteColourTiff(const std::string &path, const Image &image, int channels) {
+  TIFF *tif = TIFFOpen(path.c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, image.w);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, image.h);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 8);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, channels == 1 ? PHOTOMETRIC_PALETTE : PHOTOMETRIC_RGB);
+  std::vector<uint16_t> map(3 * 256);
+  for (uint32_t k = 0; k < 8; ++k) {
+    for (int i = 0; i < 3; ++i) {
+      map[256 * i + k] = static_cast<uint16_t>((k * 0x203040u >> (16 - 8 * i) & 0xFF) * 257);
+    }
+  }
+  const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
+  if (channels == 1) {
+    TIFFSetField(tif, TIFFTAG_COLORMAP, map.data(), map.data() + 256, map.data() + 512);
+  } else if (channels == 4) {
+    TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
+  }
+  std::vector<uint8_t> row(size_t{image.w} * channels);
+  for (uint32_t y = 0; y < image.h; ++y) {
+    for (uint32_t x = 0; x < image.w; ++x) {
+      const uint32_t c = image.at(x, y);
+      uint8_t *p = row.data() + size_t{x} * channels;
+      p[0] = static_cast<uint8_t>(channels == 1 ? c / 0x203040u : c >> 16);
+      for (int i = 1; i < channels; ++i) {
+        p[i] =
+            i == 3 ? image.alpha[size_t{y} * image.w + x] : static_cast<uint8_t>(c >> (16 - 8 * i));
+      }
+    }
+    ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
+  }
+  TIFFClose(tif);
+}
+
+inline void WritePngFile(const std::string &path, const Image &image, bool alpha) {
+  png_image png;
+  std::memset(&png, 0, sizeof png);
+  png.version = PNG_IMAGE_VERSION;
+  png.width = image.w;
+  png.height = image.h;
+  png.format = alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
+  std::vector<uint8_t> bytes;
+  for (size_t i = 0; i < image.rgb.size(); ++i) {
+    for (int shift : {16, 8, 0}) {
+      bytes.push_back(static_cast<uint8_t>(image.rgb[i] >> shift));
+    }
+    if (alpha) {
+      bytes.push_back(image.alpha[i]);
+    }
+  }
+  ASSERT_NE(png_image_write_to_file(&png, path.c_str(), 0, bytes.data(), 0, nullptr), 0)
+      << png.message;
+}
+
+inline void WriteText(const std::string &path, const std::string &text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+// Raw PBM, or plain with `plain`.
+inline void WritePbm(const std::string &path, const Image &page, bool plain) {
+  std::string text = std::string(plain ? "P1" : "P4") + "\n# test page\n" + std::to_string(page.w) +
+                     " " + std::to_string(page.h) + "\n";
+  for (uint32_t y = 0; y < page.h; ++y) {
+    for (uint32_t x = 0; plain && x < page.w; ++x) {
+      text += page.black(x, y) ? "1" : "0";
+    }
+    const std::vector<uint8_t> row = PackRow(page, y, 0, page.w, false);
+    text += plain ? std::string("\n") : std::string(row.begin(), row.end());
+  }
+  WriteText(path, text);
+}
+
+// Plain PPM with a maximum value of 1000, which is scaled to 255.
+inline void WritePlainPpm(const std::string &path, const Image &image) {
+  std::string text = "P3\n" + std::to_string(image.w) + " " + std::to_string(image.h) + "\n1000\n";
+  for (uint32_t c : image.rgb) {
+    for (int shift : {16, 8, 0}) {
+      text += std::to_string(((c >> shift) & 0xFF) * 1000 / 255) + " ";
+    }
+  }
+  WriteText(path, text);
+}
+
+// --- Files the tool wrote ----------------------------------------------------
+
+inline std::string Slurp(const std::string &path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+// An image of `w` x `h` from bytes R, G, B, A per pixel.
+inline Image FromRgba(uint32_t w, uint32_t h, const uint8_t *bytes) {
+  Image image(w, h);
+  for (size_t i = 0; i < image.rgb.size(); ++i, bytes += 4) {
+    image.rgb[i] = uint32_t{bytes[0]} << 16 | bytes[1] << 8 | bytes[2];
+    image.alpha[i] = bytes[3];
+  }
+  return image;
+}
+
+inline Image ReadPng(const std::string &path) {
+  png_image png;
+  std::memset(&png, 0, sizeof png);
+  png.version = PNG_IMAGE_VERSION;
+  if (png_image_begin_read_from_file(&png, path.c_str()) == 0) {
+    ADD_FAILURE() << path << ": " << png.message;
+    return Image();
+  }
+  png.format = PNG_FORMAT_RGBA;
+  std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(png));
+  EXPECT_NE(png_image_finish_read(&png, nullptr, bytes.data(), 0, nullptr), 0) << png.message;
+  Image image = FromRgba(png.width, png.height, bytes.data());
+  const std::string head = Slurp(path);  // IHDR: bit depth, then colour type
+  image.bitDepth = static_cast<uint8_t>(head.at(24));
+  image.colourType = static_cast<uint8_t>(head.at(25));
+  return image;
+}
+
+inline Image ReadTiff(const std::string &path) {
+  TIFF *tif = TIFFOpen(path.c_str(), "r");
+  if (tif == nullptr) {
+    ADD_FAILURE() << "cannot open " << path;
+    return Image();
+  }
+  uint32_t w = 0, h = 0;
+  uint16_t bps = 0, compression = 0;
+  TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &w);
+  TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &h);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bps);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
+  std::vector<uint32_t> raster(size_t{w} * h);
+  EXPECT_NE(TIFFReadRGBAImageOriented(tif, w, h, raster.data(), ORIENTATION_TOPLEFT, 1), 0);
+  TIFFClose(tif);
+  std::vector<uint8_t> bytes;
+  for (uint32_t p : raster) {
+    bytes.insert(bytes.end(),
+                 {static_cast<uint8_t>(TIFFGetR(p)), static_cast<uint8_t>(TIFFGetG(p)),
+                  static_cast<uint8_t>(TIFFGetB(p)), static_cast<uint8_t>(TIFFGetA(p))});
+  }
+  Image image = FromRgba(w, h, bytes.data());
+  image.bitDepth = bps;
+  image.compression = compression;
+  return image;
+}
+
+// Raw PBM, PGM or PPM.
+inline Image ReadPnm(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string magic;
+  uint32_t w = 0, h = 0, maxval = 1;
+  in >> magic >> w >> h;
+  const int bits = magic == "P4" ? 1 : magic == "P5" ? 8 : 24;
+  if (bits != 1) {
+    in >> maxval;
+  }
+  in.get();
+  Image image(w, h);
+  std::vector<uint8_t> row((size_t{w} * bits + 7) / 8);
+  for (uint32_t y = 0; y < h && in.read(reinterpret_cast<char *>(row.data()), row.size()); ++y) {
+    for (uint32_t x = 0; x < w; ++x) {
+      const uint8_t *p = row.data() + x * bits / 8;
+      image.at(x, y) = bits == 1   ? ((*p >> (7 - x % 8) & 1) ? kBlack : kWhite)
+                       : bits == 8 ? *p * 0x010101u
+                                   : uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
+    }
+  }
+  return image;
+}
+
+inline Image ReadBack(const std::string &path) {
+  const std::string ext = fs::path(path).extension();
+  return ext == ".png" ? ReadPng(path) : ext == ".tif" ? ReadTiff(path) : ReadPnm(path);
+}
+
+// --- Running the tool --------------------------------------------------------
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+inline std::string Quote(const std::string &arg) {
+  std::string q = "'";
+  for (char c : arg) {
+    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  }
+  return q + "'";
+}
+
+class C2dimgTool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string templ = (fs::temp_directory_path() / "c2dimg-e2e-XXXXXX").string();
+    ASSERT_NE(mkdtemp(&templ[0]), nullptr);
+    dir_ = templ;
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  std::string path(const std::string &name) const { return (fs::path(dir_) / name).string(); }
+
+  // Runs c2dimg with `args` then `more`, under a time limit so that a hang fails
+  // rather than stalls the suite.
+  Outcome run(Args args, const Args &more = {}) const {
+    args.insert(args.end(), more.begin(), more.end());
+    std::string command = "timeout 60 " + Quote(C2DIMG_PATH);
+    for (const std::string &arg : args) {
+      command += " " + Quote(arg);
+    }
+    command += " >" + Quote(path("stdout")) + " 2>" + Quote(path("stderr"));
+    const int raw = std::system(command.c_str());
+    Outcome outcome;
+    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    outcome.out = Slurp(path("stdout"));
+    outcome.err = Slurp(path("stderr"));
+    fs::remove(path("stdout"));
+    fs::remove(path("stderr"));
+    EXPECT_NE(outcome.status, 124) << "timed out: " << command;
+    EXPECT_EQ(outcome.err.find("Sanitizer"), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.err.find("runtime error"), std::string::npos) << outcome.err;
+    return outcome;
+  }
+
+  // Runs a command that must succeed.
+  void ok(const Args &args, const Args &more = {}) const {
+    const Outcome outcome = run(args, more);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  std::string dir_;
+};
+
+}  // namespace c2dtest
+
+#endif  // TESTS_TOOLS_TOOLTESTSUPPORT_H_
