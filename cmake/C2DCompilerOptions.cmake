@@ -13,3 +13,14 @@ if(C2D_SANITIZE)
   add_compile_options(${C2D_SANITIZER_FLAGS})
   add_link_options(-fsanitize=address,undefined)
 endif()
+
+# Fuzzing instruments everything for coverage and checks it with both sanitizers; only
+# the harnesses link libFuzzer's main.
+if(C2D_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "C2D_FUZZ needs clang (CXX=clang++)")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,10 +1,4 @@
-// libFuzzer harness for the Group 4 row decoder. Not part of the CMake build; from the
-// repository root:
-//
-//   clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -Isrc \
-//       fuzz/G4DecodeFuzz.cpp src/Image/g4/G4Decode.cpp src/Image/g4/G4Tables.cpp \
-//       src/Image/g4/G4Paint.cpp src/Image/g4/Img1G4Tile.cpp -o g4-decode-fuzz
-//   ./g4-decode-fuzz -max_len=4096 -max_total_time=300
+// libFuzzer harness for the Group 4 row decoder, built by scripts/fuzz.
 //
 // The first two bytes give the tile width (1 to 8192), the third how the read bound is
 // chosen, the rest are the coded bytes in the decoder's word order. Rows are decoded
