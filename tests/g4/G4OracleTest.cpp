@@ -15,61 +15,8 @@ namespace {
 using g4test::Bitmap;
 using g4test::Rng;
 
-void Noise(Bitmap &image, Rng &rng, double density) {
-  for (uint32_t y = 0; y < image.height; ++y) {
-    for (uint32_t x = 0; x < image.width; ++x) {
-      image.set(x, y, rng.chance(density));
-    }
-  }
-}
-
-// Named bitmap makers; each is given the size and a generator seeded per width.
-struct Pattern {
-  const char *name;
-  void (*draw)(Bitmap &image, Rng &rng);
-};
-
-const Pattern kPatterns[] = {
-    {"white", [](Bitmap &, Rng &) {}},
-    {"black", [](Bitmap &image, Rng &rng) { Noise(image, rng, 1.0); }},
-    {"edge pixels",
-     [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         image.set(0, y, y % 3 != 1);
-         if (y % 3 != 0) {
-           image.set(image.width - 1, y);
-         }
-       }
-     }},
-    {"sparse noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.02); }},
-    {"noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.5); }},
-    {"dense noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.93); }},
-    {"diagonals",
-     // Edges that move by 0 to 5 columns a row: every vertical mode, and horizontal
-     // mode where they jump too far.
-     [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         for (uint32_t k = 0; k < 6; ++k) {
-           const uint32_t x = (k * image.width / 6 + y * k) % image.width;
-           image.fill(x, x + 1 + k, y);
-         }
-       }
-     }},
-    {"every run length",
-     // Runs of lengths 1, 2, 3, ... growing along each row, starting black on odd
-     // rows, so both colours meet every short run length.
-     [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         bool black = y & 1;
-         for (uint32_t x = 0, len = 1 + y % 3; x < image.width; x += len, len += 1 + (y % 2)) {
-           if (black) {
-             image.fill(x, x + len, y);
-           }
-           black = !black;
-         }
-       }
-     }},
-};
+using g4test::kPatterns;
+using g4test::Pattern;
 
 // Codes `image` with libtiff and decodes it here, bounded by the stream's own size
 // as for an image of one tile. The walker stops at the index W + 1, so after a

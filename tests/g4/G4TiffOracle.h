@@ -81,6 +81,75 @@ class Rng {
   uint64_t state_;
 };
 
+inline void Noise(Bitmap &image, Rng &rng, double density) {
+  for (uint32_t y = 0; y < image.height; ++y) {
+    for (uint32_t x = 0; x < image.width; ++x) {
+      image.set(x, y, rng.chance(density));
+    }
+  }
+}
+
+// Named bitmap makers; each is given the size and a generator seeded per width.
+struct Pattern {
+  const char *name;
+  void (*draw)(Bitmap &image, Rng &rng);
+};
+
+inline const Pattern kPatterns[] = {
+    {"white", [](Bitmap &, Rng &) {}},
+    {"black", [](Bitmap &image, Rng &rng) { Noise(image, rng, 1.0); }},
+    {"edge pixels",
+     [](Bitmap &image, Rng &) {
+       for (uint32_t y = 0; y < image.height; ++y) {
+         image.set(0, y, y % 3 != 1);
+         if (y % 3 != 0) {
+           image.set(image.width - 1, y);
+         }
+       }
+     }},
+    {"sparse noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.02); }},
+    {"noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.5); }},
+    {"dense noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.93); }},
+    {"diagonals",
+     // Edges that move by 0 to 5 columns a row: every vertical mode, and horizontal
+     // mode where they jump too far.
+     [](Bitmap &image, Rng &) {
+       for (uint32_t y = 0; y < image.height; ++y) {
+         for (uint32_t k = 0; k < 6; ++k) {
+           const uint32_t x = (k * image.width / 6 + y * k) % image.width;
+           image.fill(x, x + 1 + k, y);
+         }
+       }
+     }},
+    {"strokes",
+     // Text-like marks in lines of 12 rows: stems of 1 to 4 pixels and a bar across
+     // some, with gaps of up to 300 columns.
+     [](Bitmap &image, Rng &rng) {
+       for (uint32_t top = 0; top + 12 <= image.height; top += 14) {
+         for (uint32_t x = rng.below(40); x < image.width; x += 3 + rng.below(300)) {
+           const uint32_t w = 1 + rng.below(4), bar = top + rng.below(12);
+           for (uint32_t y = top; y < top + 12; ++y) {
+             image.fill(x, x + (y == bar ? 4 * w + 3 : w), y);
+           }
+         }
+       }
+     }},
+    {"every run length",
+     // Runs of lengths 1, 2, 3, ... growing along each row, starting black on odd
+     // rows, so both colours meet every short run length.
+     [](Bitmap &image, Rng &) {
+       for (uint32_t y = 0; y < image.height; ++y) {
+         bool black = y & 1;
+         for (uint32_t x = 0, len = 1 + y % 3; x < image.width; x += len, len += 1 + (y % 2)) {
+           if (black) {
+             image.fill(x, x + len, y);
+           }
+           black = !black;
+         }
+       }
+     }},
+};
+
 // A file in memory behind libtiff's client interface.
 class MemTiff {
  public:
@@ -131,6 +200,20 @@ class MemTiff {
   uint64_t pos_ = 0;
 };
 
+// The fields of a one-strip Group 4 TIFF, fill order most significant bit first,
+// 1 = black.
+inline void SetG4Fields(TIFF *tif, uint32_t width, uint32_t height) {
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, width);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, height);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+}
+
 // Writes `image` as a one-strip Group 4 TIFF (fill order most significant bit first,
 // 1 = black) into memory. Empty on failure.
 inline MemTiff WriteG4Tiff(const Bitmap &image) {
@@ -139,15 +222,7 @@ inline MemTiff WriteG4Tiff(const Bitmap &image) {
   if (tif == nullptr) {
     return MemTiff();
   }
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, image.width);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, image.height);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, image.height);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  SetG4Fields(tif, image.width, image.height);
   bool ok = true;
   std::vector<uint8_t> row(image.stride);
   for (uint32_t y = 0; y < image.height && ok; ++y) {
@@ -208,8 +283,8 @@ inline std::vector<uint8_t> CodeBits(const std::string &bits, unsigned tail = 4)
   return ToDecoderOrder(bytes);
 }
 
-// One-strip stream of `image` in the decoder's word order.
-inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
+// libtiff's own Group 4 coding of `image`, one strip, most significant bit first.
+inline std::vector<uint8_t> LibtiffStrip(const Bitmap &image) {
   MemTiff file = WriteG4Tiff(image);
   TIFF *tif = file.open("r");
   if (tif == nullptr) {
@@ -217,7 +292,35 @@ inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
   }
   std::vector<uint8_t> raw = ReadRawStrip(tif, 0);
   TIFFClose(tif);
-  return ToDecoderOrder(raw);
+  return raw;
+}
+
+// One-strip stream of `image` in the decoder's word order.
+inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
+  return ToDecoderOrder(LibtiffStrip(image));
+}
+
+// libtiff's decoding of a coded strip of `height` rows, written raw into a one-strip
+// Group 4 TIFF; an empty bitmap when libtiff fails.
+inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, uint32_t height) {
+  MemTiff file;
+  TIFF *tif = file.open("w");
+  if (tif == nullptr) {
+    return Bitmap();
+  }
+  SetG4Fields(tif, width, height);
+  const bool written =
+      TIFFWriteRawStrip(tif, 0, const_cast<uint8_t *>(strip.data()),
+                        static_cast<tmsize_t>(strip.size())) == static_cast<tmsize_t>(strip.size());
+  TIFFClose(tif);
+  tif = written ? file.open("r") : nullptr;
+  Bitmap out(width, height);
+  const tmsize_t size = static_cast<tmsize_t>(out.bits.size());
+  const bool read = tif != nullptr && TIFFReadEncodedStrip(tif, 0, out.bits.data(), size) == size;
+  if (tif != nullptr) {
+    TIFFClose(tif);
+  }
+  return read ? out : Bitmap();
 }
 
 // Change buffers of exactly W + 6 entries, and a tile set up for the first row.

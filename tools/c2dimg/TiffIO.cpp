@@ -1,7 +1,7 @@
 // TIFF through libtiff. A Group 4 page goes into a CImg1G4 from its coded tiles or
 // strips as they are stored, without decoding; other bilevel pages become CImg1,
 // palette pages CImg8, and everything else libtiff can turn into RGBA a CImg32.
-// Bilevel output is written as Group 4.
+// Bilevel output is written as Group 4 by the library (G4TiffWrite.cpp).
 #include <tiffio.h>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 
 #include "Failure.h"
 #include "Formats.h"
+#include "G4TiffWrite.h"
 #include "Library.h"
 
 namespace c2dimg {
@@ -407,8 +408,8 @@ void WriteTiff(Rows &rows, const Picture &picture, OutputFile &out) {
   const uint16_t deflate = TIFFIsCODECConfigured(COMPRESSION_ADOBE_DEFLATE) != 0
                                ? COMPRESSION_ADOBE_DEFLATE
                                : COMPRESSION_LZW;
-  // Bilevel rows go through libtiff's Group 4 encoder, black as 1; the others are
-  // deflated bytes.
+  // Bilevel rows go through the library's Group 4 strip encoder, black as 1; the
+  // others are deflated bytes.
   const RowKind kind = rows.kind();
   const bool bilevel = kind == RowKind::kBilevel;
   TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bilevel ? 1 : 8);
@@ -446,8 +447,11 @@ void WriteTiff(Rows &rows, const Picture &picture, OutputFile &out) {
     TIFFSetField(t, TIFFTAG_XRESOLUTION, static_cast<float>(picture.dpiX));
     TIFFSetField(t, TIFFTAG_YRESOLUTION, static_cast<float>(picture.dpiY));
   }
+  if (bilevel) {
+    WriteG4Strips(t, rows, rowsPerStrip, out.path());
+  }
   std::vector<uint8_t> row(rows.rowBytes());
-  for (uint32_t y = 0; y < rows.height(); ++y) {
+  for (uint32_t y = 0; y < rows.height() && !bilevel; ++y) {
     rows.read(y, row.data());
     if (TIFFWriteScanline(t, row.data(), y, 0) != 1) {
       throw FileError(out.path(), Reason("cannot write row " + std::to_string(y)));

@@ -1,0 +1,220 @@
+// The Group 4 encoder against libtiff's encoder byte for byte, against libtiff's and
+// our own decoders, and against the worked values of change detection, the code
+// tables and the end-of-block tail; then the refusals.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "G4TiffOracle.h"
+#include "G4TiledPage.h"
+#include "Image/Core2DImage.h"
+#include "Image/g4/internal/G4EncodeTables.h"
+#include "Image/g4/internal/G4TileBatch.h"
+
+namespace {
+
+using g4test::Bitmap;
+using g4test::FirstDifference;
+using Bytes = std::vector<uint8_t>;
+using BlockCoder = int (*)(unsigned char *, unsigned char *&, int, int, int);
+
+// `image` coded by createG4Tile or create_g4_tiff_strip_tmp; empty when refused.
+Bytes Code(BlockCoder coder, Bitmap image) {
+  image.bits.push_back(0);  // a source even for no rows
+  unsigned char *out = nullptr;
+  const int n = coder(image.bits.data(), out, static_cast<int>(image.width),
+                      static_cast<int>(image.stride), static_cast<int>(image.height));
+  EXPECT_EQ(out == nullptr, n == 0);
+  Bytes bytes(out, out + n);
+  std::free(out);
+  return bytes;
+}
+
+TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
+  std::vector<uint32_t> widths = {1728, 2550, 2623, 2624, 2625, 5200, 9000, 70001};
+  for (uint32_t w = 1; w <= 70; ++w) {
+    widths.push_back(w);
+  }
+  ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
+  for (uint32_t w : widths) {
+    for (const g4test::Pattern &p : g4test::kPatterns) {
+      SCOPED_TRACE(std::string(p.name) + " at width " + std::to_string(w));
+      Bitmap clean(w, w <= 70 ? 40 : w < 10000 ? 16 : 4);
+      g4test::Rng rng(w);
+      p.draw(clean, rng);
+      Bitmap dirty = clean;  // pad bits set at random: no coder may see them
+      for (uint32_t y = 0; y < dirty.height && w % 8 != 0; ++y) {
+        dirty.row(y)[dirty.stride - 1] |= static_cast<uint8_t>(rng.next() & (0xFFu >> (w % 8)));
+      }
+      const Bytes strip = Code(create_g4_tiff_strip_tmp, dirty);
+      const Bytes tile = Code(createG4Tile, dirty);
+      const Bytes theirs = g4test::LibtiffStrip(dirty);
+      const uint64_t raw = clean.bits.size();
+      if (strip.empty()) {  // only a code of three times the raw size is refused
+        EXPECT_GE(theirs.size() + 12, 3 * raw);
+        continue;
+      }
+      // libtiff ends the end of block on a byte; ours always takes 4 bytes.
+      Bytes trimmed = strip;
+      if (trimmed.size() == theirs.size() + 1 && trimmed.back() == 0) {
+        trimmed.pop_back();
+      }
+      EXPECT_EQ(trimmed, theirs);
+      EXPECT_EQ(FirstDifference(g4test::LibtiffDecode(strip, w, clean.height), clean), "");
+      // A tile is the same stream, refused when its complete bytes come within 16
+      // bytes of the raw size or its rows are 4096 bytes or more.
+      const uint64_t complete = strip.size() - 4;
+      EXPECT_EQ(!tile.empty(), clean.stride < 4096 && (complete == 0 || complete + 16 < raw));
+      if (!tile.empty()) {
+        EXPECT_EQ(tile, strip);
+      }
+      // The decoder fails on tiny rows with a change in every column; see G4OracleTest.
+      if (!tile.empty() && w > 16) {
+        const Bytes words = g4test::ToDecoderOrder(tile);
+        const auto out = g4test::DecodeStream(words, w, clean.height, words.size());
+        EXPECT_EQ(out.decodedRows, clean.height);
+        EXPECT_EQ(FirstDifference(out.image, clean), "");
+      }
+    }
+  }
+  CCITT_DisableG4Decode();
+}
+
+TEST(G4EncodeTest, TilesMakeTheSamePageAsLibtiffTiles) {
+  Bitmap source(203, 157);
+  g4test::Rng rng(3);
+  g4test::kPatterns[7].draw(source, rng);  // strokes
+  const auto ours = [](const Bitmap &tile) {
+    return g4test::ToDecoderOrder(Code(createG4Tile, tile));
+  };
+  g4test::TiledPage theirs = g4test::MakeTiledPage(source, 64, 48);
+  g4test::TiledPage mine = g4test::MakeTiledPage(source, 64, 48, IMG_ALIGN_NONE, nullptr, ours);
+  EXPECT_EQ(mine.empty, theirs.empty);
+  const ImgRect all = theirs.image->getRect();
+  EXPECT_EQ(FirstDifference(g4test::BitsOf(*g4test::Cut(*mine.image, all)),
+                            g4test::BitsOf(*g4test::Cut(*theirs.image, all))),
+            "");
+}
+
+TEST(G4EncodeTest, WorkedValues) {
+  const c2d::G4EncodeTables &t = c2d::kG4EncodeTables;
+  EXPECT_EQ(t.G4WhiteTerm[0], 0x00083500u);
+  EXPECT_EQ(t.G4WhiteTerm[1], 0x00061C00u);
+  EXPECT_EQ(Bytes(t.G4KeepBelow, t.G4KeepBelow + 9),
+            (Bytes{0xFF, 0x7F, 0x3F, 0x1F, 0x0F, 0x07, 0x03, 0x01, 0x00}));
+  EXPECT_EQ(Bytes(t.G4FillAbove, t.G4FillAbove + 9),
+            (Bytes{0x00, 0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE, 0xFF}));
+  // Change detection by both names; the byte after the row comes back unchanged.
+  struct Detection {
+    int width;
+    Bytes row;
+    std::vector<int> list;
+  };
+  const Detection detections[] = {
+      {8, {0x38, 0x5C}, {0, 3, 6, 9, 9, 9}},  // black at 2..4
+      {8, {0x07, 0x5C}, {0, 6, 9, 9, 9}},     // black at the last three
+      {5, {0x0F, 0x00}, {0, 5, 6, 6, 6}},     // the last pixel black, pad bits set
+      {5, {0x07, 0x00}, {0, 6, 6, 6}},        // only pad bits set
+  };
+  for (auto *detect : {CCITT_DetectChanges, cit_detect_changes_tmp}) {
+    for (const Detection &d : detections) {
+      Bytes row = d.row;
+      std::vector<int> changes(d.width + 4, -1);
+      unsigned count = 99;
+      detect(d.width, row.data(), static_cast<int>(changes.size()), changes.data(), &count);
+      changes.resize(count);
+      EXPECT_EQ(changes, d.list);
+      EXPECT_EQ(row, d.row);
+    }
+  }
+  // A white row against a white reference is one V0 code.
+  for (auto *encode : {CCITT_EncodeG4Row, cit_encode_gr4_tmp}) {
+    unsigned white[] = {0, 9, 9, 9};
+    unsigned short words[13] = {};
+    unsigned bits = 0;
+    encode(white, 4, white, 4, words, &bits, nullptr, nullptr);
+    EXPECT_EQ(bits, 1u);
+    EXPECT_EQ(words[0], 0x8000u);
+  }
+  // r white rows code as r one bits, then the end of block from bit r mod 8.
+  const uint32_t kTails[8] = {0x00100100, 0x00080080, 0x00040040, 0x00020020,
+                              0x00010010, 0x00008008, 0x00004004, 0x00002002};
+  for (BlockCoder coder : {createG4Tile, create_g4_tiff_strip_tmp}) {
+    for (uint32_t r = 0; r <= 17; ++r) {
+      Bytes want(r / 8, 0xFF);
+      const uint32_t tail = kTails[r % 8] | (0xFF00u >> (r % 8) & 0xFFu) << 24;
+      for (int shift = 24; shift >= 0; shift -= 8) {
+        want.push_back(static_cast<uint8_t>(tail >> shift));
+      }
+      EXPECT_EQ(Code(coder, Bitmap(64, r)), want) << r << " rows";
+    }
+  }
+}
+
+TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
+  Bytes zeros(8192, 0);
+  Bitmap noise(64, 16);
+  g4test::Rng rng(5);
+  g4test::Noise(noise, rng, 0.5);
+  struct Case {
+    const char *name;
+    BlockCoder coder;
+    unsigned char *source;
+    int width, bytesPerRow, rows, result;
+  };
+  const BlockCoder tile = createG4Tile, strip = create_g4_tiff_strip_tmp;
+  const Case cases[] = {
+      {"null source", tile, nullptr, 8, 1, 1, 0},
+      {"null source", strip, nullptr, 8, 1, 1, 0},
+      {"no width", strip, zeros.data(), 0, 1, 1, 0},
+      {"negative width", tile, zeros.data(), -8, 1, 1, 0},
+      {"rows narrower than the width", strip, zeros.data(), 9, 1, 1, 0},
+      {"negative bytesPerRow", tile, zeros.data(), 8, -1, 1, 0},
+      {"tile rows of 4096 bytes", tile, zeros.data(), 8, 4096, 1, 0},
+      {"strip rows of 4096 bytes", strip, zeros.data(), 8, 4096, 1, 4},
+      {"negative rows", tile, zeros.data(), 8, 1, -3, 4},
+      {"noise in a tile", tile, noise.bits.data(), 64, 8, 16, 0},
+  };
+  for (const Case &c : cases) {
+    unsigned char *out = zeros.data();
+    EXPECT_EQ(c.coder(c.source, out, c.width, c.bytesPerRow, c.rows), c.result) << c.name;
+    EXPECT_EQ(out == nullptr, c.result == 0) << c.name;
+    std::free(out);
+  }
+  // A list that does not fit gives count 0; a malformed list or no words, no bits.
+  Bytes row = {0x55, 0x5C};
+  int changes[8];
+  unsigned count = 7, bits = 7;
+  CCITT_DetectChanges(8, row.data(), 6, changes, &count);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(row, (Bytes{0x55, 0x5C}));
+  unsigned white[] = {0, 9, 9, 9}, backwards[] = {0, 5, 3, 9, 9, 9};
+  unsigned short words[16];
+  cit_encode_gr4_tmp(white, 4, backwards, 6, words, &bits, nullptr, nullptr);
+  EXPECT_EQ(bits, 0u);
+  bits = 7;
+  CCITT_EncodeG4Row(white, 4, white, 4, nullptr, &bits, nullptr, nullptr);
+  EXPECT_EQ(bits, 0u);
+  // A batch keeps nothing when a tile is refused (the leak check sees the first).
+  const Bitmap blank(64, 16);
+  unsigned char *sources[] = {zeros.data(), noise.bits.data()};
+  unsigned sizes[2] = {};
+  unsigned char **data = nullptr;
+  unsigned *counts = nullptr;
+  EXPECT_FALSE(createG4Tiles(0, 64, 16, 8, sources, sizes, &data, &counts));
+  EXPECT_FALSE(createG4Tiles(2, 64, 16, 8, sources, nullptr, &data, &counts));
+  EXPECT_FALSE(createG4Tiles(2, 64, 16, 8, sources, sizes, &data, &counts));
+  EXPECT_EQ(data, nullptr);
+  sources[1] = zeros.data();
+  ASSERT_TRUE(createG4Tiles(2, 64, 16, 8, sources, sizes, &data, &counts));
+  for (unsigned i = 0; i < 2; ++i) {
+    EXPECT_EQ(Bytes(data[i], data[i] + counts[i]), Code(createG4Tile, blank));
+    std::free(data[i]);
+  }
+  std::free(data);
+  std::free(counts);
+}
+
+}  // namespace
