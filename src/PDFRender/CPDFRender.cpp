@@ -181,14 +181,16 @@ void CPDFRender::getOutputRect(unsigned &width, unsigned &height) {
 bool CPDFRender::getImage(unsigned depth, unsigned char *&data, uint64_t &size, bool /*small*/) {
   data = nullptr;
   size = 0;
-  if (document == nullptr || (depth != 32 && depth != 1) ||
-      !FitsLimit(outputWidth, outputHeight) || viewRight < viewLeft || viewBottom < viewTop) {
+  if (document == nullptr || (depth != 32 && depth != 1) || !FitsLimit(outputWidth, outputHeight) ||
+      viewRight < viewLeft || viewBottom < viewTop) {
     return false;
   }
   // The viewport, measured in page pixels, is stretched onto the output raster: the
   // render's resolution is the density times the stretch on each axis.
-  const double stretchX = static_cast<double>(outputWidth) / (static_cast<double>(viewRight) - viewLeft + 1);
-  const double stretchY = static_cast<double>(outputHeight) / (static_cast<double>(viewBottom) - viewTop + 1);
+  const double stretchX =
+      static_cast<double>(outputWidth) / (static_cast<double>(viewRight) - viewLeft + 1);
+  const double stretchY =
+      static_cast<double>(outputHeight) / (static_cast<double>(viewBottom) - viewTop + 1);
   const double x = std::round(viewLeft * stretchX);
   const double y = std::round(viewTop * stretchY);
   if (x > INT_MAX || y > INT_MAX) {
@@ -205,8 +207,8 @@ bool CPDFRender::getImage(unsigned depth, unsigned char *&data, uint64_t &size, 
   if (!image.is_valid()) {
     return false;
   }
-  const size_t stride = depth == 32 ? (3 * size_t{outputWidth} + 3) / 4 * 4
-                                    : (size_t{outputWidth} + 31) / 32 * 4;
+  const size_t stride =
+      depth == 32 ? (3 * size_t{outputWidth} + 3) / 4 * 4 : (size_t{outputWidth} + 31) / 32 * 4;
   const size_t total = stride * outputHeight;
   auto *out = static_cast<unsigned char *>(std::malloc(total));
   if (out == nullptr) {
@@ -242,9 +244,7 @@ void CPDFRender::setSmoothLine(bool on) { smoothLine = on; }
 
 void CPDFRender::setSmoothText(bool on) { smoothText = on; }
 
-int CPDFRender::getPageCount() {
-  return document == nullptr ? 0 : document->file->pages();
-}
+int CPDFRender::getPageCount() { return document == nullptr ? 0 : document->file->pages(); }
 
 void CPDFRender::setPixelLimit(uint64_t pixels) { sPixelLimit = pixels; }
 

@@ -23,8 +23,8 @@ inline std::string Document(const std::vector<Page> &pages, bool locked = false)
     kids += std::to_string(3 + 2 * i) + " 0 R ";
   }
   objects.push_back("<< /Type /Catalog /Pages 2 0 R >>");
-  objects.push_back("<< /Type /Pages /Kids [" + kids + "] /Count " +
-                    std::to_string(pages.size()) + " >>");
+  objects.push_back("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages.size()) +
+                    " >>");
   for (size_t i = 0; i < pages.size(); ++i) {
     const Page &p = pages[i];
     objects.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + std::to_string(p.width) +
@@ -39,8 +39,9 @@ inline std::string Document(const std::vector<Page> &pages, bool locked = false)
     const std::string junk(64, 'A');
     objects.push_back("<< /Filter /Standard /V 1 /R 2 /Length 40 /P -4 /O <" + junk + "> /U <" +
                       junk + "> >>");
-    trailerExtra = " /Encrypt " + std::to_string(objects.size()) +
-                   " 0 R /ID [<00112233445566778899AABBCCDDEEFF> <00112233445566778899AABBCCDDEEFF>]";
+    trailerExtra =
+        " /Encrypt " + std::to_string(objects.size()) +
+        " 0 R /ID [<00112233445566778899AABBCCDDEEFF> <00112233445566778899AABBCCDDEEFF>]";
   }
   std::string out = "%PDF-1.4\n";
   std::vector<size_t> offsets;
@@ -55,8 +56,8 @@ inline std::string Document(const std::vector<Page> &pages, bool locked = false)
     std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
     out += line;
   }
-  out += "trailer\n<< /Size " + std::to_string(objects.size() + 1) + " /Root 1 0 R" +
-         trailerExtra + " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+  out += "trailer\n<< /Size " + std::to_string(objects.size() + 1) + " /Root 1 0 R" + trailerExtra +
+         " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
   return out;
 }
 

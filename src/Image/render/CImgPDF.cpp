@@ -35,8 +35,8 @@ void LongSideTarget(unsigned w, unsigned h, unsigned &targetW, unsigned &targetH
   } else {
     targetH = kLongSide;
     targetW = h == 0 ? 0
-                     : static_cast<unsigned>(static_cast<float>(kLongSide) /
-                                             static_cast<float>(h) * static_cast<float>(w));
+                     : static_cast<unsigned>(static_cast<float>(kLongSide) / static_cast<float>(h) *
+                                             static_cast<float>(w));
   }
 }
 
@@ -49,8 +49,7 @@ ImgScaleAttr ColourAttr() {
 // The part of a raster `length` pixels long that shows `wanted` of the `rendered`
 // page pixels it covers, centred: its first pixel and one past its last, cut to the
 // raster. A rendered length below 1 means the whole raster.
-void CentredSpan(double wanted, double rendered, unsigned length, unsigned &first,
-                 unsigned &last) {
+void CentredSpan(double wanted, double rendered, unsigned length, unsigned &first, unsigned &last) {
   const double ratio = rendered < 1 ? 1.0 : wanted / rendered;
   const double span = std::trunc(length * ratio);
   const double margin = std::trunc((length - span) * 0.5);
@@ -301,8 +300,8 @@ IImg *CImgPDF::doRasOp(Core2DImage::RasOpEnum::RasOp /*op*/, RasOpXfmAttr & /*at
   return nullptr;
 }
 
-void CImgPDF::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp /*op*/, bool /*keyed*/,
-                             unsigned /*key*/, unsigned /*colour*/) {}
+void CImgPDF::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp /*op*/, bool /*keyed*/, unsigned /*key*/,
+                             unsigned /*colour*/) {}
 
 void CImgPDF::doRasOpInPlace(Core2DImage::RasOpEnum::RasOp /*op*/, RasOpXfmAttr & /*attr*/,
                              const IImg & /*source*/) {}
@@ -414,8 +413,7 @@ void CImgPDF::setBackgroundColor(unsigned colour) {
   backgroundState = IMG_BG_KNOWN;
 }
 
-ImgPDFTileIterator *CImgPDF::getTileIterator(int tileW, int tileH,
-                                             CImg32::TileFormat format) {
+ImgPDFTileIterator *CImgPDF::getTileIterator(int tileW, int tileH, CImg32::TileFormat format) {
   return ImgPDFTileIterator::createIterator(this, static_cast<unsigned>(tileW),
                                             static_cast<unsigned>(tileH), format);
 }
