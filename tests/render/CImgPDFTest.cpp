@@ -192,6 +192,12 @@ TEST(CImgPDFTest, AnotherSizeOrAreaIsScaledToTheSizeAskedFor) {
   auto &colour = dynamic_cast<CImg32 &>(*image);
   EXPECT_EQ(colour(49, 0) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(colour(49, 99) & 0xFFFFFF, 0xFF0000u);
+  // Less shown than asked for: the centred part would start before the raster and end
+  // past it; it is cut to the raster.
+  fake->viewWidth_ = 50;
+  image.reset(doc->scale(ImgRect(0u, 0u, 99u, 49u), 100, 50, attr));
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->getWidth(), 100u);
 }
 
 TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
@@ -266,6 +272,8 @@ TEST(CImgPDFTest, RefusedRendersLeaveNothingBehind) {
   attr = Depth(32);
   EXPECT_EQ(doc->scale(-0.5, attr), nullptr);
   EXPECT_EQ(doc->scale(1e12, attr), nullptr);
+  // A rectangle whose sides wrap to 0 asks for nothing it would divide by.
+  EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 0xFFFFFFFFu, 0xFFFFFFFFu)), nullptr);
 }
 
 TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
@@ -286,6 +294,8 @@ TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
   EXPECT_EQ(doc->getCGMDPI(), 200);
   doc->setCGMDPI(300);
   EXPECT_EQ(doc->getCGMDPI(), 300);
+  // A page too large for the 32-bit byte counts reads as full.
+  EXPECT_EQ(FakePdf::Around(new FakeRender(70000, 70000))->getTotalBytes(), 0xFFFFFFFFu);
 
   // The tile grid: 1000 x 1000 in tiles of 300 has 16 tiles, 100 valid at the edges,
   // and no tile carries bytes. The dump, switched on here only, writes each (empty)
