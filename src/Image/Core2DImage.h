@@ -26,6 +26,8 @@
 #include "Image/rasterop/RasOpEnum.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 #include "Image/rasterop/RasterOp.h"
+#include "Image/render/CImgPDF.h"
+#include "Image/render/ImgPDFTileIterator.h"
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"

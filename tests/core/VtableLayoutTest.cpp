@@ -116,6 +116,20 @@ TEST(VtableLayoutTest, ConcreteClassesAddNoSlotsInBetween) {
   EXPECT_EQ(EntryIndex(&CImg32::isBackgroundKnown), EntryOfSlot(55));
 }
 
+TEST(VtableLayoutTest, CImgPDFFillsTheInheritedSlots) {
+  using Scale = IImg *(CImgPDF::*)(const ImgRect &, unsigned, unsigned, ImgScaleAttr &);
+  EXPECT_EQ(EntryIndex(&CImgPDF::getBackgroundColor), EntryOfSlot(20));
+  EXPECT_EQ(EntryIndex(&CImgPDF::getSubImage), EntryOfSlot(22));
+  EXPECT_EQ(EntryIndex(&CImgPDF::getUnformatted), EntryOfSlot(25));
+  EXPECT_EQ(EntryIndex(&CImgPDF::DrawFilledRectangle), EntryOfSlot(43));
+  EXPECT_EQ(EntryIndex(static_cast<Scale>(&CImgPDF::scale)), EntryOfSlot(50));
+  EXPECT_EQ(EntryIndex(&CImgPDF::writeTIFF), EntryOfSlot(53));
+  EXPECT_EQ(EntryIndex(&CImgPDF::isBackgroundKnown), EntryOfSlot(55));
+  char missing[] = "/nonexistent/page.pdf";
+  EXPECT_EQ(CImgPDF::create(missing, 1, false), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+}
+
 TEST(VtableLayoutTest, ExportedClassesWorkThroughTheSharedLibrary) {
   CImg32 *image = CImg32::create(4, 4, RGB_ORDER_BGR);
   ASSERT_NE(image, nullptr);

@@ -15,7 +15,7 @@ namespace {
 
 const char kCommonHelp[] =
     "Common options:\n"
-    "  --page N     read page N (from 1) of a multi-page TIFF\n"
+    "  --page N     read page N (from 1) of a multi-page TIFF or a PDF\n"
     "  -q, --quiet  print nothing but errors; no progress bar\n"
     "  -h, --help   show this help\n";
 
@@ -230,7 +230,8 @@ std::string Help(const CommandSpec *command) {
   return Usage(nullptr) +
          "\nLooks at, scales, rotates, mirrors, converts and composites raster pages with\n"
          "the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG, PBM,\n"
-         "PGM and PPM, recognised by their contents; writes the format that the\n"
+         "PGM, PPM and PDF (pages rendered on demand at 200 dpi), recognised by their\n"
+         "contents; writes the format that the\n"
          "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Bilevel results\n"
          "are written black on white.\n\n"
          "'c2dimg COMMAND --help' describes a command.\n\n" +

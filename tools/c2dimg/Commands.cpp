@@ -10,6 +10,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Library.h"
+#include "PdfInput.h"
 #include "Progress.h"
 
 namespace c2dimg {
@@ -37,6 +38,9 @@ void Write(const Picture &picture, const std::string &path, const CommandLine &l
 
 std::string TypeName(Picture &picture) {
   IImg &image = *picture.image;
+  if (IsDocument(image)) {
+    return DocumentTypeName(image);
+  }
   switch (image.getType()) {
     case IMG_TYPE_1BIT:
       return "CImg1, bilevel";
@@ -57,7 +61,9 @@ std::string BackgroundText(Picture &picture) {
   Operation op(picture, "find the background");
   IImg &image = *picture.image;
   std::string text;
-  if (IsBilevel(image)) {
+  if (IsDocument(image)) {
+    text = DocumentBackground(image);
+  } else if (IsBilevel(image)) {
     unsigned bit = 0;
     uint32_t setRgb = 0, clearRgb = 0;
     if (auto *g4 = dynamic_cast<CImg1G4 *>(&image)) {
@@ -89,7 +95,7 @@ std::string BackgroundText(Picture &picture) {
 }
 
 void Info(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   IImg &image = *picture.image;
   const uint32_t w = image.getWidth(), h = image.getHeight();
   std::printf("file         %s\n", picture.path.c_str());
@@ -117,7 +123,7 @@ void Info(const CommandLine &line) {
 }
 
 void Background(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   std::printf("%s\n", BackgroundText(picture).c_str());
 }
 
@@ -174,7 +180,8 @@ void Scale(const CommandLine &line) {
     rect = ParseList(line.required("rect"), ',', 4, "--rect");
   }
 
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  // A document renders straight at the size asked for.
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   IImg &image = *picture.image;
   ImgRect source = image.getRect();
   if (!rect.empty()) {
@@ -200,7 +207,7 @@ void Scale(const CommandLine &line) {
   const bool fromBilevel = IsBilevel(image);
   Progress progress("scaling", 0);
   Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h));
-  if (w == sw && h == sh) {
+  if (w == sw && h == sh && !IsDocument(image)) {
     // A Group 4 page asked for its own size decompresses the whole page, so a
     // rectangle of the same size is cut out instead.
     op.finish(picture, image.getSubImage(source));
@@ -211,6 +218,9 @@ void Scale(const CommandLine &line) {
     ImgScaleAttr attr;
     attr.bitDepth = line.has("grey") ? 32 : 0;
     attr.resample = line.has("resample");
+    if (IsDocument(image)) {
+      attr.bitDepth = DocumentDepth(image, line.has("grey"));
+    }
     if (fromG4 && attr.bitDepth == 32) {
       // The grey reduction of a page whose background is still unknown counts the
       // white runs as ink; settled first, it counts the ink.

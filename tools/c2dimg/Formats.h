@@ -70,8 +70,9 @@ extern const Format kPgmFormat;
 extern const Format kPpmFormat;
 
 // Reads FILE by its contents. A FileError for a missing, unreadable, empty, truncated,
-// unsupported or self-contradicting file.
-Picture ReadPicture(const std::string &path, uint32_t page);
+// unsupported or self-contradicting file. A document (PDF) is rendered at its own size
+// unless keepDocument asks for the document itself.
+Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument = false);
 // The format OUT's extension names; a UsageError for any other extension.
 const Format &OutputFormat(const std::string &path);
 // Writes the picture to OUT in OUT's format and answers the kind of rows written.

@@ -1,0 +1,50 @@
+// A whole process that renders one PDF page to a 1700 x 2200 CImg32 through
+// CImgPDF::scale and writes it as a binary PPM, for timing beside pdftoppm (see
+// compare_pdf_render.sh):
+//
+//   PdfRenderBench FILE.pdf PAGE OUT.ppm
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+
+int main(int argc, char **argv) {
+  if (argc != 4) {
+    std::fprintf(stderr, "usage: %s FILE.pdf PAGE OUT.ppm\n", argv[0]);
+    return 1;
+  }
+  constexpr unsigned kWidth = 1700, kHeight = 2200;
+  std::unique_ptr<CImgPDF> doc(CImgPDF::create(argv[1], std::atoi(argv[2]), false));
+  if (!doc) {
+    std::fprintf(stderr, "%s: cannot open page %s\n", argv[1], argv[2]);
+    return 2;
+  }
+  ImgScaleAttr attr;
+  attr.bitDepth = 32;
+  std::unique_ptr<IImg> page(doc->scale(doc->getRect(), kWidth, kHeight, attr));
+  auto *pixels = dynamic_cast<CImg32 *>(page.get());
+  if (pixels == nullptr || pixels->peekDataArray() == nullptr) {
+    std::fprintf(stderr, "%s: the render failed\n", argv[1]);
+    return 2;
+  }
+  FILE *out = std::fopen(argv[3], "wb");
+  if (out == nullptr) {
+    return 2;
+  }
+  std::fprintf(out, "P6\n%u %u\n255\n", kWidth, kHeight);
+  std::vector<unsigned char> row(3 * kWidth);
+  for (unsigned y = 0; y < kHeight; ++y) {
+    // RGB order: red in the low byte.
+    for (unsigned x = 0; x < kWidth; ++x) {
+      const unsigned word = (*pixels)(y, x);
+      row[3 * x] = static_cast<unsigned char>(word);
+      row[3 * x + 1] = static_cast<unsigned char>(word >> 8);
+      row[3 * x + 2] = static_cast<unsigned char>(word >> 16);
+    }
+    std::fwrite(row.data(), 1, row.size(), out);
+  }
+  return std::fclose(out) == 0 ? 0 : 2;
+}

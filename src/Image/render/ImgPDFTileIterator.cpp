@@ -1,0 +1,217 @@
+// ImgPDFTileIterator: the tile grid of a document, and the debug dump of its tiles.
+#include "Image/render/ImgPDFTileIterator.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <system_error>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+#include "Image/core/ImgSize.h"
+#include "Image/render/CImgPDF.h"
+#include "Image/render/internal/PdfTileDump.h"
+
+namespace {
+
+// Process-wide and unlocked, like the rest of the dump.
+bool sDumpOn = false;
+int sDumpCounter = 1;
+
+// The formats the grid accepts: 1, 2, 4 and 7.
+bool IsAcceptedFormat(int format) { return format >= 0 && format <= 7 && ((0x96 >> format) & 1); }
+
+}  // namespace
+
+namespace c2d {
+
+void SetPdfTileDump(bool on) { sDumpOn = on; }
+
+bool PdfTileDumpOn() { return sDumpOn; }
+
+std::string NextPdfTileDumpPath() {
+  char name[64];
+  std::snprintf(name, sizeof name, "tmp_32x32_%d.raw", sDumpCounter);
+#if defined(_WIN32)
+  return std::string("G:\\tmp\\") + name;
+#else
+  std::error_code error;
+  const std::filesystem::path dir = std::filesystem::temp_directory_path(error);
+  return ((error ? std::filesystem::path("/tmp") : dir) / name).string();
+#endif
+}
+
+bool DumpPdfTile(const unsigned char *data, unsigned length) {
+  const std::string path = NextPdfTileDumpPath();
+  ++sDumpCounter;
+#if defined(_WIN32)
+  HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  DWORD written = 0;
+  WriteFile(file, data, length, &written, nullptr);
+  CloseHandle(file);
+#else
+  FILE *file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) {
+    return false;
+  }
+  if (length > 0) {
+    (void)std::fwrite(data, 1, length, file);
+  }
+  std::fclose(file);
+#endif
+  return true;
+}
+
+}  // namespace c2d
+
+ImgPDFTileIterator::ImgPDFTileIterator()
+    : image(nullptr),
+      format(CImg32::UNCOMPRESSED),
+      outputOrder(RGB_ORDER_BGR),
+      inputBytesPerPixel(4),
+      outputBytesPerPixel(4),
+      tileWidth(0),
+      tileHeight(0),
+      widthInTiles(0),
+      heightInTiles(0),
+      rightPadPixels(0),
+      inputRightPadBytes(0),
+      outputRightPadBytes(0),
+      bottomPadRows(0),
+      tileCount(0),
+      inputTileBytes(0),
+      tileBytes(0),
+      outputCapacity(0),
+      currentTileRow(0),
+      currentTileColumn(0),
+      atBottomEdge(false),
+      atRightEdge(false),
+      outputBuffer(nullptr),
+      outputLength(0),
+      nullValue(0),
+      tileX(0),
+      tileY(0),
+      nullRow(nullptr) {}
+
+ImgPDFTileIterator::~ImgPDFTileIterator() {
+  image = nullptr;
+  std::free(outputBuffer);
+  std::free(nullRow);
+}
+
+ImgPDFTileIterator *ImgPDFTileIterator::createIterator(CImgPDF *document, unsigned tileW,
+                                                       unsigned tileH,
+                                                       CImg32::TileFormat tileFormat) {
+  // A side of 0 would leave no grid to walk.
+  if (!IsAcceptedFormat(tileFormat) || tileW == 0 || tileH == 0) {
+    return nullptr;
+  }
+  ImgPDFTileIterator *it = new (std::nothrow) ImgPDFTileIterator();
+  if (it == nullptr) {
+    return nullptr;
+  }
+  const unsigned width = document->getWidth();
+  const unsigned height = document->getHeight();
+  it->image = document;
+  it->format = tileFormat;
+  it->tileWidth = tileW > width ? width : tileW;
+  it->tileHeight = tileH > height ? height : tileH;
+  it->widthInTiles = width / it->tileWidth;
+  if (width % it->tileWidth != 0) {
+    ++it->widthInTiles;
+    it->rightPadPixels = it->widthInTiles * it->tileWidth - width;
+    it->inputRightPadBytes = it->outputRightPadBytes = 4 * it->rightPadPixels;
+  }
+  it->heightInTiles = height / it->tileHeight;
+  if (height % it->tileHeight != 0) {
+    ++it->heightInTiles;
+    it->bottomPadRows = it->heightInTiles * it->tileHeight - height;
+  }
+  it->inputTileBytes = it->tileBytes = it->tileWidth * 4;
+  it->tileCount = it->widthInTiles * it->heightInTiles;
+  if (!c2d::CheckedSize32(it->tileWidth, it->tileHeight, 4, &it->outputCapacity)) {
+    delete it;
+    return nullptr;
+  }
+  it->nullRow = static_cast<unsigned char *>(std::malloc(it->inputTileBytes));
+  it->outputBuffer = static_cast<unsigned char *>(std::malloc(it->outputCapacity));
+  if (it->nullRow == nullptr || it->outputBuffer == nullptr) {
+    delete it;
+    return nullptr;
+  }
+  const uint32_t background = document->getBackgroundColor();
+  auto *row = reinterpret_cast<uint32_t *>(it->nullRow);
+  for (uint32_t i = 0; i < it->tileWidth; ++i) {
+    row[i] = background;
+  }
+  if (tileFormat == CImg32::HP_RTL) {
+    it->outputBytesPerPixel = 3;
+    it->outputRightPadBytes = 3 * it->rightPadPixels;
+    it->tileBytes = 3 * it->tileWidth;
+  }
+  return it;
+}
+
+bool ImgPDFTileIterator::getNextTile(unsigned char *&data, unsigned &length, unsigned &nullValue_,
+                                     unsigned &x, unsigned &y, unsigned &tileWidth_,
+                                     unsigned &tileHeight_, unsigned &validWidth,
+                                     unsigned &validHeight, bool &ok) {
+  ok = true;
+  if (currentTileRow == heightInTiles) {
+    return false;
+  }
+  tileX = currentTileColumn * tileWidth;
+  tileY = currentTileRow * tileHeight;
+  atBottomEdge = currentTileRow + 1 == heightInTiles;
+  atRightEdge = currentTileColumn + 1 == widthInTiles;
+  // No format writes anything: a document's pixels are not cut into tiles here.
+  ++currentTileColumn;
+  if (atRightEdge) {
+    ++currentTileRow;
+    currentTileColumn = 0;
+  }
+  data = outputBuffer;
+  length = outputLength;
+  nullValue_ = nullValue;
+  x = tileX;
+  y = tileY;
+  tileWidth_ = tileWidth;
+  tileHeight_ = tileHeight;
+  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
+  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
+  if (c2d::PdfTileDumpOn()) {
+    (void)c2d::DumpPdfTile(data, length);
+  }
+  return true;
+}
+
+bool ImgPDFTileIterator::getNextTile(unsigned char *&data, unsigned &length, unsigned &nullValue_,
+                                     unsigned &x, unsigned &y, unsigned &tileWidth_,
+                                     unsigned &tileHeight_, unsigned &validWidth,
+                                     unsigned &validHeight) {
+  bool ok = true;
+  return getNextTile(data, length, nullValue_, x, y, tileWidth_, tileHeight_, validWidth,
+                     validHeight, ok);
+}
+
+void ImgPDFTileIterator::setOutput_24Bit(bool on) {
+  outputBytesPerPixel = on ? 3 : 4;
+  outputRightPadBytes = outputBytesPerPixel * rightPadPixels;
+  tileBytes = outputBytesPerPixel * tileWidth;
+}
+
+void ImgPDFTileIterator::setOutput_RGBOrder(RGBOrder order) { outputOrder = order; }
+
+unsigned ImgPDFTileIterator::getRowPixelPadding() const { return rightPadPixels; }
+
+unsigned ImgPDFTileIterator::getWidthInTiles() const { return widthInTiles; }
+
+unsigned ImgPDFTileIterator::getHeightInTiles() const { return heightInTiles; }
