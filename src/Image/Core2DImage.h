@@ -12,6 +12,7 @@
 #include "Image/core/ImgRect.h"
 #include "Image/core/ImgVoidPtr.h"
 #include "Image/core/IntRect.h"
+#include "Image/draw/BgraPixel.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/G4Encode.h"

@@ -82,14 +82,25 @@ const std::vector<CommandSpec> &Commands() {
        "  --at X,Y          where SRC's top left pixel lands on DST (may be negative)\n"
        "  --alpha A         a constant opacity from 0 to 1 instead of SRC's own alpha\n"
        "  --key RRGGBB      SRC pixels of this colour are left out\n"},
+      {"draw",
+       {"FILE"},
+       {"output=", "rect=*", "circle=*", "line=*", "stroke=*", "fill=*"},
+       kDrawSynopsis,
+       kDrawHelp},
   };
   return kCommands;
 }
 
-// Whether `name` is an option of `spec`, and whether it takes a value.
-bool LookUpOption(const CommandSpec &spec, const std::string &name, bool &takesValue) {
+// Whether `name` is an option of `spec`, whether it takes a value, and whether it
+// may be repeated.
+bool LookUpOption(const CommandSpec &spec, const std::string &name, bool &takesValue,
+                  bool &repeats) {
   for (const char *option : spec.options) {
-    const std::string text = option;
+    std::string text = option;
+    repeats = text.size() > 1 && text.back() == '*';
+    if (repeats) {
+      text.pop_back();
+    }
     const bool valued = !text.empty() && text.back() == '=';
     if ((valued ? text.substr(0, text.size() - 1) : text) == name) {
       takesValue = valued;
@@ -181,7 +192,8 @@ CommandLine ParseCommandLine(int argc, char **argv) {
       continue;
     }
     bool takesValue = name == "page";
-    if (name != "page" && !LookUpOption(*line.command, name, takesValue)) {
+    bool repeats = false;
+    if (name != "page" && !LookUpOption(*line.command, name, takesValue, repeats)) {
       throw UsageError("'" + std::string(line.command->name) + "' takes no option " + arg);
     }
     if (takesValue && !inlineValue) {
@@ -192,10 +204,11 @@ CommandLine ParseCommandLine(int argc, char **argv) {
     } else if (!takesValue && inlineValue) {
       throw UsageError("--" + name + " takes no value");
     }
-    if (line.options.count(name) != 0) {
+    if (line.options.count(name) != 0 && !repeats) {
       throw UsageError("--" + name + " given twice");
     }
     line.options[name] = value;
+    line.sequence.emplace_back(name, value);
   }
   if (line.help) {
     return line;
@@ -228,9 +241,9 @@ std::string Help(const CommandSpec *command) {
     return Usage(command) + "\n" + command->help + "\n" + kCommonHelp;
   }
   return Usage(nullptr) +
-         "\nLooks at, scales, rotates, mirrors, converts and composites raster pages with\n"
-         "the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG, PBM,\n"
-         "PGM, PPM and PDF (pages rendered on demand at 200 dpi), recognised by their\n"
+         "\nLooks at, scales, rotates, mirrors, converts, composites and marks up raster\n"
+         "pages with the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG,\n"
+         "PBM, PGM, PPM and PDF (pages rendered on demand at 200 dpi), recognised by their\n"
          "contents; writes the format that the\n"
          "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Bilevel results\n"
          "are written black on white.\n\n"

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace c2dimg {
@@ -15,17 +16,22 @@ struct CommandSpec {
   // Positional arguments: their names, all required.
   std::vector<const char *> operands;
   // Options the command takes besides --help, --quiet and --page; a trailing '=' marks
-  // one that takes a value ("--width=").
+  // one that takes a value ("--width="), and "=*" one that may be given again.
   std::vector<const char *> options;
   const char *synopsis;  // the rest of the usage line
   const char *help;      // what the command does and what each option means
 };
 
+// The usage and help of `draw`, kept beside the command in DrawCommand.cpp.
+extern const char kDrawSynopsis[];
+extern const char kDrawHelp[];
+
 // A checked command line. Options are stored under their long name without dashes.
 struct CommandLine {
   const CommandSpec *command = nullptr;  // null when no command was given
   std::vector<std::string> operands;
-  std::map<std::string, std::string> options;
+  std::map<std::string, std::string> options;                 // the last value of each
+  std::vector<std::pair<std::string, std::string>> sequence;  // every option, in order
   bool help = false;
   bool quiet = false;
   uint32_t page = 1;  // the page of a multi-page TIFF, counted from 1

@@ -28,14 +28,6 @@ void MarkInkIfBilevel(Picture &picture) {
   }
 }
 
-void Write(const Picture &picture, const std::string &path, const CommandLine &line) {
-  const RowKind kind = WritePicture(picture, path);
-  if (!line.quiet) {
-    std::printf("%s: %u x %u, %s\n", path.c_str(), picture.image->getWidth(),
-                picture.image->getHeight(), KindName(kind));
-  }
-}
-
 std::string TypeName(Picture &picture) {
   IImg &image = *picture.image;
   if (IsDocument(image)) {
@@ -391,10 +383,19 @@ void Composite(const CommandLine &line) {
 
 }  // namespace
 
+void Write(const Picture &picture, const std::string &path, const CommandLine &line) {
+  const RowKind kind = WritePicture(picture, path);
+  if (!line.quiet) {
+    std::printf("%s: %u x %u, %s\n", path.c_str(), picture.image->getWidth(),
+                picture.image->getHeight(), KindName(kind));
+  }
+}
+
 void RunCommand(const CommandLine &line) {
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
-      {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},
-      {"convert", Convert}, {"background", Background}, {"composite", Composite}};
+      {"info", Info},           {"scale", Scale},     {"rotate", Rotate},
+      {"mirror", Mirror},       {"convert", Convert}, {"background", Background},
+      {"composite", Composite}, {"draw", Draw}};
   for (const auto &runner : kRunners) {
     if (std::string(line.command->name) == runner.first) {
       runner.second(line);

@@ -442,21 +442,3 @@ Img1TileIterator *CImg1::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
                                          CImg1::TileFormat /*format*/) const {
   return nullptr;
 }
-
-void CImg1::drawArc() {}
-
-void CImg1::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
-
-void CImg1::drawElipse() {}
-
-void CImg1::drawLines(int_pt_t *, int_pt_t *, bool) {}
-
-void CImg1::drawPixel(unsigned, unsigned, unsigned) {}
-
-void CImg1::drawPolyLine() {}
-
-void CImg1::drawPolygon() {}
-
-void CImg1::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
-
-void CImg1::drawSpline() {}

@@ -465,25 +465,3 @@ Img32TileIterator *CImg32::getTileIterator(int /*tileWidth*/, int /*tileHeight*/
   }
   return nullptr;
 }
-
-// ---------------------------------------------------------------------------
-// Operations of other subsystems, not available in this build: each gives no
-// result and changes nothing.
-
-void CImg32::drawArc() {}
-
-void CImg32::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
-
-void CImg32::drawElipse() {}
-
-void CImg32::drawLines(int_pt_t *, int_pt_t *, bool) {}
-
-void CImg32::drawPixel(unsigned, unsigned, unsigned) {}
-
-void CImg32::drawPolyLine() {}
-
-void CImg32::drawPolygon() {}
-
-void CImg32::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
-
-void CImg32::drawSpline() {}

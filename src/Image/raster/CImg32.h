@@ -7,6 +7,11 @@
 #include <cstdint>
 
 #include "Image/core/CImg.h"
+#include "Image/draw/BgraPixel.h"
+
+namespace Core2DImage {
+class FillTab;
+}
 
 class Export;
 class Img32TileIterator;
@@ -173,6 +178,18 @@ class C2D_EXPORT CImg32 : public CImg {
   // Slot 56. IMG_FALSE when pixels exist, IMG_FAIL for an invalid header,
   // IMG_OUT_OF_MEMORY; success is not reported. Fills with a known background.
   ImgErr initData() override;
+
+  // Drawing helpers (draw/CImg32Draw.cpp). setf writes unchecked, safeSetf as
+  // safeSet does; both then record the point in `tab`, inside the image or not.
+  void setf(Core2DImage::FillTab *tab, unsigned y, unsigned x, unsigned value);
+  void safeSetf(Core2DImage::FillTab *tab, int width, int height, int y, int x, unsigned value);
+  // The span table all CImg32 circles share, with room for `rows` rows; null when it
+  // cannot grow that far. Built once, safely under threads; used without a lock, so
+  // one circle is drawn at a time in the process.
+  static Core2DImage::FillTab *fillTab(unsigned rows);
+  // The fixed stencil of radius 4 around (x, y); `radius` is not read.
+  void drawCircle4(int x, int y, int radius, bool doStroke, bgra_u &stroke, bool doFill,
+                   bgra_u &fill);
 
   static CImg32 *_create(unsigned w, unsigned h, RGBOrder order);
 

@@ -490,25 +490,3 @@ Img8TileIterator *CImg8::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
   }
   return nullptr;
 }
-
-// ---------------------------------------------------------------------------
-// Operations of other subsystems, not available in this build: each gives no
-// result and changes nothing.
-
-void CImg8::drawArc() {}
-
-void CImg8::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
-
-void CImg8::drawElipse() {}
-
-void CImg8::drawLines(int_pt_t *, int_pt_t *, bool) {}
-
-void CImg8::drawPixel(unsigned, unsigned, unsigned) {}
-
-void CImg8::drawPolyLine() {}
-
-void CImg8::drawPolygon() {}
-
-void CImg8::DrawFilledRectangle(int, int, int, int, ColorValue &, ColorValue &) {}
-
-void CImg8::drawSpline() {}

@@ -9,6 +9,11 @@
 #include <cstdint>
 
 #include "Image/core/CImg.h"
+#include "Image/draw/BgraPixel.h"
+
+namespace Core2DImage {
+class FillTab;
+}
 
 class ColorMap;
 class Export;
@@ -162,6 +167,12 @@ class C2D_EXPORT CImg8 : public CImg {
   // IMG_OUT_OF_MEMORY; success is not reported. Fills with the low byte of a known
   // background.
   ImgErr initData() override;
+
+  // Drawing (draw/CImg8Draw.cpp). A palette image draws nothing: its table exists
+  // beside CImg32's but no operation uses it, and its radius-4 stencil is empty.
+  static Core2DImage::FillTab *fillTab(unsigned rows);
+  void drawCircle4(int x, int y, int radius, bool doStroke, bgra_u &stroke, bool doFill,
+                   bgra_u &fill);
 
   static CImg8 *_create(unsigned w, unsigned h, ColorMap *map, ImgAlignmentEnum align);
 

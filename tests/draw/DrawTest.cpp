@@ -1,0 +1,347 @@
+// Drawing: the stencils and rectangles as worked pictures, the circle walk and the
+// bilevel lines against independent models, the span table's growth, and which class
+// draws what.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "Image/draw/internal/FillTab.h"
+#include "ImgTestSupport.h"
+
+// The host's colour record: the library may read bytes 2 to 5 only; the rest are
+// markers.
+class ColorValue {
+ public:
+  explicit ColorValue(uint32_t p)
+      : bytes{0xEE, 0xEE, uint8_t(p >> 24), uint8_t(p >> 16), uint8_t(p >> 8), uint8_t(p),
+              0xEE, 0xEE} {}
+  uint8_t bytes[8];
+};
+
+namespace {
+
+using c2d_test::ImgPtr;
+
+constexpr uint32_t kPage = 0xFFFFFFFFu, kStroke = 0xFF102030u, kFill = 0xFF0000AAu;
+
+struct Open32 : CImg32 {
+  using CImg32::fillTab;
+};
+
+// A w x h CImg32 of white pixels, white being its known background.
+ImgPtr<CImg32> Page32(unsigned w, unsigned h) {
+  ImgPtr<CImg32> image(CImg32::create(w, h, RGB_ORDER_BGR));
+  image->setBackgroundColor(kPage);
+  EXPECT_TRUE(image->forceDataInit());
+  return image;
+}
+
+// Compares the image with a picture whose top left lies at (x0, y0), rows split by
+// '/', page elsewhere: '.' page, 'S' stroke, 'F' fill, 'l' 'm' 'h' the light, middle
+// and heavy mixes of kStroke with white, '0' the value 0.
+void ExpectPicture(CImg32 &image, int x0, int y0, const std::string &art) {
+  const std::string inks = ".SFlmh0";
+  const uint32_t values[] = {kPage, kStroke, kFill, 0xFFAFB4BAu, 0xFF5F6A74u, 0xFF3F4C59u, 0};
+  std::vector<std::string> rows(1);
+  for (const char c : art) {
+    c == '/' ? rows.emplace_back() : rows.back() += c;
+  }
+  for (int y = 0; y < static_cast<int>(image.getHeight()); ++y) {
+    for (int x = 0; x < static_cast<int>(image.getWidth()); ++x) {
+      const size_t ay = y - y0, ax = x - x0;  // wraps when negative
+      const char c = ay < rows.size() && ax < rows[ay].size() ? rows[ay][ax] : '.';
+      ASSERT_EQ(image(y, x), values[inks.find(c)]) << "at " << x << "," << y;
+    }
+  }
+}
+
+TEST(DrawTest, CircleStencilsAndSmallWalksAsWorkedPictures) {
+  const struct {
+    int radius;
+    bool stroke, fill;
+    const char *art;
+  } cases[] = {
+      {0, true, true, "S"},
+      {0, false, true, "0"},  // a null stroke writes 0, the fill nothing
+      {1, true, true, "lSl/SFS/lSl"},
+      {2, true, true, ".mSm./mFFFm/SFFFS/mFFFm/.mSm."},
+      {2, false, true, "...../.FFF./.FFF./.FFF."},
+      {4, true, true,
+       "..lhShl../.hmFFFmh./lmFFFFFml/hFFFFFFFh/SFFFFFFFS/hFFFFFFFh/lmFFFFFml/"
+       ".hmFFFmh./..lhShl.."},
+      {4, true, false,
+       "..lhShl../.hm...mh./lm.....ml/h.......h/S.......S/h.......h/lm.....ml/"
+       ".hm...mh./..lhShl.."},
+      // Rows 3, 5, 7, 7, 7, 5, 3 wide.
+      {4, false, true,
+       "........./...FFF.../..FFFFF../.FFFFFFF./.FFFFFFF./.FFFFFFF./..FFFFF../...FFF..."},
+      {3, true, true, "..SSS../.SFFFS./SFFFFFS/SFFFFFS/SFFFFFS/.SFFFS./..SSS.."},
+      {3, false, true, "..000../.0FFF0./0FFFFF0/0FFFFF0/0FFFFF0/.0FFF0./..000.."},
+  };
+  const ColorValue stroke(kStroke), fill(kFill);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << "radius " << c.radius << " stroke " << c.stroke);
+    ImgPtr<CImg32> image = Page32(13, 11);
+    image->drawCircle(6, 5, c.radius, c.stroke ? &stroke : nullptr, c.fill ? &fill : nullptr);
+    ExpectPicture(*image, 6 - c.radius, 5 - c.radius, c.art);
+  }
+  // Radius 8 through its first octant, as the walk's own rule gives it.
+  ImgPtr<CImg32> image = Page32(20, 20);
+  image->drawCircle(9, 9, 8, &stroke, nullptr);
+  for (const auto &[u, v] : {std::pair{0, 8}, {1, 8}, {2, 8}, {3, 8}, {4, 7}, {5, 6}, {6, 5}}) {
+    EXPECT_TRUE((*image)(9 - v, 9 + u) == kStroke && (*image)(10 - v, 9 + u) == kPage) << u;
+  }
+}
+
+// The rectangle on a 12 x 10 page against a model of where its clipped edges land
+// (0, 0, -1, -1 draws nothing): the inside is the row below the top one and the rows
+// between, then the top and bottom rows and the side columns take the edge colour,
+// and whatever falls outside the image is not written.
+TEST(DrawTest, FilledRectangleMatchesItsClippedBox) {
+  const struct {
+    int l, t, r, b;
+    int64_t cl, ct, cr, cb;
+  } cases[] = {
+      // clang-format off
+      {5, 5, 50, 50, 5, 5, 10, 8}, {0, 0, 11, 9, 0, 0, 10, 8},
+      {0, 0, 10, 8, 0, 0, 10, 8}, {-1, -1, 50, 50, 0, 0, -1, -1},
+      {4, 4, 4, 4, 4, 4, 4, 4}, {4, 4, 5, 5, 4, 4, 5, 5},
+      {11, 3, 11, 6, 0, 0, -1, -1}, {2, 9, 6, 9, 0, 0, -1, -1},
+      {-5, -3, -1, 4, 0, 0, -1, -1},
+      {3, 2, 3, 8, 3, 2, 3, 8},    // one column
+      {2, 4, 8, 4, 2, 4, 8, 4},    // one row: the row below still takes the fill
+      {8, 2, 3, 6, 8, 2, 3, 6},    // swapped columns: only the sides
+      {50, 2, 3, 6, 50, 2, 3, 6},  // a far left edge is not clipped
+      {2, 50, 6, 3, 2, 50, 6, 3},  // nor a far top edge
+      {INT_MAX, 1, 3, 6, INT_MAX, 1, 3, 6}, {INT_MIN, INT_MIN, INT_MAX, 5, 0, 0, 10, 5},
+  };  // clang-format on
+  ColorValue edge(kStroke), fill(kFill);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << c.l << "," << c.t << "," << c.r << "," << c.b);
+    ImgPtr<CImg32> image = Page32(12, 10);
+    image->DrawFilledRectangle(c.l, c.t, c.r, c.b, edge, fill);
+    std::string art;
+    for (int64_t y = 0; y < 10; ++y, art += '/') {
+      for (int64_t x = 0; x < 12; ++x) {
+        const bool between = y > c.ct && y < c.cb, inRow = x >= c.cl && x <= c.cr;
+        const bool onEdge =
+            ((y == c.ct || y == c.cb) && inRow) || (between && (x == c.cl || x == c.cr));
+        art += onEdge ? 'S' : (y == c.ct + 1 || between) && x > c.cl && x < c.cr ? 'F' : '.';
+      }
+    }
+    ExpectPicture(*image, 0, 0, art);
+  }
+}
+
+// The walk against a model built from the outline alone: every row is filled
+// strictly between the outline points nearest the centre on either side (points off
+// the image count; a row without one on a side fills to the edge). Centres lie
+// inside, on and beyond every edge of a 64 x 48 page.
+TEST(DrawTest, CircleWalkMatchesTheOutlineModel) {
+  const ColorValue stroke(kStroke), fill(kFill);
+  constexpr int kW = 64, kH = 48;
+  for (int radius = 3; radius <= 200; radius += radius == 3 ? 2 : 1) {
+    // The outline around (0, 0): the error grows by u and gives up v - 1.
+    std::set<std::pair<int, int>> outline;  // (dy, dx)
+    for (int u = 0, v = radius, e = 0;;) {
+      for (const int a : {-u, u}) {
+        for (const int b : {-v, v}) {
+          outline.insert({b, a});
+          outline.insert({a, b});
+        }
+      }
+      if (v <= u) {
+        break;
+      }
+      e += ++u;
+      if (e >= v - 1) {
+        e -= v - 1;
+        --v;
+      }
+    }
+    std::map<int, std::pair<int, int>> span;  // dy: nearest dx left and right
+    for (const auto &[dy, dx] : outline) {
+      auto &s = span.try_emplace(dy, INT_MIN, INT_MAX).first->second;
+      s = dx == 0  ? std::pair{0, 0}
+          : dx < 0 ? std::pair{std::max(s.first, dx), s.second}
+                   : std::pair{s.first, std::min(s.second, dx)};
+    }
+    for (const int cx : {-25, 0, 30, kW - 1, kW + 20}) {
+      for (const int cy : {-30, 0, 20, kH - 1, kH + 25}) {
+        SCOPED_TRACE(testing::Message() << "radius " << radius << " at " << cx << "," << cy);
+        ImgPtr<CImg32> image = Page32(kW, kH);
+        image->drawCircle(cx, cy, radius, &stroke, &fill);
+        for (int y = 0; y < kH; ++y) {
+          const auto s = span.find(y - cy);
+          for (int x = 0; x < kW; ++x) {
+            const bool inside =
+                s != span.end() && x - cx > s->second.first && x - cx < s->second.second;
+            const bool edge = outline.count({y - cy, x - cx}) != 0;
+            ASSERT_EQ((*image)(y, x), edge ? kStroke : inside ? kFill : kPage) << x << "," << y;
+            // Every outline pixel lies within a pixel of the true circle.
+            ASSERT_TRUE(!edge || radius < 5 ||
+                        std::fabs(std::hypot(x - cx, y - cy) - radius) < 1.0);
+          }
+        }
+      }
+    }
+  }
+}
+
+// Bilevel lines in every octant, both ways round, against a closed form of the two
+// rules: a steep line's column after k rows is ceil((k dx - floor(|dy| / 2)) / |dy|),
+// a shallow line's row after k columns ceil((2 k |dy| - dx) / 2 dx), neither below 0.
+TEST(DrawTest, BilevelLinesAndPixels) {
+  const auto ceilDiv = [](int64_t a, int64_t b) { return a >= 0 ? (a + b - 1) / b : -(-a / b); };
+  const int_pt_t ends[] = {{35, 26}, {26, 35}, {14, 35}, {5, 26},  {5, 14},  {14, 5},
+                           {26, 5},  {35, 14}, {20, 35}, {35, 20}, {20, 20}, {21, 23}};
+  for (const int_pt_t end : ends) {
+    for (const bool reversed : {false, true}) {
+      SCOPED_TRACE(testing::Message() << end.x << "," << end.y << (reversed ? " reversed" : ""));
+      ImgPtr<CImg1> image(CImg1::create(40, 40, 0, 1, IMG_ALIGN_NONE));
+      int_pt_t from = {20, 20}, to = end;
+      if (reversed) {
+        std::swap(from, to);
+      }
+      image->drawLines(&from, &to, false);
+      const int_pt_t s = from.x < to.x ? from : to, e = from.x < to.x ? to : from;
+      const int64_t dx = e.x - s.x, dy = e.y - s.y, ady = std::abs(dy), sy = dy < 0 ? -1 : 1;
+      std::vector<unsigned char> want(5 * 40);
+      for (int64_t k = 0; k <= std::max(dx, ady); ++k) {
+        const int64_t x =
+            dx <= ady
+                ? s.x + std::max<int64_t>(0, ceilDiv(k * dx - ady / 2, std::max<int64_t>(ady, 1)))
+                : s.x + k;
+        const int64_t y = dx <= ady
+                              ? s.y + sy * k
+                              : s.y + sy * std::max<int64_t>(0, ceilDiv(2 * k * ady - dx, 2 * dx));
+        want[y * 5 + x / 8] |= static_cast<unsigned char>(0x80 >> x % 8);
+      }
+      EXPECT_EQ(c2d_test::BufferOf(*image), want);
+    }
+  }
+  // Pixels, the integer halving, and plots outside the buffer or without one.
+  ImgPtr<CImg1> image(CImg1::create(16, 4, 0, 1, IMG_ALIGN_NONE));
+  image->drawPixel(3, 2, 7);
+  EXPECT_TRUE(c2d_test::BitAt(*image, 3, 2));
+  image->drawPixel(3, 2, 0);
+  image->drawPixel(16, 0, 1);  // past the right edge: refused
+  // Steep halving in integers: from (0,0) to (1,3) the second column starts on row 2.
+  int_pt_t a = {0, 0}, b = {1, 3};
+  image->drawLines(&a, &b, false);
+  EXPECT_EQ(c2d_test::BufferOf(*image),
+            (std::vector<unsigned char>{0x80, 0, 0x80, 0, 0x40, 0, 0x40, 0}));
+  // Clearing from before the buffer to past it: only the bits inside change, row
+  // 1's columns 16 and 17 landing in row 2 as the buffer lies.
+  int_pt_t far0 = {-40, -9}, far1 = {60, 9};
+  image->drawLines(&far0, &far1, true);
+  int_pt_t up0 = {2, -50}, up1 = {2, -3};
+  image->drawLines(&up0, &up1, false);
+  EXPECT_EQ(c2d_test::BufferOf(*image),
+            (std::vector<unsigned char>{0x80, 0, 0x80, 0, 0, 0, 0x40, 0}));
+  image->drawLines(nullptr, &b, false);  // no point: nothing
+  // A bare image has no buffer: plots are dropped.
+  ImgPtr<CImg1> bare(CImg1::create());
+  bare->drawLines(&a, &b, false);
+  bare->drawPixel(0, 0, 1);
+  EXPECT_EQ(bare->peekData(), nullptr);
+}
+
+TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
+  Core2DImage::FillTab table;
+  const std::pair<unsigned, unsigned> steps[] = {{1, 256},     {255, 256},   {256, 256},
+                                                 {600, 1024},  {2047, 2048}, {4095, 4096},
+                                                 {4096, 4096}, {5000, 5000}};
+  for (const auto &[rows, capacity] : steps) {
+    EXPECT_TRUE(table.reserve(rows) && table.capacity == capacity) << rows;
+  }
+  const int32_t *left = table.leftEdge;
+  {
+    c2d_test::FailTables fail(1);  // the second array cannot be had
+    EXPECT_FALSE(table.reserve(6000));
+  }
+  EXPECT_TRUE(table.capacity == 5000u && table.leftEdge == left);
+  EXPECT_EQ(Open32::fillTab(10), Open32::fillTab(300));  // one table for the class
+  // Refusals: a table that cannot grow, a negative radius, boxes beyond 32 bits. The
+  // pixels exist afterwards and hold the page.
+  const ColorValue stroke(kStroke), fill(kFill);
+  const std::tuple<int, int, int> refused[] = {
+      {5, 5, 60000}, {5, 5, -3}, {INT_MAX - 2, 5, 10}, {5, INT_MIN + 1, 7}, {0, 0, INT_MAX}};
+  for (const auto &[x, y, radius] : refused) {
+    SCOPED_TRACE(radius);
+    ImgPtr<CImg32> image(CImg32::create(12, 10, RGB_ORDER_BGR));
+    image->setBackgroundColor(kPage);
+    c2d_test::FailTables fail(0);
+    image->drawCircle(x, y, radius, &stroke, &fill);
+    EXPECT_EQ(c2d_test::FailTables::failed(), radius == 60000);
+    ExpectPicture(*image, 0, 0, "");
+  }
+}
+
+// Which class draws what. 'D' draws, 'I' only makes the pixels exist, 'N' does
+// nothing; the columns are CImg1, CImg1G4, CImg8 and CImg32.
+TEST(DrawTest, EachClassKeepsItsSlots) {
+  ColorValue stroke(kStroke), fill(kFill);
+  int_pt_t from = {1, 1}, to = {10, 12};
+  const std::function<IImg *()> makers[] = {
+      [] { return CImg1::create(16, 16, 0, 1, IMG_ALIGN_NONE); },
+      [] { return CImg1G4::create(16, 16, 16, 16, 0, 1, IMG_ALIGN_NONE); },
+      [] {
+        CImg8 *image = CImg8::create(16, 16, nullptr, IMG_ALIGN_NONE);
+        image->setBackgroundColor(7);
+        return image;
+      },
+      [] { return Page32(16, 16).release(); }};
+  const std::pair<const char *, std::function<void(IImg &)>> slots[] = {
+      {"DNID", [](IImg &i) { i.drawPixel(3, 3, 1); }},
+      {"DNII", [&](IImg &i) { i.drawLines(&from, &to, false); }},
+      {"NNID", [&](IImg &i) { i.drawCircle(8, 8, 5, &stroke, &fill); }},
+      {"NNID", [&](IImg &i) { i.DrawFilledRectangle(2, 2, 9, 9, stroke, fill); }},
+      {"NNII",
+       [](IImg &i) {
+         i.drawArc(), i.drawElipse(), i.drawPolyLine(), i.drawPolygon(), i.drawSpline();
+       }},
+  };
+  const auto pixels = [](IImg &image) {  // reading them allocates
+    const auto words = [](const auto &v) { return std::vector<uint32_t>(v.begin(), v.end()); };
+    if (auto *c1 = dynamic_cast<CImg1 *>(&image)) {
+      return words(c2d_test::BufferOf(*c1));
+    }
+    if (auto *c8 = dynamic_cast<CImg8 *>(&image)) {
+      return words(c2d_test::BufferOf(*c8));
+    }
+    auto *c32 = dynamic_cast<CImg32 *>(&image);  // a coded page has no pixels to draw on
+    return c32 != nullptr ? words(c2d_test::BufferOf(*c32)) : std::vector<uint32_t>();
+  };
+  for (const auto &[outcomes, draw] : slots) {
+    for (int k = 0; k < 4; ++k) {
+      SCOPED_TRACE(testing::Message() << outcomes << " of class " << k);
+      ImgPtr<IImg> image(makers[k]()), fresh(makers[k]());
+      const bool had = image->hasData();
+      draw(*image);
+      EXPECT_EQ(image->hasData(), outcomes[k] == 'N' ? had : true);
+      if (image->hasData() && fresh->forceDataInit()) {
+        EXPECT_EQ(pixels(*image) != pixels(*fresh), outcomes[k] == 'D');
+      }
+    }
+  }
+  // Extents grown past the pixels: drawing stays inside the buffer.
+  ImgPtr<CImg32> grown = Page32(8, 8);
+  ASSERT_TRUE(grown->setExtents(16, 16));
+  grown->drawCircle(8, 8, 7, &stroke, &fill);
+  grown->DrawFilledRectangle(0, 0, 20, 20, stroke, fill);
+  grown->drawPixel(12, 12, 0);
+  EXPECT_EQ((*grown)(7, 7), kFill);
+}
+
+}  // namespace
