@@ -24,6 +24,8 @@
 #include "Image/rasterop/RasOpEnum.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 #include "Image/rasterop/RasterOp.h"
+#include "Image/render/CImgEMF.h"
+#include "Image/render/ImgEMFTileIterator.h"
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"
