@@ -18,8 +18,8 @@ namespace {
 using emftest::Box;
 
 // 2540 x 2540 hundredths of a millimetre: an 81 x 81 document at 81.28 dpi.
-const std::vector<Box> kBoxes = {{10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF},
-                                 {20, 55, 30, 78, 0x00C000}};
+const std::vector<Box> kBoxes = {
+    {10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF}, {20, 55, 30, 78, 0x00C000}};
 
 struct Document {
   std::vector<unsigned char> bytes = emftest::Metafile(2540, 2540, kBoxes);
