@@ -48,6 +48,9 @@ std::string TypeName(Picture &picture) {
              " colours";
     }
     default:
+      if (AsDocument(picture) != nullptr) {
+        return "CImgEMF, metafile rendered on demand";
+      }
       return picture.alpha ? "CImg32, 32-bit colour with alpha" : "CImg32, 32-bit colour";
   }
 }
@@ -78,6 +81,11 @@ std::string BackgroundText(Picture &picture) {
                ? "none"
                : ColourName(PaletteRgb(palette->getColorMap(), index)) + " (index " +
                      std::to_string(index) + ")";
+  } else if (CImgEMF *document = AsDocument(picture)) {
+    // Estimated on a render at an integer factor: under 500 pixels a side it is 0
+    // and there is no render to estimate on.
+    const unsigned word = document->calculateBackground();
+    text = word == 0xFFFFFFFFu ? "none" : ColourName(WordToRgb(word, RGB_ORDER_BGR));
   } else {
     auto &colour = dynamic_cast<CImg32 &>(image);
     const unsigned word = colour.calculateBackground();
@@ -89,7 +97,7 @@ std::string BackgroundText(Picture &picture) {
 }
 
 void Info(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   IImg &image = *picture.image;
   const uint32_t w = image.getWidth(), h = image.getHeight();
   std::printf("file         %s\n", picture.path.c_str());
@@ -101,6 +109,9 @@ void Info(const CommandLine &line) {
   if (picture.dpiX > 0 && picture.dpiY > 0) {
     std::printf(", %.2f x %.2f in at %g x %g dpi", w / picture.dpiX, h / picture.dpiY, picture.dpiX,
                 picture.dpiY);
+  }
+  if (AsDocument(picture) != nullptr) {
+    std::printf("\nextents      %s", DocumentExtents(picture).c_str());
   }
   std::printf("\ntype         %s\n", TypeName(picture).c_str());
   std::printf("tile grid    %u x %u tiles of %u x %u\n", image.getWidthInTiles(),
@@ -117,7 +128,7 @@ void Info(const CommandLine &line) {
 }
 
 void Background(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   std::printf("%s\n", BackgroundText(picture).c_str());
 }
 
@@ -174,7 +185,7 @@ void Scale(const CommandLine &line) {
     rect = ParseList(line.required("rect"), ',', 4, "--rect");
   }
 
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture = ReadPicture(line.operands[0], line.page, true);
   IImg &image = *picture.image;
   ImgRect source = image.getRect();
   if (!rect.empty()) {
@@ -200,7 +211,9 @@ void Scale(const CommandLine &line) {
   const bool fromBilevel = IsBilevel(image);
   Progress progress("scaling", 0);
   Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h));
-  if (w == sw && h == sh) {
+  if (AsDocument(picture) != nullptr) {
+    RenderDocument(picture, source, static_cast<unsigned>(w), static_cast<unsigned>(h));
+  } else if (w == sw && h == sh) {
     // A Group 4 page asked for its own size decompresses the whole page, so a
     // rectangle of the same size is cut out instead.
     op.finish(picture, image.getSubImage(source));

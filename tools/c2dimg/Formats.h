@@ -68,10 +68,12 @@ extern const Format kPngFormat;
 extern const Format kPbmFormat;
 extern const Format kPgmFormat;
 extern const Format kPpmFormat;
+extern const Format kEmfFormat;
 
 // Reads FILE by its contents. A FileError for a missing, unreadable, empty, truncated,
-// unsupported or self-contradicting file.
-Picture ReadPicture(const std::string &path, uint32_t page);
+// unsupported or self-contradicting file. A rendered document (a metafile) is
+// rendered at its own size unless keepDocument asks for the document itself.
+Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument = false);
 // The format OUT's extension names; a UsageError for any other extension.
 const Format &OutputFormat(const std::string &path);
 // Writes the picture to OUT in OUT's format and answers the kind of rows written.
@@ -84,6 +86,15 @@ CImg1 &NewBilevel(Picture &picture, uint32_t width, uint32_t height, uint32_t cl
 CImg8 &NewPalette(Picture &picture, uint32_t width, uint32_t height, const ColorMap &map);
 // Its rows lie one after the other, width pixels apart.
 CImg32 &NewColour(Picture &picture, uint32_t width, uint32_t height, RGBOrder order);
+
+// Rendered documents (EmfInput.cpp). AsDocument: the picture's CImgEMF, or null.
+// RenderDocument replaces the document by a CImg32 of `source` at width x height;
+// RenderWholeDocument by one at its own size (or smaller when that cannot be
+// rendered), and leaves other pictures alone. DocumentExtents: its frame, for info.
+CImgEMF *AsDocument(const Picture &picture);
+void RenderDocument(Picture &picture, const ImgRect &source, uint32_t width, uint32_t height);
+void RenderWholeDocument(Picture &picture);
+std::string DocumentExtents(const Picture &picture);
 
 // The text of errno, for messages.
 std::string SystemError();

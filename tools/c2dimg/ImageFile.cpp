@@ -17,7 +17,8 @@
 namespace c2dimg {
 namespace {
 
-const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat, &kPgmFormat, &kPpmFormat};
+const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat,
+                                  &kPgmFormat,  &kPpmFormat, &kEmfFormat};
 
 constexpr size_t kHeadBytes = 64;
 
@@ -55,7 +56,7 @@ std::string SystemError() { return std::strerror(errno); }
 
 RowKind KeepKind(RowKind natural) { return natural; }
 
-Picture ReadPicture(const std::string &path, uint32_t page) {
+Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument) {
   const int fd = open(path.c_str(), O_RDONLY);
   if (fd < 0) {
     throw FileError(path, SystemError());
@@ -88,10 +89,13 @@ Picture ReadPicture(const std::string &path, uint32_t page) {
     if (format->sniff(file.head)) {
       Picture picture = format->read(file, page);
       picture.path = path;
+      if (!keepDocument) {
+        RenderWholeDocument(picture);
+      }
       return picture;
     }
   }
-  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM and PPM)");
+  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM and EMF)");
 }
 
 const Format &OutputFormat(const std::string &path) {
