@@ -21,7 +21,8 @@ namespace {
 constexpr uint64_t kHeaderBytes = 88;
 constexpr size_t kRecordSize = 4, kBounds = 8, kFrame = 24, kSignature = 40, kFileBytes = 48,
                  kDevicePixels = 72, kDeviceMillimetres = 80;
-constexpr uint32_t kHeaderRecord = 1;
+constexpr size_t kDescriptionChars = 60, kDescriptionOffset = 64;
+constexpr uint32_t kHeaderRecord = 1, kEndOfFileRecord = 14;
 constexpr uint32_t kEmfSignature = 0x464D4520;  // " EMF"
 // Frame units (0.01 mm) in an inch.
 constexpr double kFramePerInch = 2540.0;
@@ -30,13 +31,13 @@ constexpr unsigned kMaxSurfaceSide = 32767;
 
 uint64_t sPixelLimit = uint64_t{1} << 28;
 
-int32_t ReadInt(const unsigned char *p, size_t offset) {
+int32_t ReadInt(const unsigned char *p, uint64_t offset) {
   const uint32_t v = uint32_t{p[offset]} | uint32_t{p[offset + 1]} << 8 |
                      uint32_t{p[offset + 2]} << 16 | uint32_t{p[offset + 3]} << 24;
   return static_cast<int32_t>(v);
 }
 
-uint32_t ReadUnsigned(const unsigned char *p, size_t offset) {
+uint32_t ReadUnsigned(const unsigned char *p, uint64_t offset) {
   return static_cast<uint32_t>(ReadInt(p, offset));
 }
 
@@ -181,8 +182,32 @@ bool CEMFRender::isMetafile(const void *bytes, uint64_t size) {
   const auto *p = static_cast<const unsigned char *>(bytes);
   const uint32_t recordSize = ReadUnsigned(p, kRecordSize);
   const uint32_t fileBytes = ReadUnsigned(p, kFileBytes);
-  return ReadUnsigned(p, 0) == kHeaderRecord && ReadUnsigned(p, kSignature) == kEmfSignature &&
-         recordSize >= kHeaderBytes && recordSize <= fileBytes && fileBytes <= size;
+  if (ReadUnsigned(p, 0) != kHeaderRecord || ReadUnsigned(p, kSignature) != kEmfSignature ||
+      recordSize < kHeaderBytes || recordSize > fileBytes || fileBytes > size) {
+    return false;
+  }
+  // The converter reads the description string without a bound: it must lie in the
+  // header record.
+  const uint64_t descriptionChars = ReadUnsigned(p, kDescriptionChars);
+  const uint64_t descriptionAt = ReadUnsigned(p, kDescriptionOffset);
+  if (descriptionChars != 0 &&
+      (descriptionAt < kHeaderBytes || descriptionAt + 2 * descriptionChars > recordSize)) {
+    return false;
+  }
+  // Nor does it bound every record by the file: each must lie inside it, in whole
+  // words, up to the end-of-file record.
+  for (uint64_t at = 0; at + 8 <= fileBytes;) {
+    const uint32_t type = ReadUnsigned(p, at);
+    const uint32_t bytesOfRecord = ReadUnsigned(p, at + 4);
+    if (bytesOfRecord < 8 || bytesOfRecord % 4 != 0 || at + bytesOfRecord > fileBytes) {
+      return false;
+    }
+    if (type == kEndOfFileRecord) {
+      return true;
+    }
+    at += bytesOfRecord;
+  }
+  return false;
 }
 
 // Paints the paper and draws the viewport over m_width x m_height pixels, in bands

@@ -58,7 +58,8 @@ class EMFRENDER_EXPORT CEMFRender {
   static void setPixelLimit(uint64_t pixels);
   static uint64_t getPixelLimit();
   // Whether `bytes` start with a metafile header this renderer can take: long
-  // enough, the header record and signature, and a stated length within the buffer.
+  // enough, the header record and signature, a stated length within the buffer, and
+  // records that tile it up to the end-of-file record.
   static bool isMetafile(const void *bytes, uint64_t size);
 
  protected:

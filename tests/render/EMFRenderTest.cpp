@@ -183,6 +183,8 @@ TEST(EMFRenderTest, DamagedOrEmptyInputGivesNullAndFail) {
       {"longer than the buffer", with(48, static_cast<uint32_t>(good.size() + 1))},
       {"header past the stated length", with(4, static_cast<uint32_t>(good.size() + 1))},
       {"empty bounds", with(16, 0)},
+      {"description past the header", with(60, 100)},
+      {"record past the end", with(112, 0x1000)},
       {"no records", headerOnly},
       {"garbled records", garbled},
   };
