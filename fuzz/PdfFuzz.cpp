@@ -1,13 +1,9 @@
 // libFuzzer harness for opening and rendering a PDF page through CImgPDF and the
-// poppler renderer. Not part of the CMake build; from the repository root:
-//
-//   clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -Isrc \
-//       fuzz/PdfFuzz.cpp src/PDFRender/CPDFRender.cpp $(find src/Image -name '*.cpp') \
-//       src/util2d/*.cpp $(pkg-config --cflags --libs poppler-cpp) -o pdf-fuzz
-//   ASAN_OPTIONS=detect_leaks=0 ./pdf-fuzz -max_len=65536 -max_total_time=300
+// poppler renderer (built with -DC2D_FUZZ=ON; scripts/fuzz runs it). The input is the
+// whole file.
 //
 // poppler itself is not instrumented, so coverage guides the library's side only;
-// leak checks are off because fontconfig keeps its caches. Each input is written to
+// fontconfig's caches are kept out of the leak report by fuzz/lsan.supp. Each input is written to
 // a file (the renderer opens paths), opened with bilevel detection and rendered at a
 // few sizes under a pixel limit of 256 x 256, so that no render is large.
 #include <unistd.h>

@@ -27,6 +27,8 @@
 #include "Image/rasterop/RasOpEnum.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 #include "Image/rasterop/RasterOp.h"
+#include "Image/render/CImgEMF.h"
+#include "Image/render/ImgEMFTileIterator.h"
 #include "Image/render/CImgPDF.h"
 #include "Image/render/ImgPDFTileIterator.h"
 #include "Image/scale/GreyMapping.h"

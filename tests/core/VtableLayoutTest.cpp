@@ -31,6 +31,9 @@ std::ptrdiff_t EntryOfSlot(int slot) { return slot + 1; }
 struct CImgSlots : CImg {
   static std::ptrdiff_t InitDataEntry() { return EntryIndex(&CImgSlots::initData); }
 };
+struct CImgEMFSlots : CImgEMF {
+  static std::ptrdiff_t InitDataEntry() { return EntryIndex(&CImgEMFSlots::initData); }
+};
 
 TEST(VtableLayoutTest, IImgSlotsAreInExportedOrder) {
   const std::ptrdiff_t entries[] = {
@@ -114,6 +117,17 @@ TEST(VtableLayoutTest, ConcreteClassesAddNoSlotsInBetween) {
             EntryOfSlot(50));
   EXPECT_EQ(EntryIndex(&CImg32::writePPM), EntryOfSlot(54));
   EXPECT_EQ(EntryIndex(&CImg32::isBackgroundKnown), EntryOfSlot(55));
+  EXPECT_EQ(EntryIndex(&CImgEMF::getBackgroundColor), EntryOfSlot(20));
+  EXPECT_EQ(EntryIndex(&CImgEMF::getUnformatted), EntryOfSlot(25));
+  EXPECT_EQ(EntryIndex(&CImgEMF::DrawFilledRectangle), EntryOfSlot(43));
+  EXPECT_EQ(
+      EntryIndex(
+          static_cast<IImg *(CImgEMF::*)(const ImgRect &, unsigned, unsigned, ImgScaleAttr &)>(
+              &CImgEMF::scale)),
+      EntryOfSlot(50));
+  EXPECT_EQ(EntryIndex(&CImgEMF::writeTIFF), EntryOfSlot(53));
+  EXPECT_EQ(EntryIndex(&CImgEMF::isBackgroundKnown), EntryOfSlot(55));
+  EXPECT_EQ(CImgEMFSlots::InitDataEntry(), EntryOfSlot(56));
 }
 
 TEST(VtableLayoutTest, CImgPDFFillsTheInheritedSlots) {
@@ -145,6 +159,8 @@ TEST(VtableLayoutTest, ExportedClassesWorkThroughTheSharedLibrary) {
   EXPECT_EQ(utl_is_little_endian(), 1);
   void *p = image;
   EXPECT_TRUE(DeleteImageVoidPtr(p));
+  EXPECT_EQ(CImgEMF::create(nullptr), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
 }
 
 }  // namespace

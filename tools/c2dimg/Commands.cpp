@@ -44,6 +44,9 @@ std::string TypeName(Picture &picture) {
              " colours";
     }
     default:
+      if (AsMetafile(picture) != nullptr) {
+        return "CImgEMF, metafile rendered on demand";
+      }
       return picture.alpha ? "CImg32, 32-bit colour with alpha" : "CImg32, 32-bit colour";
   }
 }
@@ -76,6 +79,11 @@ std::string BackgroundText(Picture &picture) {
                ? "none"
                : ColourName(PaletteRgb(palette->getColorMap(), index)) + " (index " +
                      std::to_string(index) + ")";
+  } else if (CImgEMF *document = AsMetafile(picture)) {
+    // Estimated on a render at an integer factor: under 500 pixels a side it is 0
+    // and there is no render to estimate on.
+    const unsigned word = document->calculateBackground();
+    text = word == 0xFFFFFFFFu ? "none" : ColourName(WordToRgb(word, RGB_ORDER_BGR));
   } else {
     auto &colour = dynamic_cast<CImg32 &>(image);
     const unsigned word = colour.calculateBackground();
@@ -99,6 +107,9 @@ void Info(const CommandLine &line) {
   if (picture.dpiX > 0 && picture.dpiY > 0) {
     std::printf(", %.2f x %.2f in at %g x %g dpi", w / picture.dpiX, h / picture.dpiY, picture.dpiX,
                 picture.dpiY);
+  }
+  if (AsMetafile(picture) != nullptr) {
+    std::printf("\nextents      %s", MetafileExtents(picture).c_str());
   }
   std::printf("\ntype         %s\n", TypeName(picture).c_str());
   std::printf("tile grid    %u x %u tiles of %u x %u\n", image.getWidthInTiles(),
@@ -199,7 +210,9 @@ void Scale(const CommandLine &line) {
   const bool fromBilevel = IsBilevel(image);
   Progress progress("scaling", 0);
   Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h));
-  if (w == sw && h == sh && !IsDocument(image)) {
+  if (AsMetafile(picture) != nullptr) {
+    RenderMetafile(picture, source, static_cast<unsigned>(w), static_cast<unsigned>(h));
+  } else if (w == sw && h == sh && !IsDocument(image)) {
     // A Group 4 page asked for its own size decompresses the whole page, so a
     // rectangle of the same size is cut out instead.
     op.finish(picture, image.getSubImage(source));

@@ -68,10 +68,11 @@ extern const Format kPngFormat;
 extern const Format kPbmFormat;
 extern const Format kPgmFormat;
 extern const Format kPpmFormat;
+extern const Format kEmfFormat;
 
 // Reads FILE by its contents. A FileError for a missing, unreadable, empty, truncated,
-// unsupported or self-contradicting file. A document (PDF) is rendered at its own size
-// unless keepDocument asks for the document itself.
+// unsupported or self-contradicting file. A rendered document (a PDF page or a
+// metafile) is rendered at its own size unless keepDocument asks for the document itself.
 Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument = false);
 // The format OUT's extension names; a UsageError for any other extension.
 const Format &OutputFormat(const std::string &path);
@@ -85,6 +86,15 @@ CImg1 &NewBilevel(Picture &picture, uint32_t width, uint32_t height, uint32_t cl
 CImg8 &NewPalette(Picture &picture, uint32_t width, uint32_t height, const ColorMap &map);
 // Its rows lie one after the other, width pixels apart.
 CImg32 &NewColour(Picture &picture, uint32_t width, uint32_t height, RGBOrder order);
+
+// Metafiles (EmfInput.cpp). AsMetafile: the picture's CImgEMF, or null.
+// RenderMetafile replaces the document by a CImg32 of `source` at width x height;
+// RenderWholeMetafile by one at its own size (or smaller when that cannot be
+// rendered), and leaves other pictures alone. MetafileExtents: its frame, for info.
+CImgEMF *AsMetafile(const Picture &picture);
+void RenderMetafile(Picture &picture, const ImgRect &source, uint32_t width, uint32_t height);
+void RenderWholeMetafile(Picture &picture);
+std::string MetafileExtents(const Picture &picture);
 
 // The text of errno, for messages.
 std::string SystemError();

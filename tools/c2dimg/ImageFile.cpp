@@ -19,7 +19,7 @@ namespace c2dimg {
 namespace {
 
 const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat,
-                                  &kPgmFormat,  &kPpmFormat, &kPdfFormat};
+                                  &kPgmFormat,  &kPpmFormat, &kPdfFormat, &kEmfFormat};
 
 constexpr size_t kHeadBytes = 64;
 
@@ -92,11 +92,12 @@ Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument) {
       picture.path = path;
       if (!keepDocument) {
         RenderDocument(picture);
+        RenderWholeMetafile(picture);
       }
       return picture;
     }
   }
-  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM and PDF)");
+  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM, PDF and EMF)");
 }
 
 const Format &OutputFormat(const std::string &path) {

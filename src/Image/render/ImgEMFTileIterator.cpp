@@ -1,0 +1,163 @@
+// ImgEMFTileIterator: the grid of a document's tiles, walked without rendering.
+#include "Image/render/ImgEMFTileIterator.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+#include "Image/core/ImgSize.h"
+
+namespace {
+
+// Formats 1, 2, 4 and 7, as bits of a mask.
+constexpr unsigned kAcceptedFormats = 0x96;
+
+// The pad of a grid of `cell`-sized pieces over `side`: the pieces and the overhang.
+void CutGrid(uint32_t side, uint32_t cell, uint32_t &count, uint32_t &pad) {
+  count = side / cell;
+  pad = 0;
+  if (side % cell != 0) {
+    ++count;
+    pad = count * cell - side;
+  }
+}
+
+}  // namespace
+
+ImgEMFTileIterator::ImgEMFTileIterator()
+    : image(nullptr),
+      format(CImgEMF::UNCOMPRESSED),
+      outputOrder(RGB_ORDER_BGR),
+      inputBytesPerPixel(4),
+      outputBytesPerPixel(4),
+      tileWidth(0),
+      tileHeight(0),
+      widthInTiles(0),
+      heightInTiles(0),
+      rightPadPixels(0),
+      inputRightPadBytes(0),
+      outputRightPadBytes(0),
+      bottomPadRows(0),
+      tileCount(0),
+      inputTileBytes(0),
+      tileBytes(0),
+      outputCapacity(0),
+      currentTileRow(0),
+      currentTileColumn(0),
+      atBottomEdge(false),
+      atRightEdge(false),
+      outputBuffer(nullptr),
+      outputLength(0),
+      nullValue(0),
+      tileX(0),
+      tileY(0),
+      nullRow(nullptr) {}
+
+ImgEMFTileIterator::~ImgEMFTileIterator() {
+  image = nullptr;
+  std::free(outputBuffer);
+  std::free(nullRow);
+}
+
+ImgEMFTileIterator *ImgEMFTileIterator::createIterator(CImgEMF *image, unsigned int tileWidth,
+                                                       unsigned int tileHeight,
+                                                       CImgEMF::TileFormat format) {
+  const auto value = static_cast<uint32_t>(format);
+  if (value > 7 || ((kAcceptedFormats >> value) & 1) == 0) {
+    return nullptr;
+  }
+  // A negative side, seen unsigned, means the whole image. A side of 0 has no grid.
+  tileWidth = std::min(tileWidth, image->getWidth());
+  tileHeight = std::min(tileHeight, image->getHeight());
+  uint32_t capacity = 0;
+  if (tileWidth == 0 || tileHeight == 0 ||
+      !c2d::CheckedSize32(tileWidth, tileHeight, 4, &capacity)) {
+    return nullptr;
+  }
+  ImgEMFTileIterator *it = new (std::nothrow) ImgEMFTileIterator();
+  if (it == nullptr) {
+    return nullptr;
+  }
+  it->image = image;
+  it->format = format;
+  it->tileWidth = tileWidth;
+  it->tileHeight = tileHeight;
+  CutGrid(image->getWidth(), tileWidth, it->widthInTiles, it->rightPadPixels);
+  CutGrid(image->getHeight(), tileHeight, it->heightInTiles, it->bottomPadRows);
+  it->inputRightPadBytes = 4 * it->rightPadPixels;
+  it->outputRightPadBytes = 4 * it->rightPadPixels;
+  it->inputTileBytes = 4 * tileWidth;
+  it->tileBytes = 4 * tileWidth;
+  it->tileCount = it->widthInTiles * it->heightInTiles;
+  it->outputCapacity = capacity;
+  // Nothing is ever written into the output buffer: it starts cleared so that a
+  // caller who reads it reads zeros.
+  it->nullRow = static_cast<unsigned char *>(std::malloc(it->inputTileBytes));
+  it->outputBuffer = static_cast<unsigned char *>(std::calloc(capacity, 1));
+  if (it->nullRow == nullptr || it->outputBuffer == nullptr) {
+    delete it;
+    return nullptr;
+  }
+  const uint32_t background = image->getBackgroundColor();
+  std::fill_n(reinterpret_cast<uint32_t *>(it->nullRow), tileWidth, background);
+  if (format == CImgEMF::HP_RTL) {
+    it->outputBytesPerPixel = 3;
+    it->outputRightPadBytes = 3 * it->rightPadPixels;
+    it->tileBytes = 3 * tileWidth;
+  }
+  return it;
+}
+
+bool ImgEMFTileIterator::getNextTile(unsigned char *&data, unsigned int &length,
+                                     unsigned int &nullValueOut, unsigned int &x, unsigned int &y,
+                                     unsigned int &tileWidthOut, unsigned int &tileHeightOut,
+                                     unsigned int &validWidth, unsigned int &validHeight,
+                                     bool &ok) {
+  ok = true;
+  if (currentTileRow == heightInTiles) {
+    return false;
+  }
+  tileX = currentTileColumn * tileWidth;
+  tileY = currentTileRow * tileHeight;
+  atBottomEdge = currentTileRow + 1 == heightInTiles;
+  atRightEdge = currentTileColumn + 1 == widthInTiles;
+  // Whatever the format, no tile is produced here.
+  ++currentTileColumn;
+  if (atRightEdge) {
+    ++currentTileRow;
+    currentTileColumn = 0;
+  }
+  data = outputBuffer;
+  length = outputLength;
+  nullValueOut = nullValue;
+  x = tileX;
+  y = tileY;
+  tileWidthOut = tileWidth;
+  tileHeightOut = tileHeight;
+  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
+  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
+  return ok;
+}
+
+bool ImgEMFTileIterator::getNextTile(unsigned char *&data, unsigned int &length,
+                                     unsigned int &nullValueOut, unsigned int &x, unsigned int &y,
+                                     unsigned int &tileWidthOut, unsigned int &tileHeightOut,
+                                     unsigned int &validWidth, unsigned int &validHeight) {
+  bool ok = true;
+  return getNextTile(data, length, nullValueOut, x, y, tileWidthOut, tileHeightOut, validWidth,
+                     validHeight, ok);
+}
+
+void ImgEMFTileIterator::setOutput_24Bit(bool flag) {
+  outputBytesPerPixel = flag ? 3 : 4;
+  outputRightPadBytes = outputBytesPerPixel * rightPadPixels;
+  tileBytes = outputBytesPerPixel * tileWidth;
+}
+
+void ImgEMFTileIterator::setOutput_RGBOrder(RGBOrder order) { outputOrder = order; }
+
+unsigned ImgEMFTileIterator::getRowPixelPadding() const { return rightPadPixels; }
+
+unsigned ImgEMFTileIterator::getWidthInTiles() const { return widthInTiles; }
+
+unsigned ImgEMFTileIterator::getHeightInTiles() const { return heightInTiles; }

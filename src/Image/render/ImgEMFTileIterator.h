@@ -1,0 +1,71 @@
+// ImgEMFTileIterator: the tile grid of a CImgEMF. It walks the grid and reports
+// each tile's place, but writes no tile: a document's tiles come from the CImg32
+// that CImgEMF::scale or getUnformatted makes.
+#ifndef IMAGE_RENDER_IMGEMFTILEITERATOR_H_
+#define IMAGE_RENDER_IMGEMFTILEITERATOR_H_
+
+#include <cstdint>
+
+#include "Image/core/ImgEnums.h"
+#include "Image/core/ImgExport.h"
+#include "Image/render/CImgEMF.h"
+
+class C2D_EXPORT ImgEMFTileIterator {
+ public:
+  // Member-wise and shallow, buffers included: only one of two copies may be
+  // destroyed.
+  ImgEMFTileIterator(const ImgEMFTileIterator &) = default;
+  ImgEMFTileIterator &operator=(const ImgEMFTileIterator &) = default;
+  virtual ~ImgEMFTileIterator();
+
+  // The next tile of the grid, left to right then down: its place and size, the
+  // untouched output buffer, length 0, nullValue 0 and ok true. False once the grid
+  // is done.
+  bool getNextTile(unsigned char *&data, unsigned int &length, unsigned int &nullValue,
+                   unsigned int &x, unsigned int &y, unsigned int &tileWidthOut,
+                   unsigned int &tileHeightOut, unsigned int &validWidth, unsigned int &validHeight,
+                   bool &ok);
+  bool getNextTile(unsigned char *&data, unsigned int &length, unsigned int &nullValue,
+                   unsigned int &x, unsigned int &y, unsigned int &tileWidthOut,
+                   unsigned int &tileHeightOut, unsigned int &validWidth,
+                   unsigned int &validHeight);
+  // 3 bytes a pixel with true, else 4; the row sizes follow.
+  void setOutput_24Bit(bool flag);
+  // Stored only.
+  void setOutput_RGBOrder(RGBOrder order);
+  unsigned getRowPixelPadding() const;
+  unsigned getWidthInTiles() const;
+  unsigned getHeightInTiles() const;
+
+ private:
+  friend class CImgEMF;
+
+  ImgEMFTileIterator();
+  static ImgEMFTileIterator *createIterator(CImgEMF *image, unsigned int tileWidth,
+                                            unsigned int tileHeight, CImgEMF::TileFormat format);
+
+  CImgEMF *image;
+  CImgEMF::TileFormat format;
+  RGBOrder outputOrder;
+  uint32_t inputBytesPerPixel;
+  uint32_t outputBytesPerPixel;
+  uint32_t tileWidth, tileHeight;
+  uint32_t widthInTiles, heightInTiles;
+  uint32_t rightPadPixels;
+  uint32_t inputRightPadBytes;
+  uint32_t outputRightPadBytes;
+  uint32_t bottomPadRows;
+  uint32_t tileCount;
+  uint32_t inputTileBytes;
+  uint32_t tileBytes;
+  uint32_t outputCapacity;
+  uint32_t currentTileRow, currentTileColumn;
+  bool atBottomEdge, atRightEdge;
+  unsigned char *outputBuffer;
+  uint32_t outputLength;
+  uint32_t nullValue;
+  uint32_t tileX, tileY;
+  unsigned char *nullRow;
+};
+
+#endif  // IMAGE_RENDER_IMGEMFTILEITERATOR_H_

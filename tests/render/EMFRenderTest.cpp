@@ -1,0 +1,203 @@
+// CImgEMF over the real renderer, on metafiles drawn with libEMF: what lands where,
+// in both depths, over viewports and under the pixel limit, and what a damaged
+// file gives.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "ImgTestSupport.h"
+#include "render/EmfDrawing.h"
+
+namespace {
+
+using emftest::Box;
+
+// 2540 x 2540 hundredths of a millimetre: an 81 x 81 document at 81.28 dpi.
+const std::vector<Box> kBoxes = {
+    {10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF}, {20, 55, 30, 78, 0x00C000}};
+
+struct Document {
+  std::vector<unsigned char> bytes = emftest::Metafile(2540, 2540, kBoxes);
+  std::unique_ptr<CImgEMF> image;
+  explicit Document(bool replace = false) {
+    EMFMemory memory{bytes.data(), bytes.size()};
+    image.reset(CImgEMF::create(&memory, replace, 0, 0, 0));
+  }
+};
+
+// The colour the boxes give document point (x, y), or -1 within `margin` of an edge,
+// where antialiasing and the one-pixel outline blur the answer.
+long Expected(double x, double y, double margin, uint32_t paper) {
+  long colour = paper;
+  for (const Box &b : kBoxes) {
+    const bool nearX = std::fabs(x - b.left) < margin || std::fabs(x - b.right) < margin;
+    const bool nearY = std::fabs(y - b.top) < margin || std::fabs(y - b.bottom) < margin;
+    const bool insideX = x > b.left - margin && x < b.right + margin;
+    const bool insideY = y > b.top - margin && y < b.bottom + margin;
+    if ((nearX && insideY) || (nearY && insideX)) {
+      return -1;
+    }
+    if (x > b.left && x < b.right && y > b.top && y < b.bottom) {
+      colour = b.rgb;
+    }
+  }
+  return colour;
+}
+
+// Compares a render of `source` with the model, pixel centres mapped back into the
+// document; bilevel results hold ink in their set bits.
+void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF) {
+  ASSERT_NE(result, nullptr);
+  const double sx = source.getWidth() / static_cast<double>(result->getWidth());
+  const double sy = source.getHeight() / static_cast<double>(result->getHeight());
+  const double margin = 1.0 + std::max(sx, sy) / 2;
+  unsigned compared = 0, wrong = 0;
+  for (unsigned y = 0; y < result->getHeight(); ++y) {
+    for (unsigned x = 0; x < result->getWidth(); ++x) {
+      const long want = Expected(source.getLeft() + (x + 0.5) * sx,
+                                 source.getTop() + (y + 0.5) * sy, margin, paper);
+      if (want < 0) {
+        continue;
+      }
+      ++compared;
+      if (auto *colour = dynamic_cast<CImg32 *>(result)) {
+        wrong += (*colour)(y, x) != (0xFF000000u | static_cast<uint32_t>(want));
+      } else {
+        const bool ink = c2d_test::BitAt(dynamic_cast<CImg1 &>(*result), x, y);
+        wrong += ink != (static_cast<uint32_t>(want) != paper);
+      }
+    }
+  }
+  EXPECT_GT(compared, result->getWidth() * result->getHeight() / 2);
+  EXPECT_EQ(wrong, 0u);
+}
+
+TEST(EMFRenderTest, DocumentFactsComeFromTheHeader) {
+  Document doc;
+  ASSERT_NE(doc.image, nullptr);
+  EXPECT_EQ(doc.image->getRect(), ImgRect(81u, 81u));
+  EXPECT_EQ(doc.image->getTotalBytes(), 81u * 81 * 4);
+  double l = -1, t = -1, r = -1, b = -1, density = 0;
+  EXPECT_EQ(doc.image->getEMFExtents(l, t, r, b), IMG_OK);
+  EXPECT_EQ(doc.image->getEMFDensity(density), IMG_OK);
+  EXPECT_DOUBLE_EQ(l + t, 0.0);
+  EXPECT_DOUBLE_EQ(r, 1.0);
+  EXPECT_DOUBLE_EQ(b, 1.0);
+  EXPECT_DOUBLE_EQ(density, 1024 * 25.4 / 320);
+}
+
+TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
+  Document doc;
+  ASSERT_NE(doc.image, nullptr);
+  const ImgRect whole(81u, 81u), crop(15u, 20u, 60u, 75u);
+  struct Case {
+    ImgRect source;
+    unsigned w, h, depth;
+  } const cases[] = {{whole, 81, 81, 32}, {whole, 162, 243, 32}, {crop, 46, 56, 32},
+                     {whole, 81, 81, 1},  {crop, 92, 112, 1},    {whole, 40000, 81, 32}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h) + " depth " +
+                 std::to_string(c.depth));
+    ImgScaleAttr attr;
+    attr.bitDepth = c.depth;
+    std::unique_ptr<IImg> result(doc.image->scale(c.source, c.w, c.h, attr));
+    ExpectModel(result.get(), c.source);
+  }
+}
+
+TEST(EMFRenderTest, AViewportIsACropOfTheWholeRender) {
+  Document doc;
+  ImgScaleAttr attr;
+  attr.bitDepth = 32;
+  std::unique_ptr<IImg> whole(doc.image->scale(2.0, attr));
+  std::unique_ptr<IImg> part(doc.image->scale(ImgRect(15u, 20u, 60u, 75u), 92, 112, attr));
+  ASSERT_NE(whole, nullptr);
+  ASSERT_NE(part, nullptr);
+  auto &w = dynamic_cast<CImg32 &>(*whole);
+  auto &p = dynamic_cast<CImg32 &>(*part);
+  unsigned differ = 0;
+  for (unsigned y = 0; y < 112; ++y) {
+    for (unsigned x = 0; x < 92; ++x) {
+      differ += w(y + 40, x + 30) != p(y, x);
+    }
+  }
+  EXPECT_EQ(differ, 0u);
+}
+
+TEST(EMFRenderTest, TheReplacementColourIsThePaperOnlyWithTheFlag) {
+  for (bool flag : {false, true}) {
+    Document doc(flag);
+    ImgScaleAttr attr;
+    attr.bkgByte2 = 0x12;  // red
+    attr.bkgByte1 = 0x34;
+    attr.bkgByte0 = 0x56;
+    for (unsigned depth : {32u, 1u}) {
+      attr.bitDepth = depth;
+      std::unique_ptr<IImg> result(doc.image->scale(1.0, attr));
+      ExpectModel(result.get(), ImgRect(81u, 81u), flag ? 0x123456 : 0xFFFFFF);
+    }
+  }
+}
+
+TEST(EMFRenderTest, ThePixelLimitMakesGetUnformattedShrinkUntilItFits) {
+  Document doc;
+  const uint64_t saved = CEMFRender::getPixelLimit();
+  // 81 * 0.75 = 60 gives 3600 pixels, too many; 81 * 0.7 = 56 gives 3136.
+  CEMFRender::setPixelLimit(3280);
+  std::unique_ptr<IImg> shrunk(doc.image->getUnformatted());
+  CEMFRender::setPixelLimit(1);
+  std::unique_ptr<IImg> none(doc.image->getUnformatted());
+  CEMFRender::setPixelLimit(saved);
+  ASSERT_NE(shrunk, nullptr);
+  EXPECT_EQ(shrunk->getRect(), ImgRect(56u, 56u));
+  ExpectModel(shrunk.get(), ImgRect(81u, 81u));
+  EXPECT_EQ(none, nullptr);
+}
+
+TEST(EMFRenderTest, DamagedOrEmptyInputGivesNullAndFail) {
+  const std::vector<unsigned char> good = emftest::Metafile(2540, 1270, kBoxes);
+  const auto with = [&](size_t offset, uint32_t value) {
+    std::vector<unsigned char> bytes = good;
+    std::memcpy(&bytes[offset], &value, 4);
+    return bytes;
+  };
+  std::vector<unsigned char> garbled = good;
+  for (size_t i = 108; i < garbled.size(); ++i) {
+    garbled[i] = static_cast<unsigned char>(i * 37);
+  }
+  std::vector<unsigned char> headerOnly = with(48, 88);
+  headerOnly.resize(88);
+  const struct {
+    const char *name;
+    std::vector<unsigned char> bytes;
+  } cases[] = {
+      {"empty", {}},
+      {"short", std::vector<unsigned char>(good.begin(), good.begin() + 87)},
+      {"not a header record", with(0, 2)},
+      {"no signature", with(40, 0x464D4521)},
+      {"longer than the buffer", with(48, static_cast<uint32_t>(good.size() + 1))},
+      {"header past the stated length", with(4, static_cast<uint32_t>(good.size() + 1))},
+      {"empty bounds", with(16, 0)},
+      {"description past the header", with(60, 100)},
+      {"record past the end", with(112, 0x1000)},
+      {"no records", headerOnly},
+      {"garbled records", garbled},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    EMFMemory memory{c.bytes.data(), c.bytes.size()};
+    CImgErr::set(IMG_OK, nullptr, 0);
+    EXPECT_EQ(CImgEMF::create(&memory), nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  }
+  CImgErr::set(IMG_OK, nullptr, 0);
+  EXPECT_EQ(CImgEMF::create(nullptr), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+}
+
+}  // namespace
