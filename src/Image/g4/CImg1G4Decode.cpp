@@ -2,9 +2,7 @@
 // scanline routines: a rectangle decompressed into a CImg1, and the page's
 // background counted from the code, neither of which expands the page.
 #include <cstdint>
-#include <cstdlib>
 
-#include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
@@ -72,24 +70,10 @@ bool CImg1G4::uncompress(CImg1 *target, const ImgRect &source) {
     Report(IMG_DECODE_FAILED);
     return true;
   }
-  c2d::MallocPtr<unsigned int> bytes(
-      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
-  c2d::MallocPtr<unsigned int> bits(
-      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
-  if (bytes == nullptr || bits == nullptr) {
-    CCITT_DisableG4Decode();
-    return false;
-  }
-  for (uint32_t j = 0; j < width; ++j) {
-    bytes.get()[j] = j >> 3;
-    bits.get()[j] = 7u - (j & 7u);
-  }
   G4ScaleInfo info;
   info.background = backgroundColor;
   info.left = source.left;
   info.right = source.right;
-  info.dstByte = bytes.get();
-  info.dstBit = bits.get();
   uint64_t total = 0;
   for (uint32_t y = 0; y < height; ++y, row += stride) {
     if (decode_copy_scanline(row, &info) != IMG_OK) {

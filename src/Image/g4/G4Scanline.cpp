@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Paint.h"
 
 namespace {
 
@@ -55,10 +55,6 @@ bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &
 
 // Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
 uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
-
-void SetPixel(unsigned char *row, const unsigned int *bytes, const unsigned int *bits, uint64_t x) {
-  row[bytes[x]] = static_cast<unsigned char>(row[bytes[x]] | (1u << bits[x]));
-}
 
 }  // namespace
 
@@ -109,13 +105,12 @@ ImgErr CImg1G4::decode_scanline_and_sum(unsigned int &sum) {
 ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {
   const bool known = isBackgroundKnown();
   const Runs runs = PaintedRuns(known, info->background);
-  const unsigned int *bytes = info->dstByte;
-  const unsigned int *bits = info->dstBit;
   uint32_t count = 0;
   const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
-      for (uint64_t d = d0; d <= d1; ++d) {
-        SetPixel(row, bytes, bits, d);
+      // SAFETY: d1 <= right - left, a column of the target row.
+      if (d0 <= d1) {
+        c2d::SetBits(row, d0, static_cast<uint64_t>(d1) + 1u);
       }
       if (!known) {
         count += Span(d0, d1);
@@ -135,9 +130,10 @@ ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
   return DecodeWantedTiles([&](Img1G4Tile &tile) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       // Every target column of the run's source columns, the last one's whole run too.
+      // SAFETY: the runs of colRuns end inside the target row.
       const uint64_t end = static_cast<uint64_t>(toDst[d1]) + colRuns[toDst[d1]];
-      for (uint64_t x = toDst[d0]; x < end; ++x) {
-        SetPixel(row, info->dstByte, info->dstBit, x);
+      if (toDst[d0] < end) {
+        c2d::SetBits(row, toDst[d0], end);
       }
       return true;
     });
@@ -184,11 +180,9 @@ ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
       const uint32_t k0 = column(from);
       const uint32_t k1 = column(d1);
       if (clear) {
-        for (uint32_t k = k0; k <= k1; ++k) {
-          row[k >> 3] = static_cast<unsigned char>(row[k >> 3] & ~(0x80u >> (k & 7u)));
-        }
+        c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
       } else {
-        c2d::G4SetRun(row, k0, k1 + 1u);
+        c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
       }
       return true;
     });

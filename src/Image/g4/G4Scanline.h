@@ -20,8 +20,8 @@ struct G4ScaleInfo {
   // The source rectangle's columns, absolute and inclusive.
   uint32_t left = 0;
   uint32_t right = 0;
-  // Byte and bit (7 is the leftmost pixel) of a target pixel, by target column when
-  // copying or enlarging, by source column when reducing.
+  // Reducing: byte and bit (7 is the leftmost pixel) of the target pixel that source
+  // column d feeds. Copies and enlargements paint target columns directly.
   unsigned int *dstByte = nullptr;
   unsigned int *dstBit = nullptr;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
