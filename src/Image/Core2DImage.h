@@ -14,7 +14,6 @@
 #include "Image/core/IntRect.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Scanline.h"
 #include "Image/g4/Img1G4Tile.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"

@@ -1,6 +1,6 @@
-// CImg1G4: creation, the header and tile grid, the copy of the coded bytes, and the
-// row cursor. Decoding rows, cut-outs, background, scaling and transforms add their
-// own files.
+// CImg1G4: creation, the header and tile grid, and the copy of the coded bytes. The
+// row cursor and scanline routines, cut-outs, background, scaling and transforms add
+// their own files.
 #include "Image/g4/CImg1G4.h"
 
 #include <algorithm>
@@ -311,45 +311,6 @@ Img1G4Tile *CImg1G4::getTile(unsigned tileRow, unsigned tileColumn) {
     return nullptr;
   }
   return &tileRows[tileRow][tileColumn];
-}
-
-// ---------------------------------------------------------------------------
-// Row cursor
-
-void CImg1G4::InitTileRowDecode() {
-  // A cursor placed outside the grid has no tiles to ready.
-  if (tileRows == nullptr || decodeTileRow >= TilesDown()) {
-    return;
-  }
-  // The sentinels name column W + 1 of a tile W wide, whatever the page width.
-  const auto end = static_cast<int32_t>(tileWidth + 1u);
-  Img1G4Tile *row = tileRows[decodeTileRow];
-  const uint32_t across = TilesAcross();
-  for (uint32_t c = 0; c < across; ++c) {
-    Img1G4Tile &tile = row[c];
-    tile.bitLoc() = 1;
-    tile.byteLoc() = 0;
-    tile.setChangeBuffers(changeBuffers[c], refChangeBuffers[c]);
-    // SAFETY: every change buffer holds at least kChangeSlack + 1 entries.
-    int32_t *ref = tile.refChanges();
-    ref[0] = 0;
-    ref[1] = end;
-    ref[2] = end;
-    ref[3] = end;
-    tile.numRefChanges() = 4;
-    tile.numChanges() = 0;
-  }
-}
-
-void CImg1G4::StepCursor() {
-  ++decodeRow;
-  ++rowInTile;
-  // In the last tile row nothing resets: a rectangle ending there decodes on in it.
-  if (rowInTile == tileHeight && decodeTileRow < lastTileRow) {
-    rowInTile = 0;
-    ++decodeTileRow;
-    InitTileRowDecode();
-  }
 }
 
 // ---------------------------------------------------------------------------

@@ -172,18 +172,18 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // pointer. Safe on an image in any state.
   void _Delete();
 
-  // The row cursor. InitTileRowDecode readies every tile of decodeTileRow for its
-  // first row: start of its bytes, its column's change buffers, and an all-white
-  // reference line, so that each tile row decodes on its own. StepCursor moves on
-  // after a row, entering the next tile row at its end unless the cursor is in
-  // lastTileRow, where rows go on counting inside it.
+  // The row cursor (g4/CImg1G4RowCursor.cpp). InitTileRowDecode readies every tile of decodeTileRow
+  // for its first row: start of its bytes, its column's change buffers, and an all-white reference
+  // line, so that each tile row decodes on its own. StepCursor moves on after a row, entering the
+  // next tile row at its end unless the cursor is in lastTileRow, where rows go on counting inside
+  // it.
   void InitTileRowDecode();
   void StepCursor();
   // Places the cursor for a rectangle and decodes the rows above it in its first
   // tile row. 1 on success, 0 on failure.
   int PrepForDecode(const ImgRect &rect);
 
-  // Scanline routines (g4/G4Scanline.cpp): each decodes the next row of the tiles
+  // Scanline routines (g4/CImg1G4RowCursor.cpp): each decodes the next row of the tiles
   // the cursor's rectangle touches and paints its runs into a target row through the
   // tables of `info`: black runs, counted into info->blackCount, while the background
   // is unknown; black runs on paper 0 and white runs on paper of any other colour.
@@ -241,7 +241,7 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // getWidthInTiles and getHeightInTiles these never wrap at 32 bits.
   uint32_t TilesAcross() const;
   uint32_t TilesDown() const;
-  // The frame of every scanline routine (g4/G4Scanline.cpp): decodes the next row of
+  // The frame of every scanline routine (g4/CImg1G4RowCursor.cpp): decodes the next row of
   // each tile of the cursor's tile row that the rectangle touches, and hands each
   // tile that decoded to `paint` before exchanging its lists. A tile without bytes,
   // or whose row fails, is passed over. IMG_INVALID_ARG past lastTileRow, else

@@ -14,7 +14,7 @@
 #include "Image/core/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Scanline.h"
+#include "Image/g4/G4ScaleInfo.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/scale/GreyMapping.h"

@@ -124,28 +124,28 @@ inline uint32_t SubTableEntry(const G4DecodeTables &t, int colour, int32_t escap
   }
   if (colour == 0) {
     switch (escape) {
-      case c2d::kG4ToSub2:
+      case c2d::kG4ToWhiteSub2:
         return t.G4WhiteSub2[(bits >> 23) & 0x3u];
-      case c2d::kG4ToSub3:
+      case c2d::kG4ToWhiteSub1:
         return t.G4WhiteSub1[(bits >> 23) & 0x1u];
-      case c2d::kG4ToSub4:
+      case c2d::kG4ToWhiteSub4:
         return t.G4WhiteSub4[(bits >> 23) & 0xFu];
       default:
         return c2d::G4PackEntry(c2d::kG4NoCode, 0);
     }
   }
   switch (escape) {
-    case c2d::kG4ToSub2:
+    case c2d::kG4ToBlackSub2:
       return t.G4BlackSub2[(bits >> 19) & 0x1Fu];
-    case c2d::kG4ToSub3:
+    case c2d::kG4ToBlackSub3:
       return t.G4BlackSub3[(bits >> 19) & 0x1Fu];
-    case c2d::kG4ToSub4:
+    case c2d::kG4ToBlackSub5:
       return t.G4BlackSub5[bits9To12];
-    case c2d::kG4ToSub5:
+    case c2d::kG4ToBlackSub6:
       return t.G4BlackSub6[bits9To12];
-    case c2d::kG4ToSub6:
+    case c2d::kG4ToBlackSub12:
       return t.G4BlackSub12[bits9To12];
-    case c2d::kG4ToSub7:
+    case c2d::kG4ToBlackSub13:
       return t.G4BlackSub13[bits9To12];
     default:
       return c2d::G4PackEntry(c2d::kG4NoCode, 0);

@@ -1,9 +1,8 @@
-// CImg1G4's scanline routines: each decodes the next row of the tiles a rectangle
-// touches and paints the runs of the change lists straight into a target row, through
-// the tables of a G4ScaleInfo. No row is ever expanded at source size, so the cost
-// follows the runs and the target, not the source pixels.
-#include "Image/g4/G4Scanline.h"
-
+// CImg1G4's row cursor and the scanline routines that decode through it. The cursor
+// walks the tile rows a rectangle covers; each routine decodes the next row of the
+// tiles the rectangle touches and paints the runs of the change lists straight into
+// a target row, through the tables of a G4ScaleInfo. No row is ever expanded at
+// source size, so the cost follows the runs and the target, not the source pixels.
 #include <algorithm>
 #include <cstdint>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
+#include "Image/g4/G4ScaleInfo.h"
 
 namespace {
 
@@ -57,6 +57,72 @@ bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &
 uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// Row cursor
+
+void CImg1G4::InitTileRowDecode() {
+  // A cursor placed outside the grid has no tiles to ready.
+  if (tileRows == nullptr || decodeTileRow >= TilesDown()) {
+    return;
+  }
+  // The sentinels name column W + 1 of a tile W wide, whatever the page width.
+  const auto end = static_cast<int32_t>(tileWidth + 1u);
+  Img1G4Tile *row = tileRows[decodeTileRow];
+  const uint32_t across = TilesAcross();
+  for (uint32_t c = 0; c < across; ++c) {
+    Img1G4Tile &tile = row[c];
+    tile.bitLoc() = 1;
+    tile.byteLoc() = 0;
+    tile.setChangeBuffers(changeBuffers[c], refChangeBuffers[c]);
+    // SAFETY: every change buffer holds at least kChangeSlack + 1 entries.
+    int32_t *ref = tile.refChanges();
+    ref[0] = 0;
+    ref[1] = end;
+    ref[2] = end;
+    ref[3] = end;
+    tile.numRefChanges() = 4;
+    tile.numChanges() = 0;
+  }
+}
+
+void CImg1G4::StepCursor() {
+  ++decodeRow;
+  ++rowInTile;
+  // In the last tile row nothing resets: a rectangle ending there decodes on in it.
+  if (rowInTile == tileHeight && decodeTileRow < lastTileRow) {
+    rowInTile = 0;
+    ++decodeTileRow;
+    InitTileRowDecode();
+  }
+}
+
+int CImg1G4::PrepForDecode(const ImgRect &source) {
+  // Only a header sets the tile sizes, and it never sets 0; this guards the division.
+  if (tileWidth == 0 || tileHeight == 0) {
+    return 0;
+  }
+  decodeRow = source.top;
+  firstTileColumn = source.left / tileWidth;
+  lastTileColumn = source.right / tileWidth;
+  firstTileRow = source.top / tileHeight;
+  decodeTileRow = firstTileRow;
+  lastTileRow = source.bottom / tileHeight;
+  rowInTile = source.top % tileHeight;
+  InitTileRowDecode();
+  // Tile rows above are skipped whole; rows above the rectangle in its own tile row
+  // are decoded and dropped, each being coded against the one before. The cursor
+  // keeps rowInTile: the drops happen on the reference lists alone.
+  for (uint32_t i = 0; i < rowInTile; ++i) {
+    if (decode_scanline() != IMG_OK) {
+      return 0;
+    }
+  }
+  return 1;
+}
+
+// ---------------------------------------------------------------------------
+// Scanline routines
 
 template <typename Paint>
 ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
