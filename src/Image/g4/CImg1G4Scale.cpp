@@ -26,33 +26,31 @@ using c2d::Report;
 
 namespace {
 
-using Table = std::unique_ptr<unsigned int[], c2d::FreeDeleter>;
-
-// The five tables of one call of a G4 table maker, released on every path.
+// The five tables of one call of a G4 table maker, released on every path: the pair
+// of run tables and the three column maps.
 struct ScaleTables {
-  Table rowRuns;
-  Table colRuns;
-  Table srcMap;
-  Table dstByte;
-  Table dstBit;
+  c2d::RunTables runs;
+  c2d::MallocArray<unsigned int> srcMap;
+  c2d::MallocArray<unsigned int> dstByte;
+  c2d::MallocArray<unsigned int> dstBit;
 
   // make(&rowRuns, &colRuns, &srcMap, &dstByte, &dstBit) fills the five pointers.
   template <typename Maker>
   bool build(Maker &&make) {
     unsigned int *t[5] = {};
     make(&t[0], &t[1], &t[2], &t[3], &t[4]);
-    rowRuns.reset(t[0]);
-    colRuns.reset(t[1]);
+    runs.rows.reset(t[0]);
+    runs.cols.reset(t[1]);
     srcMap.reset(t[2]);
     dstByte.reset(t[3]);
     dstBit.reset(t[4]);
-    return rowRuns && colRuns && srcMap && dstByte && dstBit;
+    return runs.rows && runs.cols && srcMap && dstByte && dstBit;
   }
 
   G4ScaleInfo info(uint32_t background, const ImgRect &source, uint32_t mergeRows) const {
     G4ScaleInfo info;
     info.background = background;
-    info.colRuns = colRuns.get();
+    info.colRuns = runs.cols.get();
     info.srcMap = srcMap.get();
     info.left = source.left;
     info.right = source.right;
@@ -66,7 +64,7 @@ struct ScaleTables {
 // One grey mapping and its last index: a count is read no further, so a corrupt row
 // that counts a cell twice reads as a full cell instead of past the table.
 struct GreyTable {
-  std::unique_ptr<unsigned char[], c2d::FreeDeleter> levels;
+  c2d::MallocArray<unsigned char> levels;
   uint32_t last = 0;
 
   bool build(uint64_t area) {
@@ -181,7 +179,7 @@ CImg1 *CImg1G4::Enlarge(unsigned int width, unsigned int height, const ImgRect &
     }
     StepCursor();
     // Each source row is decoded once; its repeats are copies of the finished row.
-    const uint32_t run = tables.rowRuns[p];
+    const uint32_t run = tables.runs.rows[p];
     if (run == 0) {
       break;
     }
@@ -243,7 +241,7 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   uint64_t total = 0;
   uint64_t p = 0;
   for (uint32_t t = 0; t < height && p < sh; ++t) {
-    const uint32_t run = tables.rowRuns[p];
+    const uint32_t run = tables.runs.rows[p];
     for (uint32_t k = 0; k < run; ++k) {
       const ImgErr decoded =
           sample && k != 0 ? decode_scanline() : decode_reduce_scanline(pixels + t * stride, &info);
@@ -332,7 +330,7 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   bool failed = false;
   uint64_t p = 0;
   for (uint32_t t = 0; t < height && p < sh && !failed; ++t) {
-    const uint32_t yRun = tables.rowRuns[p];
+    const uint32_t yRun = tables.runs.rows[p];
     const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
     std::fill(sums.begin(), sums.end(), 0u);
     for (uint32_t k = 0; k < yRun && !failed; ++k) {
@@ -346,7 +344,7 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
     }
     uint64_t q = 0;
     for (uint32_t j = 0; j < width && q < sw; ++j) {
-      const uint32_t xRun = tables.colRuns[q];
+      const uint32_t xRun = tables.runs.cols[q];
       const unsigned g = pair[xRun == floorX ? 0 : 1].level(sums[j]);
       out[t][j] = g + 256u * g + 65536u * g;
       q += xRun;

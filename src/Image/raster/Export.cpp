@@ -149,8 +149,8 @@ void ExchangeChannels(const unsigned char *src, unsigned char *dst, uint64_t pix
 template <typename FillGrey>
 bool Diffuse(uint32_t w, uint32_t h, const FillGrey &fillGrey, const BitStream &dst) {
   const size_t cells = static_cast<size_t>(w) + 2u;
-  c2d::MallocPtr<int32_t> rowA(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
-  c2d::MallocPtr<int32_t> rowB(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
+  c2d::MallocArray<int32_t> rowA(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
+  c2d::MallocArray<int32_t> rowB(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
   if (rowA == nullptr || rowB == nullptr) {
     return false;
   }

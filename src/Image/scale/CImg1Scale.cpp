@@ -52,7 +52,6 @@ constexpr SpanRows MakeSpanMask() {
 constexpr SpanRows spanMask = MakeSpanMask();
 
 using c2d::RunTables;
-using Mapping = std::unique_ptr<unsigned char[], c2d::FreeDeleter>;
 
 // Source rows that lie wholly inside the pixel buffer.
 struct DirectRows {
@@ -437,7 +436,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
   const uint64_t yc = static_cast<uint64_t>(std::ceil(yRatio));
   // Runs take just the two lengths of each ratio, so these four tables serve every
   // block: maps[yRun is yf][xRun is xf], each of the block's area + 1 entries.
-  Mapping maps[2][2];
+  c2d::MallocArray<unsigned char> maps[2][2];
   const uint64_t xs[2] = {xc, xf};
   const uint64_t ys[2] = {yc, yf};
   for (unsigned i = 0; i < 2; ++i) {
