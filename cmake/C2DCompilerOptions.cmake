@@ -1,8 +1,11 @@
-# Warning and sanitizer flags for every target of the project, kept in one place.
+# Warning, floating-point and sanitizer flags for every target of the project, kept in one place.
 
 add_library(c2d_options INTERFACE)
 target_compile_options(c2d_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wpointer-arith>)
+# No fused multiply-add: blending, cubic weights and grey mixing must give the same
+# bits whatever CPU a build targets.
+target_compile_options(c2d_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-ffp-contract=off>)
 if(C2D_WERROR)
   target_compile_options(c2d_options INTERFACE $<$<CXX_COMPILER_ID:GNU,Clang>:-Werror>)
 endif()

@@ -88,7 +88,7 @@ struct CEMFRender::Document {
     size_t svgLength = 0;
     const int converted = emf2svg(contents.data(), contents.size(), &svgText, &svgLength, &options);
     // The output is set even when the conversion fails.
-    const c2d::MallocPtr<char> owned(svgText);
+    const c2d::MallocArray<char> owned(svgText);
     if (converted == 0 || svgText == nullptr || svgLength == 0) {
       return nullptr;
     }
@@ -259,7 +259,7 @@ bool CEMFRender::getImage(unsigned int depth, void *&data, uint64_t &size) {
       m_width > INT_MAX / 4) {
     return false;
   }
-  c2d::MallocPtr<unsigned char> colour(static_cast<unsigned char *>(std::malloc(pixels * 4)));
+  c2d::MallocArray<unsigned char> colour(static_cast<unsigned char *>(std::malloc(pixels * 4)));
   if (colour == nullptr || !renderColour(colour.get())) {
     return false;
   }

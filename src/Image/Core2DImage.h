@@ -16,7 +16,6 @@
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/G4Encode.h"
-#include "Image/g4/G4Scanline.h"
 #include "Image/g4/G4Strip.h"
 #include "Image/g4/Img1G4Tile.h"
 #include "Image/raster/CImg1.h"

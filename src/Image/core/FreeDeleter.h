@@ -11,8 +11,9 @@ struct FreeDeleter {
   void operator()(void *p) const { std::free(p); }
 };
 
+// The one owner of a malloc'd array: scratch, tables, and buffers on their way out.
 template <typename T>
-using MallocPtr = std::unique_ptr<T, FreeDeleter>;
+using MallocArray = std::unique_ptr<T[], FreeDeleter>;
 
 }  // namespace c2d
 

@@ -1,5 +1,5 @@
-// Internal shorthands for reporting to CImgErr. Every call site names the registry's
-// own header and its two fixed lines, so hosts never see the library's source paths.
+// Internal shorthands for reporting to CImgErr. The registry ignores the file and
+// line it is given, so none are passed.
 #ifndef IMAGE_CORE_IMGREPORT_H_
 #define IMAGE_CORE_IMGREPORT_H_
 
@@ -7,14 +7,9 @@
 
 namespace c2d {
 
-inline char *ReportFile() {
-  static char file[] = "src/Image/ImgErr";
-  return file;
-}
+inline void Report(ImgErr code) { CImgErr::set(code, nullptr, 0); }
 
-inline void Report(ImgErr code) { CImgErr::set(code, ReportFile(), 28); }
-
-[[nodiscard]] inline ImgErr ReportR(ImgErr code) { return CImgErr::setr(code, ReportFile(), 29); }
+[[nodiscard]] inline ImgErr ReportR(ImgErr code) { return CImgErr::setr(code, nullptr, 0); }
 
 }  // namespace c2d
 

@@ -1,6 +1,6 @@
-// CImg1G4: creation, the header and tile grid, the copy of the coded bytes, and the
-// row cursor. Decoding rows, cut-outs, background, scaling and transforms add their
-// own files.
+// CImg1G4: creation, the header and tile grid, and the copy of the coded bytes. The
+// row cursor and scanline routines, cut-outs, background, scaling and transforms add
+// their own files.
 #include "Image/g4/CImg1G4.h"
 
 #include <algorithm>
@@ -46,6 +46,52 @@ void FreeColumns(int32_t **&buffers, uint32_t count) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// The owner of the grid
+
+bool CImg1G4::TileGrid::Allocate(uint32_t across, uint32_t down, size_t entries) {
+  Release();
+  count_ = static_cast<uint64_t>(across) * down;
+  across_ = across;
+  tiles_ = new (std::nothrow) Img1G4Tile[count_];
+  rows_ = static_cast<Img1G4Tile **>(std::calloc(down, sizeof(Img1G4Tile *)));
+  changes_ = static_cast<int32_t **>(std::calloc(across, sizeof(int32_t *)));
+  refChanges_ = static_cast<int32_t **>(std::calloc(across, sizeof(int32_t *)));
+  if (tiles_ == nullptr || rows_ == nullptr || changes_ == nullptr || refChanges_ == nullptr) {
+    Release();
+    return false;
+  }
+  for (uint32_t r = 0; r < down; ++r) {
+    rows_[r] = tiles_ + static_cast<size_t>(r) * across;
+  }
+  for (uint32_t c = 0; c < across; ++c) {
+    changes_[c] = static_cast<int32_t *>(std::calloc(entries, sizeof(int32_t)));
+    refChanges_[c] = static_cast<int32_t *>(std::calloc(entries, sizeof(int32_t)));
+    if (changes_[c] == nullptr || refChanges_[c] == nullptr) {
+      Release();
+      return false;
+    }
+  }
+  return true;
+}
+
+void CImg1G4::TileGrid::Release() {
+  if (tiles_ != nullptr) {
+    for (uint64_t i = 0; i < count_; ++i) {
+      std::free(tiles_[i].getData());
+      tiles_[i].setData(nullptr, 0);
+    }
+    delete[] tiles_;
+    tiles_ = nullptr;
+  }
+  count_ = 0;
+  std::free(rows_);
+  rows_ = nullptr;
+  FreeColumns(changes_, across_);
+  FreeColumns(refChanges_, across_);
+  across_ = 0;
+}
 
 CImg1G4::CImg1G4()
     : padBits(kUnset),
@@ -174,35 +220,16 @@ bool CImg1G4::initHeader(unsigned width, unsigned height, unsigned tileW, unsign
   bitsPerSample = 1;
   samplesPerPixel = 1;
 
-  auto *tiles = new (std::nothrow) Img1G4Tile[count];
-  tileRows = static_cast<Img1G4Tile **>(std::calloc(down, sizeof(Img1G4Tile *)));
-  changeBuffers = static_cast<int32_t **>(std::calloc(across, sizeof(int32_t *)));
-  refChangeBuffers = static_cast<int32_t **>(std::calloc(across, sizeof(int32_t *)));
-  // The block is owned through tileRows[0], so _Delete finds it on every path.
-  if (tileRows != nullptr) {
-    tileRows[0] = tiles;
-  } else {
-    delete[] tiles;
-  }
-  if (tiles == nullptr || tileRows == nullptr || changeBuffers == nullptr ||
-      refChangeBuffers == nullptr) {
-    _Delete();
-    return false;
-  }
-  for (uint32_t r = 0; r < down; ++r) {
-    tileRows[r] = tiles + static_cast<size_t>(r) * across;
-  }
   // A tile wider than the page can never take data (isHeaderValid refuses it), so
   // its buffers need not span more than the page: a huge tile size costs nothing.
   const size_t entries = static_cast<size_t>(std::min(tileW, width)) + kChangeSlack;
-  for (uint32_t c = 0; c < across; ++c) {
-    changeBuffers[c] = static_cast<int32_t *>(std::calloc(entries, sizeof(int32_t)));
-    refChangeBuffers[c] = static_cast<int32_t *>(std::calloc(entries, sizeof(int32_t)));
-    if (changeBuffers[c] == nullptr || refChangeBuffers[c] == nullptr) {
-      _Delete();
-      return false;
-    }
+  if (!grid_.Allocate(across, down, entries)) {
+    _Delete();
+    return false;
   }
+  tileRows = grid_.rows();
+  changeBuffers = grid_.changes();
+  refChangeBuffers = grid_.refChanges();
   return true;
 }
 
@@ -226,23 +253,11 @@ bool CImg1G4::isHeaderValid() const {
 }
 
 void CImg1G4::_Delete() {
-  // The counts are those the grid was allocated with: only initHeader changes the
-  // extents and tile sizes, and it frees the old grid first.
-  if (tileRows != nullptr) {
-    Img1G4Tile *tiles = tileRows[0];
-    if (tiles != nullptr) {
-      const uint64_t count = static_cast<uint64_t>(TilesAcross()) * TilesDown();
-      for (uint64_t i = 0; i < count; ++i) {
-        std::free(tiles[i].getData());
-        tiles[i].setData(nullptr, 0);
-      }
-      delete[] tiles;
-    }
-    std::free(tileRows);
-    tileRows = nullptr;
-  }
-  FreeColumns(changeBuffers, TilesAcross());
-  FreeColumns(refChangeBuffers, TilesAcross());
+  // The owner frees with the counts it allocated with, and the views are cleared.
+  grid_.Release();
+  tileRows = nullptr;
+  changeBuffers = nullptr;
+  refChangeBuffers = nullptr;
 }
 
 bool CImg1G4::initData(unsigned char **tileData, unsigned *tileBytes) {
@@ -311,45 +326,6 @@ Img1G4Tile *CImg1G4::getTile(unsigned tileRow, unsigned tileColumn) {
     return nullptr;
   }
   return &tileRows[tileRow][tileColumn];
-}
-
-// ---------------------------------------------------------------------------
-// Row cursor
-
-void CImg1G4::InitTileRowDecode() {
-  // A cursor placed outside the grid has no tiles to ready.
-  if (tileRows == nullptr || decodeTileRow >= TilesDown()) {
-    return;
-  }
-  // The sentinels name column W + 1 of a tile W wide, whatever the page width.
-  const auto end = static_cast<int32_t>(tileWidth + 1u);
-  Img1G4Tile *row = tileRows[decodeTileRow];
-  const uint32_t across = TilesAcross();
-  for (uint32_t c = 0; c < across; ++c) {
-    Img1G4Tile &tile = row[c];
-    tile.bitLoc() = 1;
-    tile.byteLoc() = 0;
-    tile.setChangeBuffers(changeBuffers[c], refChangeBuffers[c]);
-    // SAFETY: every change buffer holds at least kChangeSlack + 1 entries.
-    int32_t *ref = tile.refChanges();
-    ref[0] = 0;
-    ref[1] = end;
-    ref[2] = end;
-    ref[3] = end;
-    tile.numRefChanges() = 4;
-    tile.numChanges() = 0;
-  }
-}
-
-void CImg1G4::StepCursor() {
-  ++decodeRow;
-  ++rowInTile;
-  // In the last tile row nothing resets: a rectangle ending there decodes on in it.
-  if (rowInTile == tileHeight && decodeTileRow < lastTileRow) {
-    rowInTile = 0;
-    ++decodeTileRow;
-    InitTileRowDecode();
-  }
 }
 
 // ---------------------------------------------------------------------------

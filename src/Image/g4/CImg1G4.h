@@ -5,6 +5,7 @@
 #ifndef IMAGE_G4_CIMG1G4_H_
 #define IMAGE_G4_CIMG1G4_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -172,18 +173,18 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // pointer. Safe on an image in any state.
   void _Delete();
 
-  // The row cursor. InitTileRowDecode readies every tile of decodeTileRow for its
-  // first row: start of its bytes, its column's change buffers, and an all-white
-  // reference line, so that each tile row decodes on its own. StepCursor moves on
-  // after a row, entering the next tile row at its end unless the cursor is in
-  // lastTileRow, where rows go on counting inside it.
+  // The row cursor (g4/CImg1G4RowCursor.cpp). InitTileRowDecode readies every tile of decodeTileRow
+  // for its first row: start of its bytes, its column's change buffers, and an all-white reference
+  // line, so that each tile row decodes on its own. StepCursor moves on after a row, entering the
+  // next tile row at its end unless the cursor is in lastTileRow, where rows go on counting inside
+  // it.
   void InitTileRowDecode();
   void StepCursor();
   // Places the cursor for a rectangle and decodes the rows above it in its first
   // tile row. 1 on success, 0 on failure.
   int PrepForDecode(const ImgRect &rect);
 
-  // Scanline routines (g4/G4Scanline.cpp): each decodes the next row of the tiles
+  // Scanline routines (g4/CImg1G4RowCursor.cpp): each decodes the next row of the tiles
   // the cursor's rectangle touches and paints its runs into a target row through the
   // tables of `info`: black runs, counted into info->blackCount, while the background
   // is unknown; black runs on paper 0 and white runs on paper of any other colour.
@@ -219,7 +220,8 @@ class C2D_EXPORT CImg1G4 : public CImg {
   ImgAlignmentEnum alignment;
   uint32_t foregroundInterpretation;
   uint32_t backgroundInterpretation;
-  // One pointer per tile row into the single block of tiles, which tileRows[0] owns.
+  // Views of the grid that grid_ owns. One pointer per tile row into the single
+  // block of tiles.
   Img1G4Tile **tileRows;
   // Per tile column: the two change buffers its tiles decode with, one tile row at
   // a time, of tileWidth + 6 entries (the page width + 6 for a tile wider than the
@@ -237,11 +239,42 @@ class C2D_EXPORT CImg1G4 : public CImg {
   uint32_t lastTileRow;
 
  private:
+  // Owns the tile grid, the tiles' coded bytes and the change buffers that the
+  // protected fields view, and remembers the counts it was allocated with. A copy of
+  // the image, member by member, owns nothing, so only the image that built a grid
+  // frees it.
+  class TileGrid {
+   public:
+    TileGrid() = default;
+    TileGrid(const TileGrid & /*other*/) {}
+    TileGrid &operator=(const TileGrid & /*other*/) { return *this; }
+    ~TileGrid() { Release(); }
+
+    // `down` rows of `across` empty tiles and two zeroed buffers of `entries` entries
+    // per tile column, after freeing any earlier grid. False, with nothing held, when
+    // memory runs out.
+    bool Allocate(uint32_t across, uint32_t down, size_t entries);
+    // Frees each tile's coded bytes, the tiles, the row pointers and the buffers.
+    void Release();
+
+    Img1G4Tile **rows() const { return rows_; }
+    int32_t **changes() const { return changes_; }
+    int32_t **refChanges() const { return refChanges_; }
+
+   private:
+    Img1G4Tile *tiles_ = nullptr;
+    uint64_t count_ = 0;
+    Img1G4Tile **rows_ = nullptr;
+    uint32_t across_ = 0;
+    int32_t **changes_ = nullptr;
+    int32_t **refChanges_ = nullptr;
+  };
+
   // The grid as allocated, from the stored extents and tile sizes. Unlike
   // getWidthInTiles and getHeightInTiles these never wrap at 32 bits.
   uint32_t TilesAcross() const;
   uint32_t TilesDown() const;
-  // The frame of every scanline routine (g4/G4Scanline.cpp): decodes the next row of
+  // The frame of every scanline routine (g4/CImg1G4RowCursor.cpp): decodes the next row of
   // each tile of the cursor's tile row that the rectangle touches, and hands each
   // tile that decoded to `paint` before exchanging its lists. A tile without bytes,
   // or whose row fails, is passed over. IMG_INVALID_ARG past lastTileRow, else
@@ -254,6 +287,8 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // and turns `target` over when dark, so that its set bits are foreground; the
   // target's background becomes 0.
   void SettleBackground(CImg1 &target, bool dark);
+
+  TileGrid grid_;
 };
 
 #endif  // IMAGE_G4_CIMG1G4_H_

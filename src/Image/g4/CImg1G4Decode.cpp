@@ -1,14 +1,12 @@
-// CImg1G4: placing the row cursor for a rectangle, and what stands directly on the
-// scanline routines: a rectangle decompressed into a CImg1, and the page's
-// background counted from the code, neither of which expands the page.
+// CImg1G4: what stands directly on the scanline routines: a rectangle decompressed
+// into a CImg1, and the page's background counted from the code, neither of which
+// expands the page.
 #include <cstdint>
-#include <cstdlib>
 
-#include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Scanline.h"
+#include "Image/g4/G4ScaleInfo.h"
 #include "Image/raster/CImg1.h"
 
 using c2d::Report;
@@ -24,30 +22,6 @@ bool RowsFit(const CImg1 &target, uint32_t w, uint32_t h) {
 }
 
 }  // namespace
-
-int CImg1G4::PrepForDecode(const ImgRect &source) {
-  // Only a header sets the tile sizes, and it never sets 0; this guards the division.
-  if (tileWidth == 0 || tileHeight == 0) {
-    return 0;
-  }
-  decodeRow = source.top;
-  firstTileColumn = source.left / tileWidth;
-  lastTileColumn = source.right / tileWidth;
-  firstTileRow = source.top / tileHeight;
-  decodeTileRow = firstTileRow;
-  lastTileRow = source.bottom / tileHeight;
-  rowInTile = source.top % tileHeight;
-  InitTileRowDecode();
-  // Tile rows above are skipped whole; rows above the rectangle in its own tile row
-  // are decoded and dropped, each being coded against the one before. The cursor
-  // keeps rowInTile: the drops happen on the reference lists alone.
-  for (uint32_t i = 0; i < rowInTile; ++i) {
-    if (decode_scanline() != IMG_OK) {
-      return 0;
-    }
-  }
-  return 1;
-}
 
 bool CImg1G4::uncompress(CImg1 *target, const ImgRect &source) {
   if (!getRect().contains(source)) {
@@ -72,24 +46,10 @@ bool CImg1G4::uncompress(CImg1 *target, const ImgRect &source) {
     Report(IMG_DECODE_FAILED);
     return true;
   }
-  c2d::MallocPtr<unsigned int> bytes(
-      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
-  c2d::MallocPtr<unsigned int> bits(
-      static_cast<unsigned int *>(std::calloc(width, sizeof(unsigned int))));
-  if (bytes == nullptr || bits == nullptr) {
-    CCITT_DisableG4Decode();
-    return false;
-  }
-  for (uint32_t j = 0; j < width; ++j) {
-    bytes.get()[j] = j >> 3;
-    bits.get()[j] = 7u - (j & 7u);
-  }
   G4ScaleInfo info;
   info.background = backgroundColor;
   info.left = source.left;
   info.right = source.right;
-  info.dstByte = bytes.get();
-  info.dstBit = bits.get();
   uint64_t total = 0;
   for (uint32_t y = 0; y < height; ++y, row += stride) {
     if (decode_copy_scanline(row, &info) != IMG_OK) {
@@ -138,7 +98,8 @@ unsigned int CImg1G4::calculateBackground() {
   if (CCITT_EnableG4Decode() != IMG_OK) {
     return 0;
   }
-  // Kept as it stands: this failure leaves the tables enabled.
+  // Kept as it stands: this failure leaves the tables enabled. Harmless, since any later
+  // CCITT_DisableG4Decode frees them, and hosts may pair their own disable with it.
   if (PrepForDecode(getRect()) == 0) {
     Report(IMG_DECODE_FAILED);
     return 0;

@@ -7,14 +7,14 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
+#include <new>
 #include <vector>
 
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Scanline.h"
+#include "Image/g4/G4ScaleInfo.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/scale/GreyMapping.h"
@@ -26,33 +26,31 @@ using c2d::Report;
 
 namespace {
 
-using Table = std::unique_ptr<unsigned int[], c2d::FreeDeleter>;
-
-// The five tables of one call of a G4 table maker, released on every path.
+// The five tables of one call of a G4 table maker, released on every path: the pair
+// of run tables and the three column maps.
 struct ScaleTables {
-  Table rowRuns;
-  Table colRuns;
-  Table srcMap;
-  Table dstByte;
-  Table dstBit;
+  c2d::RunTables runs;
+  c2d::MallocArray<unsigned int> srcMap;
+  c2d::MallocArray<unsigned int> dstByte;
+  c2d::MallocArray<unsigned int> dstBit;
 
   // make(&rowRuns, &colRuns, &srcMap, &dstByte, &dstBit) fills the five pointers.
   template <typename Maker>
   bool build(Maker &&make) {
     unsigned int *t[5] = {};
     make(&t[0], &t[1], &t[2], &t[3], &t[4]);
-    rowRuns.reset(t[0]);
-    colRuns.reset(t[1]);
+    runs.rows.reset(t[0]);
+    runs.cols.reset(t[1]);
     srcMap.reset(t[2]);
     dstByte.reset(t[3]);
     dstBit.reset(t[4]);
-    return rowRuns && colRuns && srcMap && dstByte && dstBit;
+    return runs.rows && runs.cols && srcMap && dstByte && dstBit;
   }
 
   G4ScaleInfo info(uint32_t background, const ImgRect &source, uint32_t mergeRows) const {
     G4ScaleInfo info;
     info.background = background;
-    info.colRuns = colRuns.get();
+    info.colRuns = runs.cols.get();
     info.srcMap = srcMap.get();
     info.left = source.left;
     info.right = source.right;
@@ -66,7 +64,7 @@ struct ScaleTables {
 // One grey mapping and its last index: a count is read no further, so a corrupt row
 // that counts a cell twice reads as a full cell instead of past the table.
 struct GreyTable {
-  std::unique_ptr<unsigned char[], c2d::FreeDeleter> levels;
+  c2d::MallocArray<unsigned char> levels;
   uint32_t last = 0;
 
   bool build(uint64_t area) {
@@ -82,35 +80,6 @@ struct GreyTable {
   }
   unsigned level(uint32_t count) const { return levels[std::min(count, last)]; }
 };
-
-// The opening the workers share once the size is checked: the target `made`
-// (IMG_FAIL without it), `before` on it (false: give up, it reported), the cursor by
-// `place` (IMG_DECODE_FAILED when it gives 0, and the blank target is the answer),
-// then the tables by `make` (IMG_FAIL). `ready`: rows are to be decoded into the
-// target returned. Nothing made is left behind on the way out.
-template <typename Image, typename Before, typename Place, typename Make>
-Image *Open(Image *made, Before &&before, Place &&place, Make &&make, ScaleTables &tables,
-            bool &ready) {
-  ready = false;
-  std::unique_ptr<Image> target(made);
-  if (target == nullptr) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  if (!before(*target)) {
-    return nullptr;
-  }
-  if (place() == 0) {
-    Report(IMG_DECODE_FAILED);
-    return target.release();
-  }
-  if (!tables.build(make)) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  ready = true;
-  return target.release();
-}
 
 }  // namespace
 
@@ -181,17 +150,22 @@ CImg1 *CImg1G4::Enlarge(unsigned int width, unsigned int height, const ImgRect &
     Report(IMG_INVALID_ARG);
     return nullptr;
   }
-  ScaleTables tables;
-  bool ready = false;
-  std::unique_ptr<CImg1> target(Open(
-      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment),
-      [](CImg1 &) { return true; }, [&] { return PrepForDecode(source); },
-      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
-        CreateRothEnlargeTables(width, height, sw, sh, r, c, m, b, t);
-      },
-      tables, ready));
-  if (!ready) {
+  std::unique_ptr<CImg1> target(
+      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment));
+  if (target == nullptr) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  if (PrepForDecode(source) == 0) {
+    Report(IMG_DECODE_FAILED);
     return target.release();
+  }
+  ScaleTables tables;
+  if (!tables.build([&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothEnlargeTables(width, height, sw, sh, r, c, m, b, t);
+      })) {
+    Report(IMG_FAIL);
+    return nullptr;
   }
   G4ScaleInfo info = tables.info(backgroundColor, source, 0);
   unsigned char *pixels = target->peekData();
@@ -205,7 +179,7 @@ CImg1 *CImg1G4::Enlarge(unsigned int width, unsigned int height, const ImgRect &
     }
     StepCursor();
     // Each source row is decoded once; its repeats are copies of the finished row.
-    const uint32_t run = tables.rowRuns[p];
+    const uint32_t run = tables.runs.rows[p];
     if (run == 0) {
       break;
     }
@@ -235,26 +209,28 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
     Report(IMG_INVALID_ARG);
     return nullptr;
   }
+  std::unique_ptr<CImg1> target(
+      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment));
+  if (target == nullptr) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
   // Sampling keeps the page's polarity: on dark paper the white runs clear a target
   // that starts set. The background is counted before the cursor is placed, since
   // counting moves it.
-  const auto fillDark = [&](CImg1 &target) {
-    if (sample && calculateBackground() == 1) {
-      std::memset(target.peekData(), 0xFF, target.getTotalBytes());
-    }
-    return true;
-  };
-  ScaleTables tables;
-  bool ready = false;
-  std::unique_ptr<CImg1> target(Open(
-      CImg1::create(width, height, backgroundInterpretation, foregroundInterpretation, alignment),
-      fillDark, [&] { return PrepForDecode(source); },
-      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
-        CreateRothReduceTables(sw, sh, width, height, r, c, m, b, t);
-      },
-      tables, ready));
-  if (!ready) {
+  if (sample && calculateBackground() == 1) {
+    std::memset(target->peekData(), 0xFF, target->getTotalBytes());
+  }
+  if (PrepForDecode(source) == 0) {
+    Report(IMG_DECODE_FAILED);
     return target.release();
+  }
+  ScaleTables tables;
+  if (!tables.build([&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothReduceTables(sw, sh, width, height, r, c, m, b, t);
+      })) {
+    Report(IMG_FAIL);
+    return nullptr;
   }
   // Merging every source row of a block into its target row keeps thin lines;
   // sampling paints the block's first row only, but decodes the others too, since
@@ -265,7 +241,7 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   uint64_t total = 0;
   uint64_t p = 0;
   for (uint32_t t = 0; t < height && p < sh; ++t) {
-    const uint32_t run = tables.rowRuns[p];
+    const uint32_t run = tables.runs.rows[p];
     for (uint32_t k = 0; k < run; ++k) {
       const ImgErr decoded =
           sample && k != 0 ? decode_scanline() : decode_reduce_scanline(pixels + t * stride, &info);
@@ -296,13 +272,18 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
     return nullptr;
   }
   // The vectors the grey scanline routine works on. A rectangle too wide for memory
-  // is refused like a missing table rather than let an exception out.
+  // is refused like a missing table rather than let the allocation failure out.
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
   try {
     dstIndex.assign(sw, 0u);
     sums.assign(width, 0u);
-  } catch (...) {
+  } catch (const std::bad_alloc &) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  std::unique_ptr<CImg32> target(CImg32::create(width, height, RGB_ORDER_RGB));
+  if (target == nullptr) {
     Report(IMG_FAIL);
     return nullptr;
   }
@@ -310,36 +291,31 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   // [width is floorX ? 0 : 1], each of the cell's area + 1 entries. The ratios are
   // taken once the target exists, so that a zero side is refused by the factory
   // rather than divided by.
+  const double xRatio = static_cast<double>(sw) / width;
+  const double yRatio = static_cast<double>(sh) / height;
+  const uint64_t floorX = static_cast<uint64_t>(std::floor(xRatio));
+  const uint64_t floorY = static_cast<uint64_t>(std::floor(yRatio));
+  const uint64_t heights[2] = {floorY, static_cast<uint64_t>(std::ceil(yRatio))};
+  const uint64_t widths[2] = {floorX, static_cast<uint64_t>(std::ceil(xRatio))};
   GreyTable maps[2][2];
-  uint64_t floorX = 0;
-  uint64_t floorY = 0;
-  const auto makeMaps = [&](CImg32 &) {
-    const double xRatio = static_cast<double>(sw) / width;
-    const double yRatio = static_cast<double>(sh) / height;
-    floorX = static_cast<uint64_t>(std::floor(xRatio));
-    floorY = static_cast<uint64_t>(std::floor(yRatio));
-    const uint64_t heights[2] = {floorY, static_cast<uint64_t>(std::ceil(yRatio))};
-    const uint64_t widths[2] = {floorX, static_cast<uint64_t>(std::ceil(xRatio))};
-    for (unsigned i = 0; i < 2; ++i) {
-      for (unsigned j = 0; j < 2; ++j) {
-        if (!maps[i][j].build(heights[i] * widths[j])) {
-          Report(IMG_FAIL);
-          return false;
-        }
+  for (unsigned i = 0; i < 2; ++i) {
+    for (unsigned j = 0; j < 2; ++j) {
+      if (!maps[i][j].build(heights[i] * widths[j])) {
+        Report(IMG_FAIL);
+        return nullptr;
       }
     }
-    return true;
-  };
-  ScaleTables tables;
-  bool ready = false;
-  std::unique_ptr<CImg32> target(Open(
-      CImg32::create(width, height, RGB_ORDER_RGB), makeMaps, [&] { return PrepForDecode(source); },
-      [&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
-        CreateRothReduceTables2(sw, sh, width, height, r, c, m, b, t, dstIndex);
-      },
-      tables, ready));
-  if (!ready) {
+  }
+  if (PrepForDecode(source) == 0) {
+    Report(IMG_DECODE_FAILED);
     return target.release();
+  }
+  ScaleTables tables;
+  if (!tables.build([&](unsigned **r, unsigned **c, unsigned **m, unsigned **b, unsigned **t) {
+        CreateRothReduceTables2(sw, sh, width, height, r, c, m, b, t, dstIndex);
+      })) {
+    Report(IMG_FAIL);
+    return nullptr;
   }
   unsigned **out = target->peekDataArray();
   if (out == nullptr) {
@@ -349,38 +325,37 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   G4ScaleInfo info = tables.info(backgroundColor, source, 1);
   info.dstWidth = width;
   info.srcWidth = sw;
-  ImgErr noted = IMG_OK;
-  // A failed row ends the loop by an exception caught right here: the caller gets
-  // the rows finished so far, and the error.
-  try {
-    uint64_t p = 0;
-    for (uint32_t t = 0; t < height && p < sh; ++t) {
-      const uint32_t yRun = tables.rowRuns[p];
-      const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
-      std::fill(sums.begin(), sums.end(), 0u);
-      for (uint32_t k = 0; k < yRun; ++k) {
-        if (decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK) {
-          noted = IMG_DECODE_FAILED;
-          throw std::runtime_error("decode_reduce_scanline_grey");
-        }
+  // A failed row ends the walk: the caller gets the rows finished so far, and the
+  // error.
+  bool failed = false;
+  uint64_t p = 0;
+  for (uint32_t t = 0; t < height && p < sh && !failed; ++t) {
+    const uint32_t yRun = tables.runs.rows[p];
+    const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
+    std::fill(sums.begin(), sums.end(), 0u);
+    for (uint32_t k = 0; k < yRun && !failed; ++k) {
+      failed = decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK;
+      if (!failed) {
         StepCursor();
       }
-      uint64_t q = 0;
-      for (uint32_t j = 0; j < width && q < sw; ++j) {
-        const uint32_t xRun = tables.colRuns[q];
-        const unsigned g = pair[xRun == floorX ? 0 : 1].level(sums[j]);
-        out[t][j] = g + 256u * g + 65536u * g;
-        q += xRun;
-      }
-      p += yRun;
     }
-  } catch (...) {
+    if (failed) {
+      break;
+    }
+    uint64_t q = 0;
+    for (uint32_t j = 0; j < width && q < sw; ++j) {
+      const uint32_t xRun = tables.runs.cols[q];
+      const unsigned g = pair[xRun == floorX ? 0 : 1].level(sums[j]);
+      out[t][j] = g + 256u * g + 65536u * g;
+      q += xRun;
+    }
+    p += yRun;
   }
   // Foreground is dark whatever the page's colour; the background records the
   // opposite of the page's.
   target->setBackgroundColor(backgroundColor != 0 ? 0u : 0xFFFFFFu);
-  if (noted != IMG_OK) {
-    Report(noted);
+  if (failed) {
+    Report(IMG_DECODE_FAILED);
   }
   return target.release();
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
 #include "Image/transform/TransformSupport.h"
@@ -35,9 +36,8 @@ CImg1 *MoveSetBits(CImg1G4 &page, ExactTransform how) {
   unsigned char *to = out->peekData();
   const uint64_t outStride = out->getBytesPerLine();
   c2d::ForEachExactPixel(how, w, h, [&](uint32_t r, uint32_t c, uint32_t sr, uint32_t sc) {
-    if ((in[sr * inStride + (sc >> 3)] & (0x80u >> (sc & 7u))) != 0) {
-      unsigned char &byte = to[r * outStride + (c >> 3)];
-      byte = static_cast<unsigned char>(byte | (0x80u >> (c & 7u)));
+    if (c2d::BitAt(in + sr * inStride, sc)) {
+      c2d::SetBit(to + r * outStride, c);
     }
   });
   return out;

@@ -23,13 +23,26 @@ inline int32_t WrapAdd(int32_t a, int32_t b) {
 // The coded bits of a tile, read as 16-bit little-endian words from the most
 // significant bit down: stream byte 2k is the byte at offset 2k + 1. The next bit is
 // the top bit of `buf`; `fill` counts the bits gone from it, so 32 - fill bits are
-// valid, and `next` is the word that comes in when fill passes 16. The word order and
-// the 1-based bitLoc appear only in the constructor, Word and Save.
+// valid, and `next` is the word that comes in when fill passes 16. The word order,
+// the odd-byte rule and the 1-based bitLoc appear only in StartBit, the constructor,
+// Word and Save.
 class G4BitReader {
  public:
-  // Copies the position out of the tile. bitLoc has already been moved on by 8 for an
-  // odd byteLoc, so fill = bitLoc + 15 skips the word's high byte; that first load is
-  // not checked against the read bound.
+  // The bit a row starts at. A row that starts at an odd byte begins in the high byte
+  // of its word: bitLoc moves on by 8 to reach it, and stays moved in the tile, so
+  // each retry of a row that failed there moves it on by 8 more (kept for callers
+  // that read the position after a failure). A bitLoc past 16 then lies outside
+  // the word, which the decoder refuses.
+  static uint32_t StartBit(Img1G4Tile &tile) {
+    if (tile.byteLoc() & 1u) {
+      tile.bitLoc() += 8;
+    }
+    return tile.bitLoc();
+  }
+
+  // Copies the position out of the tile, bitLoc being StartBit's answer, so that
+  // fill = bitLoc + 15 skips the high byte of an odd byteLoc's word; that first load
+  // is not checked against the read bound.
   G4BitReader(const unsigned char *data, uint32_t byteCount, uint32_t byteLoc, uint32_t bitLoc,
               unsigned long long limitBytes)
       : data_(data),
@@ -124,28 +137,28 @@ inline uint32_t SubTableEntry(const G4DecodeTables &t, int colour, int32_t escap
   }
   if (colour == 0) {
     switch (escape) {
-      case c2d::kG4ToSub2:
+      case c2d::kG4ToWhiteSub2:
         return t.G4WhiteSub2[(bits >> 23) & 0x3u];
-      case c2d::kG4ToSub3:
+      case c2d::kG4ToWhiteSub1:
         return t.G4WhiteSub1[(bits >> 23) & 0x1u];
-      case c2d::kG4ToSub4:
+      case c2d::kG4ToWhiteSub4:
         return t.G4WhiteSub4[(bits >> 23) & 0xFu];
       default:
         return c2d::G4PackEntry(c2d::kG4NoCode, 0);
     }
   }
   switch (escape) {
-    case c2d::kG4ToSub2:
+    case c2d::kG4ToBlackSub2:
       return t.G4BlackSub2[(bits >> 19) & 0x1Fu];
-    case c2d::kG4ToSub3:
+    case c2d::kG4ToBlackSub3:
       return t.G4BlackSub3[(bits >> 19) & 0x1Fu];
-    case c2d::kG4ToSub4:
+    case c2d::kG4ToBlackSub5:
       return t.G4BlackSub5[bits9To12];
-    case c2d::kG4ToSub5:
+    case c2d::kG4ToBlackSub6:
       return t.G4BlackSub6[bits9To12];
-    case c2d::kG4ToSub6:
+    case c2d::kG4ToBlackSub12:
       return t.G4BlackSub12[bits9To12];
-    case c2d::kG4ToSub7:
+    case c2d::kG4ToBlackSub13:
       return t.G4BlackSub13[bits9To12];
     default:
       return c2d::G4PackEntry(c2d::kG4NoCode, 0);
@@ -192,6 +205,151 @@ struct RefWalker {
   }
 };
 
+// The change list being written: entry `pos` is the last one, and no entry goes
+// past `lastSlot`.
+struct ChangeWriter {
+  int32_t *changes;
+  int32_t pos;
+  int32_t lastSlot;
+
+  [[nodiscard]] bool Push(int32_t column) {
+    if (pos >= lastSlot) {
+      return false;
+    }
+    changes[++pos] = column;
+    return true;
+  }
+};
+
+// The state of the row loop: the reading position, the walker, a0 and its colour.
+struct RowState {
+  G4BitReader bits;
+  RefWalker walker;
+  ChangeWriter out;
+  int32_t a0;
+  int colour;
+};
+
+// A vertical mode: a1 lies `offset` columns from b1.
+inline short DecodeVertical(RowState &s, uint32_t mode, int32_t offset) {
+  if (const short walked = s.walker.Walk(s.a0, s.colour)) {
+    return walked;
+  }
+  // Nothing checks that a1 lies right of a0 or inside the row.
+  const int32_t a1 = WrapAdd(s.walker.ref[s.walker.b], offset);
+  if (!s.out.Push(a1)) {
+    return G4_DECODE_NO_DATA;
+  }
+  s.a0 = a1;
+  s.colour ^= 1;
+  return s.bits.Consume(G4EntryLength(mode)) ? G4_DECODE_OK : G4_DECODE_NO_DATA;
+}
+
+// Pass mode: a0 moves under b2, and nothing is written.
+inline short DecodePass(RowState &s, uint32_t mode) {
+  if (const short walked = s.walker.Walk(s.a0, s.colour)) {
+    return walked;
+  }
+  // SAFETY: b < end <= W + 5, so b2 is inside the list.
+  s.a0 = s.walker.ref[s.walker.b + 1];
+  return s.bits.Consume(G4EntryLength(mode)) ? G4_DECODE_OK : G4_DECODE_NO_DATA;
+}
+
+// One run of the current colour: make-up codes add up until a terminating code,
+// a0 moving by each. `moved` tells whether any code moved it.
+inline short DecodeRun(RowState &s, const G4DecodeTables &t, bool &moved) {
+  moved = false;
+  for (;;) {
+    const uint32_t top8 = s.bits.Peek(8);
+    uint32_t entry = s.colour ? t.G4BlackTable[top8] : t.G4WhiteTable[top8];
+    int32_t value = G4EntryValue(entry);
+    if (value < 0 && value != c2d::kG4NoCode) {
+      entry = SubTableEntry(t, s.colour, value, s.bits.Bits());
+      value = G4EntryValue(entry);
+    }
+    if (value < 0) {
+      return G4_DECODE_BAD_RUN;
+    }
+    // From the imaginary position 0 a run of n ends at column n + 1.
+    const int32_t step = s.a0 == 0 ? value + 1 : value;
+    if (step > 0) {
+      s.a0 = WrapAdd(s.a0, step);
+      moved = true;
+    }
+    if (!s.bits.Consume(G4EntryLength(entry))) {
+      return G4_DECODE_NO_DATA;
+    }
+    if (value <= 63) {
+      return G4_DECODE_OK;
+    }
+  }
+}
+
+// Horizontal mode: two runs, of a0's colour and then of the other.
+inline short DecodeHorizontal(RowState &s, const G4DecodeTables &t, uint32_t mode) {
+  if (!s.bits.Consume(G4EntryLength(mode))) {
+    return G4_DECODE_NO_DATA;
+  }
+  for (int run = 0; run < 2; ++run) {
+    bool moved = false;
+    if (const short read = DecodeRun(s, t, moved)) {
+      return read;
+    }
+    // A run of 0 away from the row's start writes nothing but still flips the
+    // colour, so the list's parity and the colour part ways; kept as it is, since
+    // the rows that follow are decoded against the list as written.
+    if (moved && !s.out.Push(s.a0)) {
+      return G4_DECODE_NO_DATA;
+    }
+    s.colour ^= 1;
+  }
+  return G4_DECODE_OK;
+}
+
+// Seven zero bits: an end of facsimile block, EOL EOL, where the first four bits of
+// the second EOL are not looked at. Fill bits up to the next byte and zero bytes
+// after it are passed over, and the row is taken to reach W; decoding goes on with
+// what follows.
+inline short DecodeEndOfBlock(RowState &s, int32_t w) {
+  G4BitReader &bits = s.bits;
+  if (!bits.Consume(7)) {
+    return G4_DECODE_NO_DATA;
+  }
+  if (bits.Peek(5) != 0b00001u) {
+    return G4_DECODE_BAD_EOL;
+  }
+  if (!bits.Consume(5)) {
+    return G4_DECODE_NO_DATA;
+  }
+  if ((bits.Peek(12) & 0xFFu) != 0b00000001u) {
+    return G4_DECODE_BAD_EOL;
+  }
+  if (!bits.Consume(12)) {
+    return G4_DECODE_NO_DATA;
+  }
+  while ((bits.Bits() >> 31) == 0 && !bits.AtByteBoundary()) {
+    if (!bits.Consume(1)) {
+      return G4_DECODE_NO_DATA;
+    }
+  }
+  while (bits.Peek(8) == 0) {
+    if (!bits.Consume(8)) {
+      return G4_DECODE_NO_DATA;
+    }
+  }
+  ChangeWriter &out = s.out;
+  if (out.changes[out.pos] <= w) {
+    if (s.colour) {
+      ++out.pos;
+    }
+    if (out.pos > out.lastSlot) {
+      return G4_DECODE_NO_DATA;
+    }
+    out.changes[out.pos] = w;
+  }
+  return G4_DECODE_OK;
+}
+
 }  // namespace
 
 short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes) {
@@ -199,19 +357,12 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
   if (tables == nullptr || tile == nullptr) {
     return G4_DECODE_NO_DATA;
   }
-
-  // Kept as it always was: this stays in the tile when the row fails, so each retry
-  // of a row that starts at an odd byte moves bitLoc on by 8 more.
   const uint32_t byteLoc = tile->byteLoc();
-  if (byteLoc & 1u) {
-    tile->bitLoc() += 8;
-  }
-  const uint32_t bitLoc = tile->bitLoc();
+  const uint32_t bitLoc = G4BitReader::StartBit(*tile);
 
   int32_t *const changes = tile->changes();
   const int32_t *const ref = tile->refChanges();
   const unsigned char *const data = tile->getData();
-  // A bitLoc past 16 is no bit of the word at byteLoc: a drifted retry stops here.
   if (data == nullptr || changes == nullptr || ref == nullptr || width > kMaxWidth || bitLoc > 16) {
     return G4_DECODE_NO_DATA;
   }
@@ -222,21 +373,19 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
   if (numRef < 3 || numRef > width + 6) {
     return G4_DECODE_REF_END;
   }
-  RefWalker walker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0};
-  if (walker.end > lastSlot) {
+  RowState s{G4BitReader(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes),
+             RefWalker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0},
+             ChangeWriter{changes, 0, lastSlot}, 0, 0};
+  if (s.walker.end > lastSlot) {
     return G4_DECODE_REF_END;
   }
-
-  G4BitReader bits(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes);
-  int32_t a0 = 0;
-  int colour = 0;
-  int32_t pos = 0;  // index of the last entry written
   changes[0] = 0;
   bool endOfBlock = false;
 
-  while (changes[pos] <= w) {
-    const uint32_t mode = tables->G4ModeTable[bits.Peek(7)];
+  while (changes[s.out.pos] <= w) {
+    const uint32_t mode = tables->G4ModeTable[s.bits.Peek(7)];
     const int32_t kind = G4EntryValue(mode);
+    short result;
     switch (kind) {
       case c2d::G4_MODE_VL3:
       case c2d::G4_MODE_VL2:
@@ -244,124 +393,29 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
       case c2d::G4_MODE_V0:
       case c2d::G4_MODE_VR1:
       case c2d::G4_MODE_VR2:
-      case c2d::G4_MODE_VR3: {
-        if (const short walked = walker.Walk(a0, colour)) {
-          return walked;
-        }
-        // Nothing checks that a1 lies right of a0 or inside the row.
-        const int32_t a1 = WrapAdd(ref[walker.b], kind - c2d::G4_MODE_V0);
-        if (pos >= lastSlot) {
-          return G4_DECODE_NO_DATA;
-        }
-        changes[++pos] = a1;
-        a0 = a1;
-        colour ^= 1;
-        if (!bits.Consume(G4EntryLength(mode))) {
-          return G4_DECODE_NO_DATA;
-        }
+      case c2d::G4_MODE_VR3:
+        result = DecodeVertical(s, mode, kind - c2d::G4_MODE_V0);
         break;
-      }
-      case c2d::G4_MODE_PASS: {
-        if (const short walked = walker.Walk(a0, colour)) {
-          return walked;
-        }
-        // SAFETY: b < end <= W + 5, so b2 is inside the list.
-        a0 = ref[walker.b + 1];
-        if (!bits.Consume(G4EntryLength(mode))) {
-          return G4_DECODE_NO_DATA;
-        }
+      case c2d::G4_MODE_PASS:
+        result = DecodePass(s, mode);
         break;
-      }
-      case c2d::G4_MODE_HORIZONTAL: {
-        if (!bits.Consume(G4EntryLength(mode))) {
-          return G4_DECODE_NO_DATA;
-        }
-        for (int run = 0; run < 2; ++run) {
-          bool moved = false;
-          for (;;) {
-            const uint32_t top8 = bits.Peek(8);
-            uint32_t entry = colour ? tables->G4BlackTable[top8] : tables->G4WhiteTable[top8];
-            int32_t value = G4EntryValue(entry);
-            if (value < 0 && value != c2d::kG4NoCode) {
-              entry = SubTableEntry(*tables, colour, value, bits.Bits());
-              value = G4EntryValue(entry);
-            }
-            if (value < 0) {
-              return G4_DECODE_BAD_RUN;
-            }
-            // From the imaginary position 0 a run of n ends at column n + 1.
-            const int32_t step = a0 == 0 ? value + 1 : value;
-            if (step > 0) {
-              a0 = WrapAdd(a0, step);
-              moved = true;
-            }
-            if (!bits.Consume(G4EntryLength(entry))) {
-              return G4_DECODE_NO_DATA;
-            }
-            if (value <= 63) {
-              break;  // a terminating code; make-up codes add up until one comes
-            }
-          }
-          // A run of 0 away from the row's start writes nothing but still flips the
-          // colour, so the list's parity and the colour part ways; kept as it is.
-          if (moved) {
-            if (pos >= lastSlot) {
-              return G4_DECODE_NO_DATA;
-            }
-            changes[++pos] = a0;
-          }
-          colour ^= 1;
-        }
+      case c2d::G4_MODE_HORIZONTAL:
+        result = DecodeHorizontal(s, *tables, mode);
         break;
-      }
       case c2d::G4_MODE_EXTENSION:
         return G4_DECODE_EXTENSION;
       case c2d::G4_MODE_ZEROS:
-      default: {
-        // Seven zero bits: an end of facsimile block, EOL EOL, where the first four
-        // bits of the second EOL are not looked at.
-        if (!bits.Consume(7)) {
-          return G4_DECODE_NO_DATA;
-        }
-        if (bits.Peek(5) != 0b00001u) {
-          return G4_DECODE_BAD_EOL;
-        }
-        if (!bits.Consume(5)) {
-          return G4_DECODE_NO_DATA;
-        }
-        if ((bits.Peek(12) & 0xFFu) != 0b00000001u) {
-          return G4_DECODE_BAD_EOL;
-        }
-        if (!bits.Consume(12)) {
-          return G4_DECODE_NO_DATA;
-        }
-        // Fill bits up to the next byte, then zero bytes.
-        while ((bits.Bits() >> 31) == 0 && !bits.AtByteBoundary()) {
-          if (!bits.Consume(1)) {
-            return G4_DECODE_NO_DATA;
-          }
-        }
-        while (bits.Peek(8) == 0) {
-          if (!bits.Consume(8)) {
-            return G4_DECODE_NO_DATA;
-          }
-        }
-        // The row is taken to reach W, and decoding goes on with what follows.
-        if (changes[pos] <= w) {
-          if (colour) {
-            ++pos;
-          }
-          if (pos > lastSlot) {
-            return G4_DECODE_NO_DATA;
-          }
-          changes[pos] = w;
-        }
+      default:
+        result = DecodeEndOfBlock(s, w);
         endOfBlock = true;
         break;
-      }
+    }
+    if (result != G4_DECODE_OK) {
+      return result;
     }
   }
 
+  const int32_t pos = s.out.pos;
   if (changes[pos] > w + 1) {
     return G4_DECODE_NO_DATA;
   }
@@ -384,7 +438,7 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
     changes[pos + 2] = w + 1;
     count = static_cast<uint32_t>(pos) + 3;
   }
-  bits.Save(*tile);
+  s.bits.Save(*tile);
   tile->numChanges() = count;
   return G4_DECODE_OK;
 }

@@ -3,24 +3,9 @@
 
 #include <cstring>
 
-namespace c2d {
+#include "Image/core/internal/BitRow.h"
 
-void G4SetRun(uint8_t *row, uint32_t first, uint32_t end) {
-  uint32_t firstByte = first >> 3;
-  const uint32_t lastByte = (end - 1) >> 3;
-  const uint8_t head = static_cast<uint8_t>(0xFFu >> (first & 7u));
-  const uint8_t tail = static_cast<uint8_t>(0xFFu << (7u - ((end - 1) & 7u)));
-  if (firstByte == lastByte) {
-    row[firstByte] |= head & tail;
-    return;
-  }
-  row[firstByte] |= head;
-  ++firstByte;
-  if (lastByte > firstByte) {
-    std::memset(row + firstByte, 0xFF, lastByte - firstByte);
-  }
-  row[lastByte] |= tail;
-}
+namespace c2d {
 
 void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uint8_t *row) {
   std::memset(row, 0, (static_cast<size_t>(width) + 7) / 8);
@@ -36,7 +21,7 @@ void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uin
       end = width;
     }
     if (first < end) {
-      G4SetRun(row, static_cast<uint32_t>(first), static_cast<uint32_t>(end));
+      SetBits(row, static_cast<uint64_t>(first), static_cast<uint64_t>(end));
     }
   }
 }

@@ -14,10 +14,6 @@ namespace c2d {
 // are empty or reversed paint nothing, so any list is safe to paint.
 void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uint8_t *row);
 
-// Sets the bits of 0-based columns first to end - 1 (first < end) of a row, with a
-// head mask, a byte fill and a tail mask, and leaves the others as they are.
-void G4SetRun(uint8_t *row, uint32_t first, uint32_t end);
-
 }  // namespace c2d
 
 #endif  // IMAGE_G4_G4PAINT_H_

@@ -27,8 +27,8 @@ constexpr uint64_t kOutputMargin = 16;
 constexpr uint64_t kTileWordBytesLimit = 32768;
 
 template <typename T>
-MallocPtr<T> Calloc(uint64_t count) {
-  return MallocPtr<T>(
+MallocArray<T> Calloc(uint64_t count) {
+  return MallocArray<T>(
       static_cast<T *>(count > SIZE_MAX / sizeof(T) ? nullptr : std::calloc(count, sizeof(T))));
 }
 
@@ -62,11 +62,11 @@ int CodeBlock(Block kind, const unsigned char *source, unsigned char *&out, int 
   const uint64_t raw = rows > 0 ? rowBytes * static_cast<uint64_t>(rows) : 0;
   const uint64_t outSize = std::min<uint64_t>((tile ? 1 : 3) * raw, INT_MAX);
   const uint64_t entries = static_cast<uint64_t>(width) + 4;
-  MallocPtr<int32_t> changes = Calloc<int32_t>(entries);
-  MallocPtr<int32_t> refChanges = Calloc<int32_t>(entries);
-  MallocPtr<uint16_t> words = Calloc<uint16_t>(wordBytes / 2);
-  MallocPtr<uint8_t> output = Calloc<uint8_t>(std::max<uint64_t>(outSize, 4));
-  MallocPtr<uint8_t> row = Calloc<uint8_t>(rowBytes + 1);
+  MallocArray<int32_t> changes = Calloc<int32_t>(entries);
+  MallocArray<int32_t> refChanges = Calloc<int32_t>(entries);
+  MallocArray<uint16_t> words = Calloc<uint16_t>(wordBytes / 2);
+  MallocArray<uint8_t> output = Calloc<uint8_t>(std::max<uint64_t>(outSize, 4));
+  MallocArray<uint8_t> row = Calloc<uint8_t>(rowBytes + 1);
   if (!changes || !refChanges || !words || !output || !row) {
     return 0;
   }
@@ -146,8 +146,8 @@ bool createG4Tiles(unsigned int count, int width, int rows, int bytesPerRow,
       outBytes == nullptr) {
     return false;
   }
-  c2d::MallocPtr<unsigned char *> data = c2d::Calloc<unsigned char *>(count);
-  c2d::MallocPtr<unsigned int> sizes = c2d::Calloc<unsigned int>(count);
+  c2d::MallocArray<unsigned char *> data = c2d::Calloc<unsigned char *>(count);
+  c2d::MallocArray<unsigned int> sizes = c2d::Calloc<unsigned int>(count);
   if (!data || !sizes) {
     return false;
   }

@@ -21,10 +21,15 @@ struct G4EscapeRange {
 };
 
 constexpr G4EscapeRange kWhiteEscapes[] = {
-    {1, 1, kG4ToExtMakeup}, {76, 77, kG4ToSub2}, {102, 102, kG4ToSub3}, {105, 109, kG4ToSub4}};
+    {1, 1, kG4ToExtMakeup},
+    {76, 77, kG4ToWhiteSub2},
+    {102, 102, kG4ToWhiteSub1},
+    {105, 109, kG4ToWhiteSub4},
+};
 constexpr G4EscapeRange kBlackEscapes[] = {
-    {1, 1, kG4ToExtMakeup}, {2, 2, kG4ToSub2},   {3, 3, kG4ToSub3},   {5, 5, kG4ToSub4},
-    {6, 6, kG4ToSub5},      {12, 12, kG4ToSub6}, {13, 13, kG4ToSub7},
+    {1, 1, kG4ToExtMakeup},    {2, 2, kG4ToBlackSub2}, {3, 3, kG4ToBlackSub3},
+    {5, 5, kG4ToBlackSub5},    {6, 6, kG4ToBlackSub6}, {12, 12, kG4ToBlackSub12},
+    {13, 13, kG4ToBlackSub13},
 };
 
 // The decoder looks at the top 8 bits first; longer codes live in sub-tables.

@@ -27,16 +27,20 @@ enum G4Mode : int16_t {
   G4_MODE_HORIZONTAL = 10,
 };
 
-// Negative values of the run tables.
+// Negative values of the run tables, each named after the sub-table it leads to.
+// The white and the black table use the same values for different sub-tables.
 enum G4Escape : int16_t {
   kG4NoCode = -9,
-  kG4ToExtMakeup = -1,
-  kG4ToSub2 = -2,  // G4WhiteSub2, G4BlackSub2
-  kG4ToSub3 = -3,  // G4WhiteSub1, G4BlackSub3
-  kG4ToSub4 = -4,  // G4WhiteSub4, G4BlackSub5
-  kG4ToSub5 = -5,  // G4BlackSub6
-  kG4ToSub6 = -6,  // G4BlackSub12
-  kG4ToSub7 = -7,  // G4BlackSub13
+  kG4ToExtMakeup = -1,  // from either table
+  kG4ToWhiteSub2 = -2,
+  kG4ToWhiteSub1 = -3,
+  kG4ToWhiteSub4 = -4,
+  kG4ToBlackSub2 = -2,
+  kG4ToBlackSub3 = -3,
+  kG4ToBlackSub5 = -4,
+  kG4ToBlackSub6 = -5,
+  kG4ToBlackSub12 = -6,
+  kG4ToBlackSub13 = -7,
 };
 
 // Every table of the decoder, in one heap block. Bits are numbered from 1 at the top

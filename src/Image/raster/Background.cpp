@@ -137,11 +137,11 @@ unsigned CImg32::_calculateBackground() {
   const uint32_t threshold = SupportThreshold(w, h);
 
   constexpr size_t kKeys = 65536;
-  c2d::MallocPtr<uint32_t> counts(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
-  c2d::MallocPtr<uint32_t> offsets(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
-  c2d::MallocPtr<uint32_t> cursor(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
-  c2d::MallocPtr<uint32_t> lowBytes(static_cast<uint32_t *>(std::calloc(256, sizeof(uint32_t))));
-  c2d::MallocPtr<uint32_t> sorted(static_cast<uint32_t *>(std::calloc(totalBytes, 1)));
+  c2d::MallocArray<uint32_t> counts(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
+  c2d::MallocArray<uint32_t> offsets(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
+  c2d::MallocArray<uint32_t> cursor(static_cast<uint32_t *>(std::calloc(kKeys, sizeof(uint32_t))));
+  c2d::MallocArray<uint32_t> lowBytes(static_cast<uint32_t *>(std::calloc(256, sizeof(uint32_t))));
+  c2d::MallocArray<uint32_t> sorted(static_cast<uint32_t *>(std::calloc(totalBytes, 1)));
   if (counts == nullptr || offsets == nullptr || cursor == nullptr || lowBytes == nullptr ||
       sorted == nullptr) {
     backgroundColor = 0xFFFFFFFFu;

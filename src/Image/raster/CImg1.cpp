@@ -12,9 +12,9 @@
 #include "Image/core/ImgSize.h"
 #include "Image/raster/Export.h"
 
+using c2d::CeilDiv;
 using c2d::Report;
 using c2d::ReportR;
-using c2d::CeilDiv;
 
 namespace {
 

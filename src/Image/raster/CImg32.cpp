@@ -15,13 +15,11 @@
 #include "Image/raster/Export.h"
 #include "Image/raster/RowTable.h"
 
+using c2d::CeilDiv;
 using c2d::Report;
 using c2d::ReportR;
-using c2d::CeilDiv;
 
-namespace {
-
-}  // namespace
+namespace {}  // namespace
 
 CImg32::CImg32() : dataArray(nullptr), rgbOrder(RGB_ORDER_BGR), isRefImage(false) {
   type = IMG_TYPE_32BIT;
@@ -291,7 +289,7 @@ ImgErr CImg32::initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnu
   if (data == nullptr) {
     return ReportR(IMG_INVALID_ARG);
   }
-  c2d::MallocPtr<unsigned> pixels(static_cast<unsigned *>(std::malloc(totalBytes)));
+  c2d::MallocArray<unsigned> pixels(static_cast<unsigned *>(std::malloc(totalBytes)));
   if (pixels == nullptr) {
     return ReportR(IMG_OUT_OF_MEMORY);
   }
@@ -303,7 +301,7 @@ ImgErr CImg32::initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnu
   const uint64_t rowBytes =
       3ull * w + (align == IMG_ALIGN_32 ? (4u - (3u * (w % 4u)) % 4u) % 4u : 0u);
   const uint64_t needed = rowBytes * (h - 1u) + 3ull * w;  // the last row's pad is not read
-  c2d::MallocPtr<unsigned char> widened;
+  c2d::MallocArray<unsigned char> widened;
   unsigned char *source = data;
   if (needed > len) {
     widened.reset(static_cast<unsigned char *>(std::calloc(static_cast<size_t>(needed), 1)));

@@ -14,9 +14,9 @@
 #include "Image/raster/RowTable.h"
 #include "util2d/ColorMap.h"
 
+using c2d::CeilDiv;
 using c2d::Report;
 using c2d::ReportR;
-using c2d::CeilDiv;
 
 namespace {
 

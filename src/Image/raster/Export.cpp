@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
@@ -44,14 +45,6 @@ bool BitRowsFit(const BitStream &stream, uint32_t w, uint32_t h) {
   return h - 1u <= (capacity - w) / stride;
 }
 
-bool BitAt(const unsigned char *bytes, uint64_t pos) {
-  return ((bytes[pos >> 3] >> (7u - (pos & 7u))) & 1u) != 0;
-}
-
-void SetBit(unsigned char *bytes, uint64_t pos) {
-  bytes[pos >> 3] = static_cast<unsigned char>(bytes[pos >> 3] | (0x80u >> (pos & 7u)));
-}
-
 // Bilevel to palette: 8 pixels per source byte through the expansion table, the
 // rest of the row bit by bit from the next byte, which the row's skip then passes.
 // Rows with padding step by padBits / 8 bytes plus the partly used byte.
@@ -79,7 +72,7 @@ class BitExpander {
       if (rest_ != 0) {
         const unsigned byte = *src;
         for (uint32_t k = 0; k < rest_; ++k) {
-          out[k] = (byte & (0x80u >> k)) != 0 ? 0 : 255;
+          out[k] = (byte & c2d::BitMask(k)) != 0 ? 0 : 255;
         }
       }
       src += skip_;
@@ -99,7 +92,7 @@ void Interpret(const BitStream &src, uint32_t w, uint32_t h, unsigned foreground
   for (uint32_t y = 0; y < h; ++y, pos += src.padBits) {
     unsigned *out = rows[y];
     for (uint32_t x = 0; x < w; ++x, ++pos) {
-      out[x] = BitAt(src.bytes, pos) ? foreground : background;
+      out[x] = c2d::BitAt(src.bytes, pos) ? foreground : background;
     }
   }
 }
@@ -156,8 +149,8 @@ void ExchangeChannels(const unsigned char *src, unsigned char *dst, uint64_t pix
 template <typename FillGrey>
 bool Diffuse(uint32_t w, uint32_t h, const FillGrey &fillGrey, const BitStream &dst) {
   const size_t cells = static_cast<size_t>(w) + 2u;
-  c2d::MallocPtr<int32_t> rowA(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
-  c2d::MallocPtr<int32_t> rowB(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
+  c2d::MallocArray<int32_t> rowA(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
+  c2d::MallocArray<int32_t> rowB(static_cast<int32_t *>(std::calloc(cells, sizeof(int32_t))));
   if (rowA == nullptr || rowB == nullptr) {
     return false;
   }
@@ -176,7 +169,7 @@ bool Diffuse(uint32_t w, uint32_t h, const FillGrey &fillGrey, const BitStream &
       const int32_t v = *c;
       int32_t e = v - 255;
       if (v < 128) {
-        SetBit(dst.bytes, pos);
+        c2d::SetBit(dst.bytes, pos);
         e = v;
       }
       // SAFETY: |e| <= 127. Grey values are 0..255, and a cell receives one share of
@@ -210,7 +203,7 @@ void Separate(unsigned colour, const unsigned *const *rows, uint32_t w, uint32_t
     const unsigned *in = rows[y];
     for (uint32_t x = 0; x < w; ++x, ++pos) {
       if (((in[x] ^ colour) & 0xFFFFFFu) != 0) {
-        SetBit(dst.bytes, pos);
+        c2d::SetBit(dst.bytes, pos);
       }
     }
   }

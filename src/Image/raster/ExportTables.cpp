@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 
+#include "Image/core/internal/BitRow.h"
+
 namespace c2d {
 
 namespace {
@@ -44,7 +46,7 @@ constexpr ExpansionTable FillExpansion() {
   ExpansionTable table{};
   for (unsigned b = 0; b < 256; ++b) {
     for (unsigned k = 0; k < 8; ++k) {
-      table.pixels[b][k] = ((b >> (7 - k)) & 1u) != 0 ? 0 : 255;
+      table.pixels[b][k] = (b & c2d::BitMask(k)) != 0 ? 0 : 255;
     }
   }
   return table;

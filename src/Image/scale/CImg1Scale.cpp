@@ -11,6 +11,7 @@
 
 #include "Image/core/FreeDeleter.h"
 #include "Image/core/ImgReport.h"
+#include "Image/core/internal/BitRow.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/scale/GreyMapping.h"
@@ -23,19 +24,18 @@ using c2d::ScaleIntermediate;
 
 namespace {
 
-// Bit 7 of a byte is its leftmost pixel.
-// Entry i: the lowest i + 1 bits, the last i + 1 pixels of a byte.
-constexpr uint8_t lowBitsMask[8] = {0x01, 0x03, 0x07, 0x0F, 0x1F, 0x3F, 0x7F, 0xFF};
-// Entry i: the highest i + 1 bits, the first i + 1 pixels.
-constexpr uint8_t highBitsMask[8] = {0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE, 0xFF};
+using c2d::BitMask;
+using c2d::HeadMask;
+using c2d::TailMask;
+
 // Set bits of each 4-bit value.
-constexpr uint8_t nibbleBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
+constexpr uint8_t kNibbleBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
 
 using SpanRows = std::array<std::array<uint8_t, 8>, 9>;
 
 // Row len - 1, column s: len pixels from pixel s on, 0 where they do not fit in the
 // byte. QuickReduce_bkg indexes rows by len instead and so reaches a ninth row,
-// which holds the first counts of nibbleBits: its one reachable entry is 0.
+// which holds the first counts of kNibbleBits: its one reachable entry is 0.
 constexpr SpanRows MakeSpanMask() {
   SpanRows rows{};
   for (unsigned len = 1; len <= 8; ++len) {
@@ -44,15 +44,14 @@ constexpr SpanRows MakeSpanMask() {
     }
   }
   for (unsigned s = 0; s < 8; ++s) {
-    rows[8][s] = nibbleBits[s];
+    rows[8][s] = kNibbleBits[s];
   }
   return rows;
 }
 
-constexpr SpanRows spanMask = MakeSpanMask();
+constexpr SpanRows kSpanMask = MakeSpanMask();
 
 using c2d::RunTables;
-using Mapping = std::unique_ptr<unsigned char[], c2d::FreeDeleter>;
 
 // Source rows that lie wholly inside the pixel buffer.
 struct DirectRows {
@@ -114,32 +113,6 @@ struct SourceRows {
   uint64_t span;
 };
 
-bool BitAt(unsigned char byte, uint64_t c) { return ((byte >> (7 - (c & 7u))) & 1u) != 0; }
-
-void SetBit(unsigned char *row, uint32_t x) {
-  row[x >> 3] = static_cast<unsigned char>(row[x >> 3] | (0x80u >> (x & 7u)));
-}
-
-void ClearBit(unsigned char *row, uint32_t x) {
-  row[x >> 3] = static_cast<unsigned char>(row[x >> 3] & ~(0x80u >> (x & 7u)));
-}
-
-// Sets bits x .. x + n - 1 of a row, n >= 1.
-void SetBits(unsigned char *row, uint32_t x, uint32_t n) {
-  const uint64_t end = static_cast<uint64_t>(x) + n;  // one past the last bit
-  const uint64_t firstByte = x >> 3;
-  const uint64_t lastByte = (end - 1) >> 3;
-  const unsigned head = 0xFFu >> (x & 7u);
-  const unsigned tail = (0xFF00u >> (((end - 1) & 7u) + 1)) & 0xFFu;
-  if (firstByte == lastByte) {
-    row[firstByte] = static_cast<unsigned char>(row[firstByte] | (head & tail));
-    return;
-  }
-  row[firstByte] = static_cast<unsigned char>(row[firstByte] | head);
-  std::memset(row + firstByte + 1, 0xFF, static_cast<size_t>(lastByte - firstByte - 1));
-  row[lastByte] = static_cast<unsigned char>(row[lastByte] | tail);
-}
-
 // Whether a block of xRun columns from column x, over yRun rows, holds ink. Ink is
 // a set bit when flip is 0 and a clear one when flip is 0xFF. When ink is clear, a
 // last byte that holds just one pixel of a spanning block is not looked at: that
@@ -150,7 +123,7 @@ bool BlockHasInk(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun, uin
   const unsigned k = 7 - s;
   const uint64_t byte = x >> 3;
   if (static_cast<uint64_t>(xRun) + s <= 8) {
-    const uint8_t mask = spanMask[xRun - 1][s];
+    const uint8_t mask = kSpanMask[xRun - 1][s];
     for (uint32_t r = 0; r < yRun; ++r) {
       if (((rows(r, byte) ^ flip) & mask) != 0) {
         return true;
@@ -160,7 +133,7 @@ bool BlockHasInk(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun, uin
   }
   for (uint32_t r = 0; r < yRun; ++r) {
     uint64_t b = byte;
-    if (((rows(r, b) ^ flip) & lowBitsMask[k]) != 0) {
+    if (((rows(r, b) ^ flip) & HeadMask(s)) != 0) {
       return true;
     }
     uint32_t left = xRun - k - 2;
@@ -173,7 +146,7 @@ bool BlockHasInk(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun, uin
     if (flip != 0 && left == 0) {
       continue;
     }
-    if (((rows(r, ++b) ^ flip) & highBitsMask[left]) != 0) {
+    if (((rows(r, ++b) ^ flip) & TailMask(left)) != 0) {
       return true;
     }
   }
@@ -186,12 +159,11 @@ bool BlockHasInk(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun, uin
 template <typename Rows>
 bool FirstRowHasInk(const Rows &rows, uint64_t x, uint32_t xRun, uint8_t flip) {
   const unsigned s = static_cast<unsigned>(x & 7u);
-  const unsigned k = 7 - s;
   uint64_t b = x >> 3;
   if (static_cast<uint64_t>(xRun) + s < 9) {
-    return ((rows(0, b) ^ flip) & spanMask[xRun][s]) != 0;
+    return ((rows(0, b) ^ flip) & kSpanMask[xRun][s]) != 0;
   }
-  if (((rows(0, b) ^ flip) & lowBitsMask[k]) != 0) {
+  if (((rows(0, b) ^ flip) & HeadMask(s)) != 0) {
     return true;
   }
   uint64_t left = static_cast<uint64_t>(xRun) + s - 8;
@@ -201,7 +173,7 @@ bool FirstRowHasInk(const Rows &rows, uint64_t x, uint32_t xRun, uint8_t flip) {
     }
     left -= 8;
   }
-  return left != 0 && ((rows(0, b + 1) ^ flip) & highBitsMask[left]) != 0;
+  return left != 0 && ((rows(0, b + 1) ^ flip) & TailMask(left)) != 0;
 }
 
 // The exact number of set bits in a block.
@@ -213,7 +185,7 @@ uint32_t CountSetBits(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun
   const uint64_t byte = x >> 3;
   uint32_t count = 0;
   if (static_cast<uint64_t>(xRun) + s <= 8) {
-    const uint8_t mask = spanMask[xRun - 1][s];
+    const uint8_t mask = kSpanMask[xRun - 1][s];
     for (uint32_t r = 0; r < yRun; ++r) {
       count += bitCounts[rows(r, byte) & mask];
     }
@@ -221,13 +193,13 @@ uint32_t CountSetBits(const Rows &rows, uint32_t yRun, uint64_t x, uint32_t xRun
   }
   for (uint32_t r = 0; r < yRun; ++r) {
     uint64_t b = byte;
-    count += bitCounts[rows(r, b) & lowBitsMask[k]];
+    count += bitCounts[rows(r, b) & HeadMask(s)];
     uint32_t left = xRun - k - 2;
     while (left > 7) {
       count += bitCounts[rows(r, ++b)];
       left -= 8;
     }
-    count += bitCounts[rows(r, ++b) & highBitsMask[left]];
+    count += bitCounts[rows(r, ++b) & TailMask(left)];
   }
   return count;
 }
@@ -371,8 +343,8 @@ CImg1 *CImg1::Enlarge(unsigned int width, unsigned int height, const ImgRect &so
       uint32_t p = 0;
       for (uint32_t i = 0; i < sw; ++i) {
         const uint64_t c = src.shift + static_cast<uint64_t>(i);
-        if (BitAt(rows(0, c >> 3), c) != inkIsClear && colRuns[p] != 0) {
-          SetBits(row, p, colRuns[p]);
+        if (((rows(0, c >> 3) & BitMask(c)) != 0) != inkIsClear && colRuns[p] != 0) {
+          c2d::SetBits(row, p, static_cast<uint64_t>(p) + colRuns[p]);
         }
         p += colRuns[p];
       }
@@ -391,8 +363,8 @@ CImg1 *CImg1::Reduce(unsigned int width, unsigned int height, const ImgRect &sou
   return RunReduction(
              src, source, width, height, alignment, true,
              [](unsigned char *row, uint32_t j, const auto &rows, uint32_t, uint64_t x, uint32_t) {
-               if (BitAt(rows(0, x >> 3), x)) {
-                 SetBit(row, j);
+               if ((rows(0, x >> 3) & BitMask(x)) != 0) {
+                 c2d::SetBit(row, j);
                }
              })
       .release();
@@ -411,7 +383,7 @@ CImg1 *CImg1::Reduce_bkg(unsigned int width, unsigned int height, const ImgRect 
                    [flip](unsigned char *row, uint32_t j, const auto &rows, uint32_t yRun,
                           uint64_t x, uint32_t xRun) {
                      if (BlockHasInk(rows, yRun, x, xRun, flip)) {
-                       SetBit(row, j);
+                       c2d::SetBit(row, j);
                      }
                    });
   if (target != nullptr) {
@@ -434,9 +406,9 @@ CImg1 *CImg1::QuickReduce_bkg(unsigned int width, unsigned int height, ImgRect &
                           return;
                         }
                         if (flip != 0) {
-                          ClearBit(row, j);
+                          c2d::ClearBit(row, j);
                         } else {
-                          SetBit(row, j);
+                          c2d::SetBit(row, j);
                         }
                       })
       .release();
@@ -464,7 +436,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
   const uint64_t yc = static_cast<uint64_t>(std::ceil(yRatio));
   // Runs take just the two lengths of each ratio, so these four tables serve every
   // block: maps[yRun is yf][xRun is xf], each of the block's area + 1 entries.
-  Mapping maps[2][2];
+  c2d::MallocArray<unsigned char> maps[2][2];
   const uint64_t xs[2] = {xc, xf};
   const uint64_t ys[2] = {yc, yf};
   for (unsigned i = 0; i < 2; ++i) {
@@ -489,7 +461,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
   }
   uint8_t bitCounts[256];
   for (unsigned i = 0; i < 256; ++i) {
-    bitCounts[i] = static_cast<uint8_t>(nibbleBits[i >> 4] + nibbleBits[i & 0xFu]);
+    bitCounts[i] = static_cast<uint8_t>(kNibbleBits[i >> 4] + kNibbleBits[i & 0xFu]);
   }
   const bool inkIsClear = background == 1;
   const SourceRows src(data, totalBytes, bytesPerLine, source, sw);
@@ -505,6 +477,7 @@ CImg32 *CImg1::Reduce_greyscale(unsigned int width, unsigned int height, const I
         out[t][j] = g | g << 8 | g << 16;
       });
   // Kept as it stands: a background of 1 records black, though empty blocks are white.
+  // Only the recorded colour is off, never a pixel, and hosts may test for that value.
   target->setBackgroundColor(background != 0 ? 0u : 0xFFFFFFu);
   return target.release();
 }

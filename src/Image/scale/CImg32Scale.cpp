@@ -133,7 +133,7 @@ class FilteredRows {
   const unsigned *const *rows_;
   const Taps *columns_;
   uint32_t width_;
-  c2d::MallocPtr<double> sums_;
+  c2d::MallocArray<double> sums_;
   double *slot_[kSlots] = {};
   uint64_t held_[kSlots] = {};
 };
@@ -259,7 +259,7 @@ CImg32 *CImg32::EnlargeResample(unsigned int width, unsigned int height, const I
   const uint32_t top = std::min(source.top, source.bottom);
 
   // The column taps are the same on every row.
-  c2d::MallocPtr<Taps> columns(static_cast<Taps *>(std::malloc(sizeof(Taps) * width)));
+  c2d::MallocArray<Taps> columns(static_cast<Taps *>(std::malloc(sizeof(Taps) * width)));
   FilteredRows filtered(dataArray, columns.get(), width);
   if (columns == nullptr || !filtered.allocate()) {
     return nullptr;

@@ -11,10 +11,11 @@
 
 namespace {
 
-using Table = c2d::MallocPtr<unsigned int>;
+using c2d::MallocArray;
 
-Table NewTable(uint32_t count) {
-  return Table(static_cast<unsigned int *>(c2d::TableCalloc(count, sizeof(unsigned int))));
+MallocArray<unsigned int> NewTable(uint32_t count) {
+  return MallocArray<unsigned int>(
+      static_cast<unsigned int *>(c2d::TableCalloc(count, sizeof(unsigned int))));
 }
 
 // True when every output pointer can be written; otherwise clears those that can.
@@ -72,11 +73,11 @@ void BuildReduceTables(unsigned int srcWidth, unsigned int srcHeight, unsigned i
   if (!OutputsUsable({rowRuns, colRuns, runStart, dstByte, dstBit})) {
     return;
   }
-  Table rows = NewTable(srcHeight);
-  Table cols = NewTable(srcWidth);
-  Table starts = NewTable(srcWidth);
-  Table bytes = NewTable(srcWidth);
-  Table bits = NewTable(srcWidth);
+  MallocArray<unsigned int> rows = NewTable(srcHeight);
+  MallocArray<unsigned int> cols = NewTable(srcWidth);
+  MallocArray<unsigned int> starts = NewTable(srcWidth);
+  MallocArray<unsigned int> bytes = NewTable(srcWidth);
+  MallocArray<unsigned int> bits = NewTable(srcWidth);
   if (!rows || !cols || !starts || !bytes || !bits) {
     *rowRuns = *colRuns = *runStart = *dstByte = *dstBit = nullptr;
     return;
@@ -189,8 +190,8 @@ void CreateRothTables(unsigned int **rowRuns, unsigned int **colRuns, unsigned i
   if (!OutputsUsable({rowRuns, colRuns})) {
     return;
   }
-  Table rows = NewTable(longHeight);
-  Table cols = NewTable(longWidth);
+  MallocArray<unsigned int> rows = NewTable(longHeight);
+  MallocArray<unsigned int> cols = NewTable(longWidth);
   if (!rows || !cols) {
     *rowRuns = *colRuns = nullptr;
     return;
@@ -209,11 +210,11 @@ void CreateRothEnlargeTables(unsigned int dstWidth, unsigned int dstHeight, unsi
   if (!OutputsUsable({rowRuns, colRuns, srcToDst, dstByte, dstBit})) {
     return;
   }
-  Table rows = NewTable(dstHeight);
-  Table cols = NewTable(dstWidth);
-  Table map = NewTable(srcWidth);
-  Table bytes = NewTable(dstWidth);
-  Table bits = NewTable(dstWidth);
+  MallocArray<unsigned int> rows = NewTable(dstHeight);
+  MallocArray<unsigned int> cols = NewTable(dstWidth);
+  MallocArray<unsigned int> map = NewTable(srcWidth);
+  MallocArray<unsigned int> bytes = NewTable(dstWidth);
+  MallocArray<unsigned int> bits = NewTable(dstWidth);
   if (!rows || !cols || !map || !bytes || !bits) {
     *rowRuns = *colRuns = *srcToDst = *dstByte = *dstBit = nullptr;
     return;

@@ -24,8 +24,8 @@ namespace c2d {
 
 // The two run tables of one call, released on every path.
 struct RunTables {
-  std::unique_ptr<unsigned int[], FreeDeleter> rows;
-  std::unique_ptr<unsigned int[], FreeDeleter> cols;
+  MallocArray<unsigned int> rows;
+  MallocArray<unsigned int> cols;
 
   // CreateRothTables with these sides; false when an allocation failed.
   bool make(unsigned longWidth, unsigned longHeight, unsigned shortWidth, unsigned shortHeight) {

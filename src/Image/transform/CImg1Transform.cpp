@@ -3,6 +3,7 @@
 // bitmap, each row being its width plus its pad bits long.
 #include <cstdint>
 
+#include "Image/core/internal/BitRow.h"
 #include "Image/raster/CImg1.h"
 #include "Image/transform/TransformSupport.h"
 
@@ -10,10 +11,6 @@ using c2d::ExactTransform;
 using c2d::ShearAxis;
 
 namespace {
-
-// Entry i selects bit i of a byte counted from the left, the most significant.
-constexpr uint8_t bitMask[8] = {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01};
-constexpr uint8_t notBitMask[8] = {0x7F, 0xBF, 0xDF, 0xEF, 0xF7, 0xFB, 0xFD, 0xFE};
 
 // Source bits. Those at or past the end of the buffer, and all of an image without
 // pixels, read as clear.
@@ -25,8 +22,7 @@ class BitReader {
         stride_(static_cast<uint64_t>(image.getWidth()) + image.getPadBits()) {}
   unsigned char operator()(uint32_t r, uint32_t c) const {
     const uint64_t bit = stride_ * r + c;
-    const uint64_t byte = bit >> 3;
-    return byte < bytes_ && (bits_[byte] & bitMask[bit & 7u]) != 0 ? 1u : 0u;
+    return (bit >> 3) < bytes_ && c2d::BitAt(bits_, bit) ? 1u : 0u;
   }
 
  private:
@@ -45,10 +41,13 @@ class BitWriter {
         stride_(static_cast<uint64_t>(image.getWidth()) + padBits) {}
   void operator()(uint32_t r, uint32_t c, unsigned char on) const {
     const uint64_t bit = stride_ * r + c;
-    if ((bit >> 3) < bytes_) {
-      unsigned char &byte = bits_[bit >> 3];
-      byte = static_cast<unsigned char>(on != 0 ? byte | bitMask[bit & 7u]
-                                                : byte & notBitMask[bit & 7u]);
+    if ((bit >> 3) >= bytes_) {
+      return;
+    }
+    if (on != 0) {
+      c2d::SetBit(bits_, bit);
+    } else {
+      c2d::ClearBit(bits_, bit);
     }
   }
 

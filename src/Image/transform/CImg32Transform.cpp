@@ -96,8 +96,7 @@ CImg32 *CImg32::rotateMinus90() {
 
 void CImg32::mirrorXThis() {
   const size_t line = bytesPerLine;
-  const std::unique_ptr<unsigned char[], c2d::FreeDeleter> buffer(
-      static_cast<unsigned char *>(std::malloc(line)));
+  const c2d::MallocArray<unsigned char> buffer(static_cast<unsigned char *>(std::malloc(line)));
   if (buffer == nullptr || dataArray == nullptr) {
     return;
   }

@@ -38,7 +38,7 @@ int *MakeShearTable(int32_t amount, uint32_t n, uint32_t length, bool descending
   }
   rothstein_code_struct *marks = nullptr;
   getRothsteinArray(n, mag, &marks);
-  const std::unique_ptr<rothstein_code_struct[], c2d::FreeDeleter> code(marks);
+  const c2d::MallocArray<rothstein_code_struct> code(marks);
   auto *table = static_cast<int *>(c2d::TableCalloc(std::max(n, length), sizeof(int)));
   if (code == nullptr || table == nullptr) {
     std::free(table);

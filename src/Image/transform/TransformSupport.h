@@ -182,7 +182,6 @@ template <typename Image>
 Image *RotateByShears(Image &image, double degrees, Image *(Image::*rotate180)(),
                       Image *(Image::*rotateShearX)(int *), Image *(Image::*rotateShearY)(int *)) {
   using Owned = std::unique_ptr<Image>;
-  using Table = std::unique_ptr<int[], FreeDeleter>;
   Image *base = &image;
   Owned turned;
   if (degrees > 270.0) {
@@ -197,8 +196,8 @@ Image *RotateByShears(Image &image, double degrees, Image *(Image::*rotate180)()
     degrees += -180.0;
   }
   const double radians = degrees * 3.141592653589793 / 180.0;
-  const Table yTable(image.makeRotationYShearRoth(radians));
-  const Table xTable(image.makeRotationXShearRoth(radians));
+  const MallocArray<int> yTable(image.makeRotationYShearRoth(radians));
+  const MallocArray<int> xTable(image.makeRotationXShearRoth(radians));
   if (yTable == nullptr || xTable == nullptr) {
     return nullptr;
   }

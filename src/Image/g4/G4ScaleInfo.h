@@ -1,8 +1,8 @@
 // G4ScaleInfo: the parameter block with which CImg1G4's scanline routines paint one
-// decoded row into a target row. The operation that drives them makes it on its
-// stack and points it at run tables it owns.
-#ifndef IMAGE_G4_G4SCANLINE_H_
-#define IMAGE_G4_G4SCANLINE_H_
+// decoded row into a target row. Internal: the operation that drives them makes it
+// on its stack and points it at run tables it owns.
+#ifndef IMAGE_G4_G4SCALEINFO_H_
+#define IMAGE_G4_G4SCALEINFO_H_
 
 #include <cstdint>
 
@@ -20,8 +20,8 @@ struct G4ScaleInfo {
   // The source rectangle's columns, absolute and inclusive.
   uint32_t left = 0;
   uint32_t right = 0;
-  // Byte and bit (7 is the leftmost pixel) of a target pixel, by target column when
-  // copying or enlarging, by source column when reducing.
+  // Reducing: byte and bit (7 is the leftmost pixel) of the target pixel that source
+  // column d feeds. Copies and enlargements paint target columns directly.
   unsigned int *dstByte = nullptr;
   unsigned int *dstBit = nullptr;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
@@ -35,4 +35,4 @@ struct G4ScaleInfo {
   uint32_t srcWidth = 0;
 };
 
-#endif  // IMAGE_G4_G4SCANLINE_H_
+#endif  // IMAGE_G4_G4SCALEINFO_H_

@@ -1,16 +1,16 @@
-// CImg1G4's scanline routines: each decodes the next row of the tiles a rectangle
-// touches and paints the runs of the change lists straight into a target row, through
-// the tables of a G4ScaleInfo. No row is ever expanded at source size, so the cost
-// follows the runs and the target, not the source pixels.
-#include "Image/g4/G4Scanline.h"
-
+// CImg1G4's row cursor and the scanline routines that decode through it. The cursor
+// walks the tile rows a rectangle covers; each routine decodes the next row of the
+// tiles the rectangle touches and paints the runs of the change lists straight into
+// a target row, through the tables of a G4ScaleInfo. No row is ever expanded at
+// source size, so the cost follows the runs and the target, not the source pixels.
 #include <algorithm>
 #include <cstdint>
 #include <vector>
 
+#include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Paint.h"
+#include "Image/g4/G4ScaleInfo.h"
 
 namespace {
 
@@ -56,11 +56,73 @@ bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &
 // Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
 uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
 
-void SetPixel(unsigned char *row, const unsigned int *bytes, const unsigned int *bits, uint64_t x) {
-  row[bytes[x]] = static_cast<unsigned char>(row[bytes[x]] | (1u << bits[x]));
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Row cursor
+
+void CImg1G4::InitTileRowDecode() {
+  // A cursor placed outside the grid has no tiles to ready.
+  if (tileRows == nullptr || decodeTileRow >= TilesDown()) {
+    return;
+  }
+  // The sentinels name column W + 1 of a tile W wide, whatever the page width.
+  const auto end = static_cast<int32_t>(tileWidth + 1u);
+  Img1G4Tile *row = tileRows[decodeTileRow];
+  const uint32_t across = TilesAcross();
+  for (uint32_t c = 0; c < across; ++c) {
+    Img1G4Tile &tile = row[c];
+    tile.bitLoc() = 1;
+    tile.byteLoc() = 0;
+    tile.setChangeBuffers(changeBuffers[c], refChangeBuffers[c]);
+    // SAFETY: every change buffer holds at least kChangeSlack + 1 entries.
+    int32_t *ref = tile.refChanges();
+    ref[0] = 0;
+    ref[1] = end;
+    ref[2] = end;
+    ref[3] = end;
+    tile.numRefChanges() = 4;
+    tile.numChanges() = 0;
+  }
 }
 
-}  // namespace
+void CImg1G4::StepCursor() {
+  ++decodeRow;
+  ++rowInTile;
+  // In the last tile row nothing resets: a rectangle ending there decodes on in it.
+  if (rowInTile == tileHeight && decodeTileRow < lastTileRow) {
+    rowInTile = 0;
+    ++decodeTileRow;
+    InitTileRowDecode();
+  }
+}
+
+int CImg1G4::PrepForDecode(const ImgRect &source) {
+  // Only a header sets the tile sizes, and it never sets 0; this guards the division.
+  if (tileWidth == 0 || tileHeight == 0) {
+    return 0;
+  }
+  decodeRow = source.top;
+  firstTileColumn = source.left / tileWidth;
+  lastTileColumn = source.right / tileWidth;
+  firstTileRow = source.top / tileHeight;
+  decodeTileRow = firstTileRow;
+  lastTileRow = source.bottom / tileHeight;
+  rowInTile = source.top % tileHeight;
+  InitTileRowDecode();
+  // Tile rows above are skipped whole; rows above the rectangle in its own tile row
+  // are decoded and dropped, each being coded against the one before. The cursor
+  // keeps rowInTile: the drops happen on the reference lists alone.
+  for (uint32_t i = 0; i < rowInTile; ++i) {
+    if (decode_scanline() != IMG_OK) {
+      return 0;
+    }
+  }
+  return 1;
+}
+
+// ---------------------------------------------------------------------------
+// Scanline routines
 
 template <typename Paint>
 ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
@@ -109,13 +171,12 @@ ImgErr CImg1G4::decode_scanline_and_sum(unsigned int &sum) {
 ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {
   const bool known = isBackgroundKnown();
   const Runs runs = PaintedRuns(known, info->background);
-  const unsigned int *bytes = info->dstByte;
-  const unsigned int *bits = info->dstBit;
   uint32_t count = 0;
   const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
-      for (uint64_t d = d0; d <= d1; ++d) {
-        SetPixel(row, bytes, bits, d);
+      // SAFETY: d1 <= right - left, a column of the target row.
+      if (d0 <= d1) {
+        c2d::SetBits(row, d0, static_cast<uint64_t>(d1) + 1u);
       }
       if (!known) {
         count += Span(d0, d1);
@@ -135,9 +196,10 @@ ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
   return DecodeWantedTiles([&](Img1G4Tile &tile) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       // Every target column of the run's source columns, the last one's whole run too.
+      // SAFETY: the runs of colRuns end inside the target row.
       const uint64_t end = static_cast<uint64_t>(toDst[d1]) + colRuns[toDst[d1]];
-      for (uint64_t x = toDst[d0]; x < end; ++x) {
-        SetPixel(row, info->dstByte, info->dstBit, x);
+      if (toDst[d0] < end) {
+        c2d::SetBits(row, toDst[d0], end);
       }
       return true;
     });
@@ -184,11 +246,9 @@ ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
       const uint32_t k0 = column(from);
       const uint32_t k1 = column(d1);
       if (clear) {
-        for (uint32_t k = k0; k <= k1; ++k) {
-          row[k >> 3] = static_cast<unsigned char>(row[k >> 3] & ~(0x80u >> (k & 7u)));
-        }
+        c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
       } else {
-        c2d::G4SetRun(row, k0, k1 + 1u);
+        c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
       }
       return true;
     });
