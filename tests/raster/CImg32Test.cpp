@@ -140,21 +140,30 @@ TEST(CImg32Test, DupDataAndTransferData) {
   EXPECT_EQ(image->transferData(nullptr, 16), IMG_INVALID_ARG);
 }
 
+// After setExtents the buffer keeps its old rows: copies and views are made wherever
+// their reads stay inside it, and refused (IMG_FAIL) where they would not.
 TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {
-  ImagePtr image(CImg32::create(4, 4, RGB_ORDER_BGR));
-  image->setBackgroundColor(3);
-  ASSERT_NE(image->peekData(), nullptr);
+  ImagePtr image = Counting(4, 4);
   EXPECT_FALSE(image->setExtents(0, 4));
   EXPECT_TRUE(image->setExtents(2, 8));
   EXPECT_EQ(image->getHeight(), 8u);
   EXPECT_EQ(image->getBytesPerLine(), 16u);
-  // The header no longer validates, so copies refuse rather than run off the rows.
   EXPECT_EQ(image->getSubImage(ImgRect(0, 0, 1, 7)), nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(CImg32::createRefImg(*image, IntRect(0, 0, 1, 7)), nullptr);
+  EXPECT_EQ(CImg32::createRefImg(*image, IntRect(0, 0, 1, 3)), nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_TRUE(image->setExtents(4, 4));
-  EXPECT_NE(ImagePtr(static_cast<CImg32 *>(image->getSubImage(ImgRect(0, 0, 3, 3)))), nullptr);
+  ImagePtr top(static_cast<CImg32 *>(image->getSubImage(ImgRect(0, 2, 1, 3))));
+  ASSERT_NE(top, nullptr);  // rows 2 and 3 are still in the buffer
+  EXPECT_EQ(c2d_test::BufferOf(*top), (std::vector<unsigned>{8, 9, 12, 13}));
+
+  EXPECT_TRUE(image->setExtents(3, 3));  // shrunk: the view steps by the new width
+  ImagePtr view(CImg32::createRefImg(*image, IntRect(1, 1, 2, 2)));
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ((*view)(0, 0), 5u);
+  EXPECT_EQ((*view)(1, 0), 8u);
+  ImagePtr sub(static_cast<CImg32 *>(image->getSubImage(ImgRect(1, 1, 2, 2))));
+  ASSERT_NE(sub, nullptr);
+  EXPECT_EQ(c2d_test::BufferOf(*sub), (std::vector<unsigned>{5, 6, 9, 10}));
 }
 
 TEST(CImg32Test, SubImageCopiesTheOverlap) {
@@ -166,13 +175,24 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   EXPECT_EQ(sub->getBackgroundColor(), 77u);
   EXPECT_EQ(c2d_test::BufferOf(*sub), (std::vector<unsigned>{37, 38, 39, 47, 48, 49}));
 
-  // Swapped edges are read from their smaller edges.
+  // Swapped edges are read from the first edge as given, as long as the rows stay
+  // inside the image (pixel 100 y + x), and from the smaller edge where they would not.
+  std::vector<unsigned> hundreds(100);
+  for (unsigned i = 0; i < 100; ++i) {
+    hundreds[i] = i / 10 * 100 + i % 10;
+  }
+  ImagePtr square(CImg32::create(10, 10, hundreds.data(), 400, RGB_ORDER_RGB));
+  ImagePtr legacy(static_cast<CImg32 *>(square->getSubImage(ImgRect(5, 4, 2, 1))));
+  ASSERT_NE(legacy, nullptr);
+  EXPECT_EQ(legacy->getWidth(), 4u);
+  EXPECT_EQ((*legacy)(0, 0), 405u);
+  EXPECT_EQ((*legacy)(3, 3), 708u);
   ImagePtr swapped(static_cast<CImg32 *>(image->getSubImage(ImgRect(4, 4, 2, 1))));
   ASSERT_NE(swapped, nullptr);
   EXPECT_EQ(swapped->getWidth(), 3u);
   EXPECT_EQ(swapped->getHeight(), 4u);
-  EXPECT_EQ((*swapped)(0, 0), 12u);
-  EXPECT_EQ((*swapped)(3, 2), 44u);
+  EXPECT_EQ((*swapped)(0, 0), 14u);  // columns 4..6 as given, rows 1..4 from the top
+  EXPECT_EQ((*swapped)(3, 2), 46u);
 
   ErrWatch outside;
   EXPECT_EQ(image->getSubImage(ImgRect(10, 0, 12, 2)), nullptr);

@@ -133,7 +133,7 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
       {"8 to 32, no entries", colour2.get(), empty.get(), 0},
       {"32 to 32, height", tall.get(), colour.get(), 0},
       {"32 to smaller 1", small.get(), colour.get(), 0},
-      {"32 to 1, mode 2, width", wide.get(), colour.get(), 2},
+      {"32 to 1, mode 2, too short", small.get(), colour.get(), 2},
       {"impostor source", colour2.get(), &impostor, 0},
       {"impostor destination", &impostor, colour.get(), 0},
   };
@@ -316,6 +316,12 @@ TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   src->setBackgroundColor(0x00FFFFFFu);
   ASSERT_TRUE(Export::xfm(masked.get(), src.get(), 2));
   EXPECT_EQ(masked->peekData()[0], 0x30);  // alpha alone does not count
+
+  // A larger destination takes the bits laid out by the source's width and its own
+  // pad bits: 3 + 3 bits, not two rows of 8.
+  ImgPtr<CImg1> larger = Clear1(8, 2);
+  ASSERT_TRUE(Export::xfm(larger.get(), True(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
+  EXPECT_EQ(BufferOf(*larger), Bytes({0xA8, 0x00}));
 }
 
 // Rows of packed 3-byte pixels, padded to 4 bytes under IMG_ALIGN_32, widen with
