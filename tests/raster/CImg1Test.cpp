@@ -157,39 +157,11 @@ TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   }
 }
 
-TEST(CImg1Test, DupDataAndTransferDataNeedTheExactLength) {
+// A header out of step with its buffer refuses copies: a new alignment or new
+// extents change the row layout without recomputing it.
+TEST(CImg1Test, StaleHeadersRefuseCopies) {
   ImagePtr image(CImg1::create(16, 2, 0, 1, IMG_ALIGN_NONE));
-  unsigned char source[5] = {1, 2, 3, 4, 5};
-  for (unsigned len : {3u, 5u}) {
-    ErrWatch watch;
-    EXPECT_EQ(image->dupData(source, len), IMG_FAIL);
-    EXPECT_EQ(watch.reports(), 1u);
-  }
-  ErrWatch ok;
-  EXPECT_EQ(image->dupData(source, 4), IMG_OK);
-  EXPECT_EQ(CImgErr::get(), IMG_OK);
-  EXPECT_EQ(ok.reports(), 1u);  // success is reported here, unlike CImg32
-  EXPECT_EQ(image->dupData(nullptr, 4), IMG_INVALID_ARG);
-
-  // Without pixels dupData allocates them first.
-  FreeHostBuffer(image->ownData());
-  EXPECT_FALSE(image->forceDataInit());
-  EXPECT_EQ(image->dupData(source + 1, 4), IMG_OK);
-  EXPECT_EQ(BufferOf(*image), Bytes({2, 3, 4, 5}));
-
-  unsigned char *fresh = HostBuffer(Bytes{9, 8, 7, 6});
-  unsigned char *const freshAddress = fresh;
-  EXPECT_EQ(image->transferData(&fresh, 5), IMG_FAIL);
-  EXPECT_EQ(fresh, freshAddress);
-  ErrWatch moved;
-  EXPECT_EQ(image->transferData(&fresh, 4), IMG_OK);
-  EXPECT_EQ(moved.reports(), 1u);
-  EXPECT_EQ(fresh, nullptr);
-  EXPECT_EQ(image->peekData(), freshAddress);
-  EXPECT_EQ(image->transferData(nullptr, 4), IMG_INVALID_ARG);
-
-  // A header out of step with its buffer refuses both: a new alignment or new
-  // extents change the row layout without recomputing it.
+  unsigned char source[4] = {1, 2, 3, 4};
   image->setAlignment(IMG_ALIGN_32);
   EXPECT_EQ(image->getBytesPerLine(), 2u);
   EXPECT_EQ(image->dupData(source, 4), IMG_FAIL);

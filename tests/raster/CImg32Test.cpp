@@ -83,63 +83,6 @@ TEST(CImg32Test, FactoryFailures) {
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
 }
 
-TEST(CImg32Test, AdoptClearsTheCallersPointerAndCopyDoesNot) {
-  unsigned *adopted = HostBuffer(Sequence(12, 100u));
-  unsigned *const adoptedAddress = adopted;
-  ImagePtr owner(CImg32::create(4, 3, adopted, 48, true, RGB_ORDER_BGR));
-  ASSERT_NE(owner, nullptr);
-  EXPECT_EQ(adopted, nullptr);
-  EXPECT_EQ(owner->peekData(), adoptedAddress);
-  EXPECT_EQ((*owner)(2, 1), 109u);
-
-  unsigned *kept = HostBuffer(Sequence(12, 200u));
-  ImagePtr copy(CImg32::create(4, 3, kept, 48, false, RGB_ORDER_BGR));
-  ASSERT_NE(kept, nullptr);
-  kept[5] = 0;  // the copy is independent
-  EXPECT_EQ((*copy)(1, 1), 205u);
-  // The plain-pointer overload copies too; a longer buffer gives only the image's bytes.
-  ImagePtr again(CImg32::create(2, 2, kept, 48, RGB_ORDER_BGR));
-  EXPECT_EQ(c2d_test::BufferOf(*again), (std::vector<unsigned>{200, 201, 202, 203}));
-  FreeHostBuffer(kept);
-}
-
-TEST(CImg32Test, DupDataAndTransferData) {
-  ImagePtr image(CImg32::create(2, 2, RGB_ORDER_BGR));
-  unsigned source[4] = {1, 2, 3, 4};
-  ErrWatch noData;
-  EXPECT_EQ(image->dupData(source, 16), IMG_FAIL);  // data is not forced
-  EXPECT_EQ(noData.reports(), 1u);
-  EXPECT_FALSE(image->hasData());
-
-  ASSERT_NE(image->peekData(), nullptr);
-  EXPECT_EQ(image->dupData(source, 15), IMG_FAIL);
-  EXPECT_EQ(image->dupData(nullptr, 16), IMG_INVALID_ARG);
-  ErrWatch ok;
-  EXPECT_EQ(image->dupData(source, 16), IMG_OK);
-  EXPECT_EQ(ok.reports(), 0u);  // success is not reported
-  EXPECT_EQ((*image)(1, 1), 4u);
-
-  unsigned *fresh = HostBuffer(Sequence(4, 50u));
-  unsigned *const freshAddress = fresh;
-  EXPECT_EQ(image->transferData(&fresh, 12), IMG_FAIL);  // too short
-  EXPECT_EQ(fresh, freshAddress);
-  EXPECT_EQ(image->transferData(&fresh, 16), IMG_OK);
-  EXPECT_EQ(fresh, nullptr);
-  EXPECT_EQ((*image)(1, 0), 52u);
-
-  unsigned *taken = image->ownData();  // moves the buffer out
-  EXPECT_EQ(taken, freshAddress);
-  EXPECT_FALSE(image->hasData());
-  FreeHostBuffer(taken);
-
-  // A null buffer leaves the image without data, and nothing leaks.
-  ASSERT_NE(image->peekData(), nullptr);
-  unsigned *none = nullptr;
-  EXPECT_EQ(image->transferData(&none, 16), IMG_INVALID_ARG);
-  EXPECT_FALSE(image->hasData());
-  EXPECT_EQ(image->transferData(nullptr, 16), IMG_INVALID_ARG);
-}
-
 // After setExtents the buffer keeps its old rows: copies and views are made wherever
 // their reads stay inside it, and refused (IMG_FAIL) where they would not.
 TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {

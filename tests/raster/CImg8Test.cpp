@@ -162,49 +162,6 @@ TEST(CImg8Test, LazyFillUsesTheLowByteOfTheBackground) {
   EXPECT_EQ(image->getBackgroundColor(), 0x1234u);  // with pixels it only paints
 }
 
-TEST(CImg8Test, OwnDupAndTransferDemandTheExactLength) {
-  unsigned char *adopted = HostBytes(8);
-  unsigned char *const address = adopted;
-  ImagePtr image(CImg8::create(3, 2, adopted, 8, true, nullptr, IMG_ALIGN_32));
-  EXPECT_EQ(adopted, nullptr);
-  EXPECT_EQ(image->peekData(), address);
-  unsigned char *kept = HostBytes(8);
-  ImagePtr copy(CImg8::create(3, 2, kept, 8, false, nullptr, IMG_ALIGN_32));
-  kept[7] = 0;
-  EXPECT_EQ(BufferOf(*copy), c2d_test::Sequence<unsigned char>(8, 1));  // all 8, independent
-
-  unsigned char source[9] = {9, 8, 7, 6, 5, 4, 3, 2, 1};
-  for (unsigned len : {7u, 9u}) {
-    EXPECT_EQ(image->dupData(source, len), IMG_FAIL);
-    EXPECT_EQ(image->transferData(&kept, len), IMG_FAIL);
-  }
-  EXPECT_EQ(image->dupData(nullptr, 8), IMG_INVALID_ARG);
-  ErrWatch ok;
-  EXPECT_EQ(image->dupData(source, 8), IMG_OK);
-  EXPECT_EQ(ok.reports(), 0u);
-  EXPECT_EQ(BufferOf(*image), Bytes(source, source + 8));
-  EXPECT_EQ(image->transferData(&kept, 8), IMG_OK);  // frees the adopted buffer
-  EXPECT_EQ(kept, nullptr);
-
-  unsigned char *taken = image->ownData();
-  EXPECT_FALSE(image->hasData());
-  image.reset();
-  EXPECT_EQ(taken[6], 7);  // still valid after the image is gone
-  FreeHostBuffer(taken);
-  FreeHostBuffer(copy->ownData());
-  ErrWatch noData;
-  EXPECT_EQ(copy->dupData(source, 8), IMG_FAIL);  // data is not forced
-  EXPECT_EQ(noData.reports(), 1u);
-  EXPECT_FALSE(copy->hasData());
-
-  // A failed transfer leaves the image without data, and nothing leaks.
-  ASSERT_NE(copy->peekData(), nullptr);
-  unsigned char *none = nullptr;
-  EXPECT_EQ(copy->transferData(&none, 8), IMG_INVALID_ARG);
-  EXPECT_FALSE(copy->hasData());
-  EXPECT_EQ(copy->transferData(nullptr, 8), IMG_INVALID_ARG);
-}
-
 // A view borrows its parent's rows and palette until it installs pixels of its own,
 // then takes a private copy of the palette. Deleting views leaves the parent's
 // pixels and palette to the parent, which frees them once (checked by the sanitizer
