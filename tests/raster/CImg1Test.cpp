@@ -77,51 +77,6 @@ TEST(CImg1Test, RowLayoutFollowsTheAlignment) {
   }
 }
 
-// Which failures report, with what and how often, and what becomes of the
-// caller's buffer (16 x 2 pixels: 4 bytes). The other buffer factories forward to
-// the one with ownsData.
-TEST(CImg1Test, FactoryFailures) {
-  const struct {
-    const char *name;
-    unsigned w;
-    bool nullBuffer;
-    unsigned len;
-    bool takeData;
-  } buffered[] = {{"zero width", 0, false, 4, true},
-                  {"null buffer", 16, true, 4, true},
-                  {"short buffer", 16, false, 3, true},
-                  {"long buffer", 16, false, 5, true},
-                  {"long buffer copied", 16, false, 5, false}};
-  for (const auto &c : buffered) {
-    SCOPED_TRACE(c.name);
-    unsigned char *buffer = c.nullBuffer ? nullptr : HostBuffer(Bytes{1, 2, 3, 4, 5});
-    unsigned char *const original = buffer;
-    MarkRegistry();
-    ErrWatch watch;
-    EXPECT_EQ(CImg1::create(c.w, 2, buffer, c.len, c.takeData, false, 0, 1, IMG_ALIGN_NONE),
-              nullptr);
-    EXPECT_EQ(watch.reports(), 0u);
-    EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
-    EXPECT_EQ(buffer, original);
-    FreeHostBuffer(buffer);
-  }
-  // The factory with size reports once: zero sizes, and 4 GiB of pixels.
-  const unsigned sizes[][2] = {{0, 4}, {4, 0}, {0x80000u, 0x10000u}};
-  for (const auto &size : sizes) {
-    SCOPED_TRACE(size[0]);
-    ErrWatch watch;
-    EXPECT_EQ(CImg1::create(size[0], size[1], 0, 1, IMG_ALIGN_NONE), nullptr);
-    EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-    EXPECT_EQ(watch.reports(), 1u);
-  }
-  MarkRegistry();
-  ErrWatch untyped;
-  int anything = 0;
-  EXPECT_EQ(CImg1::create(&anything, 8, 8, IMG_ALIGN_NONE), nullptr);
-  EXPECT_EQ(untyped.reports(), 0u);
-  EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
-}
-
 // Under the sanitizer build a leak or a double free in any row fails the test.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   for (bool takeData : {true, false}) {

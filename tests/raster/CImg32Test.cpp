@@ -43,46 +43,6 @@ TEST(CImg32Test, LazyPixelsFillWithTheKnownBackground) {
   EXPECT_EQ(image->peekData(), pixels);
 }
 
-// Every factory failure in one table: what comes back, what is recorded, how many
-// reports; a failed factory never takes the caller's buffer.
-TEST(CImg32Test, FactoryFailures) {
-  const struct {
-    const char *name;
-    unsigned w, h;
-    bool nullBuffer;
-    unsigned len;
-    bool takeData;
-    ImgErr code;
-    uint32_t reports;
-  } cases[] = {
-      {"zero width", 0, 3, false, 48, false, IMG_FAIL, 2},
-      {"zero height", 4, 0, false, 48, true, IMG_FAIL, 2},
-      {"32-bit overflow", 40000, 40000, false, 48, false, IMG_FAIL, 1},
-      {"wrapping stride", 0x40000001u, 1, false, 48, false, IMG_FAIL, 1},
-      {"null buffer", 4, 3, true, 48, false, IMG_INVALID_ARG, 1},
-      {"null buffer adopted", 4, 3, true, 48, true, IMG_INVALID_ARG, 1},
-      {"short buffer", 4, 3, false, 47, false, IMG_FAIL, 1},
-      {"short buffer adopted", 4, 3, false, 47, true, IMG_FAIL, 1},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.name);
-    unsigned *buffer = c.nullBuffer ? nullptr : HostBuffer(Sequence(12, 0u));
-    unsigned *const original = buffer;
-    ErrWatch watch;
-    EXPECT_EQ(CImg32::create(c.w, c.h, buffer, c.len, c.takeData, RGB_ORDER_BGR), nullptr);
-    EXPECT_EQ(CImgErr::get(), c.code);
-    EXPECT_EQ(watch.reports(), c.reports);
-    EXPECT_EQ(buffer, original);
-    FreeHostBuffer(buffer);
-  }
-  ErrWatch watch;
-  EXPECT_EQ(CImg32::create(0, 3, RGB_ORDER_BGR), nullptr);
-  EXPECT_EQ(watch.reports(), 2u);
-  EXPECT_EQ(CImg32::create(3, 3, static_cast<RGBOrder>(2)), nullptr);
-  EXPECT_EQ(CImg32::create(40000, 40000, RGB_ORDER_BGR), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-}
-
 // After setExtents the buffer keeps its old rows: copies and views are made wherever
 // their reads stay inside it, and refused (IMG_FAIL) where they would not.
 TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {

@@ -94,57 +94,6 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(watch.reports(), 0u);
 }
 
-// Every factory failure in one table: what comes back, what is recorded, how many
-// reports; a failed factory never takes the caller's buffer.
-TEST(CImg8Test, FactoryFailures) {
-  const auto kBadAlign = static_cast<ImgAlignmentEnum>(16);
-  const struct {
-    const char *name;
-    unsigned w, h;
-    ImgAlignmentEnum align;
-    bool nullBuffer;
-    unsigned len;
-    bool takeData;
-    ImgErr code;
-    uint32_t reports;
-  } cases[] = {
-      {"zero width", 0, 3, IMG_ALIGN_NONE, false, 12, false, IMG_FAIL, 2},
-      {"zero height adopted", 4, 0, IMG_ALIGN_NONE, false, 12, true, IMG_FAIL, 2},
-      {"alignment 16", 4, 3, kBadAlign, false, 12, true, IMG_FAIL, 2},
-      {"32-bit overflow", 70000, 70000, IMG_ALIGN_NONE, false, 12, false, IMG_FAIL, 1},
-      {"padded row wraps", 0xFFFFFFFFu, 1, IMG_ALIGN_32, false, 12, false, IMG_FAIL, 1},
-      {"null buffer", 4, 3, IMG_ALIGN_NONE, true, 12, false, IMG_INVALID_ARG, 1},
-      {"short buffer", 4, 3, IMG_ALIGN_NONE, false, 11, false, IMG_FAIL, 1},
-      {"long buffer", 4, 3, IMG_ALIGN_NONE, false, 13, false, IMG_FAIL, 1},
-      {"unpadded length for padded rows", 3, 4, IMG_ALIGN_32, false, 12, true, IMG_FAIL, 1},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.name);
-    unsigned char *buffer = c.nullBuffer ? nullptr : HostBytes(16);
-    unsigned char *const original = buffer;
-    ErrWatch watch;
-    EXPECT_EQ(CImg8::create(c.w, c.h, buffer, c.len, c.takeData, nullptr, c.align), nullptr);
-    EXPECT_EQ(CImgErr::get(), c.code);
-    EXPECT_EQ(watch.reports(), c.reports);
-    EXPECT_EQ(buffer, original);
-    FreeHostBuffer(buffer);
-  }
-  // The first five fail the lazy factories the same way.
-  using Lazy = CImg8 *(*)(unsigned, unsigned, ColorMap *, ImgAlignmentEnum);
-  for (size_t i = 0; i < 5; ++i) {
-    SCOPED_TRACE(cases[i].name);
-    for (Lazy factory : {static_cast<Lazy>(&CImg8::create), static_cast<Lazy>(&Open::_create)}) {
-      ErrWatch watch;
-      EXPECT_EQ(factory(cases[i].w, cases[i].h, nullptr, cases[i].align), nullptr);
-      EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-      EXPECT_EQ(watch.reports(), cases[i].reports);
-    }
-  }
-  ImagePtr eager(Open::_create(3, 2, nullptr, IMG_ALIGN_32));
-  EXPECT_TRUE(eager->hasData());
-  EXPECT_NE(eager->getColorMap(), nullptr);
-}
-
 TEST(CImg8Test, LazyFillUsesTheLowByteOfTheBackground) {
   ImagePtr image(CImg8::create(10, 3, nullptr, IMG_ALIGN_32));
   EXPECT_EQ(RasOpSet(*image, 0x1234u), IMG_OK);  // without pixels: just the background

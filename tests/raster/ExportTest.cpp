@@ -236,6 +236,7 @@ TEST(ExportTest, DiffusionSpreadsTheErrorForward) {
       {"82 pushes down over", 1, 2, {100, 120}, {0x80, 0x00}},
       {"alone 129", 1, 1, {129}, {0x00}},
       {"-25 pulls right under", 2, 1, {200, 129}, {0x40}},
+      {"-25 pulls right to exactly 128, still paper", 2, 1, {200, 135}, {0x00}},
       {"mid-grey sets its first pixel", 1, 1, {128}, {0x80}},
       {"82 pushes lower left over", 2, 2, {255, 100, 120, 255}, {0x40, 0x00}},
       {"82 pushes lower right over", 2, 2, {100, 255, 255, 112}, {0x80, 0x00}},
