@@ -20,7 +20,7 @@ TEST(G4PageTest, GhostscriptPagesDecodeLikeLibtiff) {
   if (std::system("command -v gs >/dev/null 2>&1") != 0) {
     GTEST_SKIP() << "gs is not installed";
   }
-  const fs::path ps = fs::path(__FILE__).parent_path() / "../data/g4/page.ps";
+  const fs::path ps = fs::path(C2D_TEST_DATA_DIR) / "g4/page.ps";
   ASSERT_TRUE(fs::exists(ps));
   std::string dir = (fs::temp_directory_path() / "c2d-g4page-XXXXXX").string();
   ASSERT_NE(mkdtemp(dir.data()), nullptr);
