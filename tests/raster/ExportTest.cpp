@@ -285,6 +285,8 @@ TEST(ExportTest, DiffusionKeepsTheMeanAndBothSourcesAgree) {
 TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
   // Byte 0 weighs as blue and byte 2 as red, whatever the order says.
   ImgPtr<CImg32> low = Flat32(1, 1, 0x000080FFu, RGB_ORDER_RGB), high = Flat32(1, 1, 0x00FF8000u);
+  // (77 * 37 + 150 * 200 + 29 * 2) / 256 = 128.54, cut to 128: mid-grey, which sets.
+  ImgPtr<CImg32> mid = Flat32(1, 1, 0x0025C802u);
   ColorMap map(3, 255);
   map.entries[0] = {1000, 1000, 1000};  // clamped to white
   map.entries[1] = {-50, -50, -50};     // clamped to black
@@ -297,6 +299,7 @@ TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
     bool set;
   } cases[] = {{"blue byte 0", low.get(), true},
                {"red byte 2", high.get(), false},
+               {"luminance cut toward zero", mid.get(), true},
                {"channel above 255", huge.get(), false},
                {"channel below 0", negative.get(), true},
                {"index beyond the palette", beyond.get(), true}};
