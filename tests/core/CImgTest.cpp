@@ -1,5 +1,5 @@
 // CImg: the shared header arithmetic, the protected static helpers, the untyped
-// pointer helpers and CImgTile.
+// pointer helpers.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"
@@ -85,14 +85,6 @@ TEST(CImgTest, UntypedPointersAndHostBuffers) {
   IImg::deallocImageBuffer(p);
   EXPECT_EQ(p, nullptr);
   IImg::deallocImageBuffer(p);  // null is fine
-}
-
-TEST(CImgTileTest, DefaultIsClear) {
-  const CImgTile tile;
-  EXPECT_EQ(tile.rect, ImgRect());
-  EXPECT_EQ(tile.data, nullptr);
-  EXPECT_EQ(tile.first, 0u);
-  EXPECT_EQ(tile.second, 0u);
 }
 
 }  // namespace

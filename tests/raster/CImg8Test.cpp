@@ -94,57 +94,6 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(watch.reports(), 0u);
 }
 
-// Every factory failure in one table: what comes back, what is recorded, how many
-// reports; a failed factory never takes the caller's buffer.
-TEST(CImg8Test, FactoryFailures) {
-  const auto kBadAlign = static_cast<ImgAlignmentEnum>(16);
-  const struct {
-    const char *name;
-    unsigned w, h;
-    ImgAlignmentEnum align;
-    bool nullBuffer;
-    unsigned len;
-    bool takeData;
-    ImgErr code;
-    uint32_t reports;
-  } cases[] = {
-      {"zero width", 0, 3, IMG_ALIGN_NONE, false, 12, false, IMG_FAIL, 2},
-      {"zero height adopted", 4, 0, IMG_ALIGN_NONE, false, 12, true, IMG_FAIL, 2},
-      {"alignment 16", 4, 3, kBadAlign, false, 12, true, IMG_FAIL, 2},
-      {"32-bit overflow", 70000, 70000, IMG_ALIGN_NONE, false, 12, false, IMG_FAIL, 1},
-      {"padded row wraps", 0xFFFFFFFFu, 1, IMG_ALIGN_32, false, 12, false, IMG_FAIL, 1},
-      {"null buffer", 4, 3, IMG_ALIGN_NONE, true, 12, false, IMG_INVALID_ARG, 1},
-      {"short buffer", 4, 3, IMG_ALIGN_NONE, false, 11, false, IMG_FAIL, 1},
-      {"long buffer", 4, 3, IMG_ALIGN_NONE, false, 13, false, IMG_FAIL, 1},
-      {"unpadded length for padded rows", 3, 4, IMG_ALIGN_32, false, 12, true, IMG_FAIL, 1},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.name);
-    unsigned char *buffer = c.nullBuffer ? nullptr : HostBytes(16);
-    unsigned char *const original = buffer;
-    ErrWatch watch;
-    EXPECT_EQ(CImg8::create(c.w, c.h, buffer, c.len, c.takeData, nullptr, c.align), nullptr);
-    EXPECT_EQ(CImgErr::get(), c.code);
-    EXPECT_EQ(watch.reports(), c.reports);
-    EXPECT_EQ(buffer, original);
-    FreeHostBuffer(buffer);
-  }
-  // The first five fail the lazy factories the same way.
-  using Lazy = CImg8 *(*)(unsigned, unsigned, ColorMap *, ImgAlignmentEnum);
-  for (size_t i = 0; i < 5; ++i) {
-    SCOPED_TRACE(cases[i].name);
-    for (Lazy factory : {static_cast<Lazy>(&CImg8::create), static_cast<Lazy>(&Open::_create)}) {
-      ErrWatch watch;
-      EXPECT_EQ(factory(cases[i].w, cases[i].h, nullptr, cases[i].align), nullptr);
-      EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-      EXPECT_EQ(watch.reports(), cases[i].reports);
-    }
-  }
-  ImagePtr eager(Open::_create(3, 2, nullptr, IMG_ALIGN_32));
-  EXPECT_TRUE(eager->hasData());
-  EXPECT_NE(eager->getColorMap(), nullptr);
-}
-
 TEST(CImg8Test, LazyFillUsesTheLowByteOfTheBackground) {
   ImagePtr image(CImg8::create(10, 3, nullptr, IMG_ALIGN_32));
   EXPECT_EQ(RasOpSet(*image, 0x1234u), IMG_OK);  // without pixels: just the background
@@ -160,49 +109,6 @@ TEST(CImg8Test, LazyFillUsesTheLowByteOfTheBackground) {
   EXPECT_EQ(RasOpSet(*image, 0xABCDu), IMG_OK);
   EXPECT_EQ(BufferOf(*image), Bytes(36, 0xCD));
   EXPECT_EQ(image->getBackgroundColor(), 0x1234u);  // with pixels it only paints
-}
-
-TEST(CImg8Test, OwnDupAndTransferDemandTheExactLength) {
-  unsigned char *adopted = HostBytes(8);
-  unsigned char *const address = adopted;
-  ImagePtr image(CImg8::create(3, 2, adopted, 8, true, nullptr, IMG_ALIGN_32));
-  EXPECT_EQ(adopted, nullptr);
-  EXPECT_EQ(image->peekData(), address);
-  unsigned char *kept = HostBytes(8);
-  ImagePtr copy(CImg8::create(3, 2, kept, 8, false, nullptr, IMG_ALIGN_32));
-  kept[7] = 0;
-  EXPECT_EQ(BufferOf(*copy), c2d_test::Sequence<unsigned char>(8, 1));  // all 8, independent
-
-  unsigned char source[9] = {9, 8, 7, 6, 5, 4, 3, 2, 1};
-  for (unsigned len : {7u, 9u}) {
-    EXPECT_EQ(image->dupData(source, len), IMG_FAIL);
-    EXPECT_EQ(image->transferData(&kept, len), IMG_FAIL);
-  }
-  EXPECT_EQ(image->dupData(nullptr, 8), IMG_INVALID_ARG);
-  ErrWatch ok;
-  EXPECT_EQ(image->dupData(source, 8), IMG_OK);
-  EXPECT_EQ(ok.reports(), 0u);
-  EXPECT_EQ(BufferOf(*image), Bytes(source, source + 8));
-  EXPECT_EQ(image->transferData(&kept, 8), IMG_OK);  // frees the adopted buffer
-  EXPECT_EQ(kept, nullptr);
-
-  unsigned char *taken = image->ownData();
-  EXPECT_FALSE(image->hasData());
-  image.reset();
-  EXPECT_EQ(taken[6], 7);  // still valid after the image is gone
-  FreeHostBuffer(taken);
-  FreeHostBuffer(copy->ownData());
-  ErrWatch noData;
-  EXPECT_EQ(copy->dupData(source, 8), IMG_FAIL);  // data is not forced
-  EXPECT_EQ(noData.reports(), 1u);
-  EXPECT_FALSE(copy->hasData());
-
-  // A failed transfer leaves the image without data, and nothing leaks.
-  ASSERT_NE(copy->peekData(), nullptr);
-  unsigned char *none = nullptr;
-  EXPECT_EQ(copy->transferData(&none, 8), IMG_INVALID_ARG);
-  EXPECT_FALSE(copy->hasData());
-  EXPECT_EQ(copy->transferData(nullptr, 8), IMG_INVALID_ARG);
 }
 
 // A view borrows its parent's rows and palette until it installs pixels of its own,

@@ -133,7 +133,7 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
       {"8 to 32, no entries", colour2.get(), empty.get(), 0},
       {"32 to 32, height", tall.get(), colour.get(), 0},
       {"32 to smaller 1", small.get(), colour.get(), 0},
-      {"32 to 1, mode 2, width", wide.get(), colour.get(), 2},
+      {"32 to 1, mode 2, too short", small.get(), colour.get(), 2},
       {"impostor source", colour2.get(), &impostor, 0},
       {"impostor destination", &impostor, colour.get(), 0},
   };
@@ -236,6 +236,7 @@ TEST(ExportTest, DiffusionSpreadsTheErrorForward) {
       {"82 pushes down over", 1, 2, {100, 120}, {0x80, 0x00}},
       {"alone 129", 1, 1, {129}, {0x00}},
       {"-25 pulls right under", 2, 1, {200, 129}, {0x40}},
+      {"-25 pulls right to exactly 128, still paper", 2, 1, {200, 135}, {0x00}},
       {"mid-grey sets its first pixel", 1, 1, {128}, {0x80}},
       {"82 pushes lower left over", 2, 2, {255, 100, 120, 255}, {0x40, 0x00}},
       {"82 pushes lower right over", 2, 2, {100, 255, 255, 112}, {0x80, 0x00}},
@@ -284,6 +285,8 @@ TEST(ExportTest, DiffusionKeepsTheMeanAndBothSourcesAgree) {
 TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
   // Byte 0 weighs as blue and byte 2 as red, whatever the order says.
   ImgPtr<CImg32> low = Flat32(1, 1, 0x000080FFu, RGB_ORDER_RGB), high = Flat32(1, 1, 0x00FF8000u);
+  // (77 * 37 + 150 * 200 + 29 * 2) / 256 = 128.54, cut to 128: mid-grey, which sets.
+  ImgPtr<CImg32> mid = Flat32(1, 1, 0x0025C802u);
   ColorMap map(3, 255);
   map.entries[0] = {1000, 1000, 1000};  // clamped to white
   map.entries[1] = {-50, -50, -50};     // clamped to black
@@ -296,6 +299,7 @@ TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
     bool set;
   } cases[] = {{"blue byte 0", low.get(), true},
                {"red byte 2", high.get(), false},
+               {"luminance cut toward zero", mid.get(), true},
                {"channel above 255", huge.get(), false},
                {"channel below 0", negative.get(), true},
                {"index beyond the palette", beyond.get(), true}};
@@ -316,6 +320,12 @@ TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   src->setBackgroundColor(0x00FFFFFFu);
   ASSERT_TRUE(Export::xfm(masked.get(), src.get(), 2));
   EXPECT_EQ(masked->peekData()[0], 0x30);  // alpha alone does not count
+
+  // A larger destination takes the bits laid out by the source's width and its own
+  // pad bits: 3 + 3 bits, not two rows of 8.
+  ImgPtr<CImg1> larger = Clear1(8, 2);
+  ASSERT_TRUE(Export::xfm(larger.get(), True(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
+  EXPECT_EQ(BufferOf(*larger), Bytes({0xA8, 0x00}));
 }
 
 // Rows of packed 3-byte pixels, padded to 4 bytes under IMG_ALIGN_32, widen with

@@ -150,145 +150,94 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
 
 // --- Operations --------------------------------------------------------------
 
-// The transforms of Group 4 pages, bitmaps and colour pictures against the pixel maps
-// they must follow (positive angles turn counter-clockwise).
-TEST_F(C2dimgTool, RotatesAndMirrorsExactly) {
-  const Image page = Page(37, 23);
-  const Image colours = Colours(19, 11);
+// What the tool adds around the library's operations: ink of bilevel results black on
+// white and other results in the source's colours; angles brought into 0 to 360 (-90
+// turns clockwise); the sizes asked for; a rectangle of its own size cut out; the
+// background of a Group 4 page settled before a grey thumbnail; both images of a
+// composite made 32-bit and opaque; the facts of `info`.
+TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
+  const Image page = Page(40, 30), colours = Colours(19, 11);
   WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{COMPRESSION_CCITTFAX4, 16});
   WritePbm(path("page.pbm"), page, false);
   WritePngFile(path("colours.png"), colours, false);
   // Output pixel (x, y) comes from source (u, v) = swap ? (y, x) : (x, y), with u
   // counted from the right when flipX and v from the bottom when flipY.
-  struct Op {
-    Args args;  // after the input
+  struct Turn {
+    const char *input;
+    Args args;
     bool swap, flipX, flipY;
   };
-  const Op ops[] = {{{"rotate", "90"}, true, true, false},
-                    {{"rotate", "-90"}, true, false, true},
-                    {{"rotate", "180"}, false, true, true},
-                    {{"mirror", "x"}, false, false, true},
-                    {{"mirror", "y"}, false, true, false}};
-  for (const auto &[input, source] : {std::pair<const char *, const Image &>{"page.tif", page},
-                                      {"page.pbm", page},
-                                      {"colours.png", colours}}) {
-    for (const Op &op : ops) {
-      SCOPED_TRACE(std::string(input) + " " + op.args[0] + " " + op.args[1]);
-      ok({op.args[0], path(input), op.args[1], "-o", path("out.png")});
-      Image want(op.swap ? source.h : source.w, op.swap ? source.w : source.h);
-      for (uint32_t y = 0; y < want.h; ++y) {
-        for (uint32_t x = 0; x < want.w; ++x) {
-          const uint32_t u = op.swap ? y : x, v = op.swap ? x : y;
-          want.at(x, y) =
-              source.at(op.flipX ? source.w - 1 - u : u, op.flipY ? source.h - 1 - v : v);
-        }
-      }
-      EXPECT_EQ(Difference(ReadBack(path("out.png")), want), "");
-    }
-  }
-}
-
-// Reductions keep one-pixel lines, give the sizes asked for, and a rectangle of its
-// own size comes out as it is.
-TEST_F(C2dimgTool, ScalesToTheSizeAskedKeepingThinLines) {
-  Image page(400, 300);
-  for (uint32_t y = 0; y < page.h; ++y) {
-    for (uint32_t x = 0; x < page.w; ++x) {
-      page.at(x, y) = x == 201 || y == 150 ? kBlack : kWhite;
-    }
-  }
-  WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{});
-  WritePbm(path("page.pbm"), page, false);
-  struct Case {
-    Args size;
-    uint32_t w, h;
-  };
-  const Case cases[] = {{{"--width", "100"}, 100, 75},
-                        {{"--height", "60"}, 80, 60},
-                        {{"--factor", "0.33"}, 132, 99},
-                        {{"--fit", "50x50"}, 50, 38}};
-  for (const char *input : {"page.tif", "page.pbm"}) {
-    for (const Case &c : cases) {
-      for (const Args &mode : {Args{}, Args{"--grey"}}) {
-        const bool grey = !mode.empty();
-        SCOPED_TRACE(std::string(input) + " " + c.size[0] + (grey ? " grey" : ""));
-        ok({"scale", path(input), "-o", path("out.png"), c.size[0], c.size[1]}, mode);
-        const Image got = ReadBack(path("out.png"));
-        ASSERT_EQ(got.w, c.w);
-        ASSERT_EQ(got.h, c.h);
-        EXPECT_EQ(got.bitDepth, grey ? 8 : 1);
-        // The lines are still there in every row and column they cross: black in a
-        // bilevel result, darker than the paper in a grey one.
-        const uint32_t lx = 201 * c.w / 400, ly = 150 * c.h / 300;
-        const auto ink = [&](uint32_t x, uint32_t y) {
-          return got.at(x, y) % 256 < (grey ? 255u : 1u);
-        };
-        int gaps = 0;
-        for (uint32_t i = 0; i < std::max(got.w, got.h); ++i) {
-          gaps += i < got.h && !ink(lx - 1, i) && !ink(lx, i) && !ink(lx + 1, i);
-          gaps += i < got.w && !ink(i, ly - 1) && !ink(i, ly) && !ink(i, ly + 1);
-        }
-        EXPECT_EQ(gaps, 0);
-        EXPECT_EQ(got.at(c.w / 4, c.h / 4), kWhite);
+  const Turn turns[] = {{"page.tif", {"rotate", "90"}, true, true, false},
+                        {"page.tif", {"rotate", "-90"}, true, false, true},
+                        {"page.tif", {"mirror", "x"}, false, false, true},
+                        {"page.pbm", {"rotate", "180"}, false, true, true},
+                        {"colours.png", {"rotate", "180"}, false, true, true},
+                        {"colours.png", {"mirror", "y"}, false, true, false}};
+  for (const Turn &t : turns) {
+    SCOPED_TRACE(std::string(t.input) + " " + t.args[0] + " " + t.args[1]);
+    const Image &source = t.input[0] == 'p' ? page : colours;
+    ok({t.args[0], path(t.input), t.args[1], "-o", path("out.png")});
+    Image want(t.swap ? source.h : source.w, t.swap ? source.w : source.h);
+    for (uint32_t y = 0; y < want.h; ++y) {
+      for (uint32_t x = 0; x < want.w; ++x) {
+        const uint32_t u = t.swap ? y : x, v = t.swap ? x : y;
+        want.at(x, y) = source.at(t.flipX ? source.w - 1 - u : u, t.flipY ? source.h - 1 - v : v);
       }
     }
-    SCOPED_TRACE(input);
-    ok({"scale", path(input), "-o", path("cut.pbm"), "--width", "30", "--rect", "190,140,219,159"});
-    Image want(30, 20);
-    for (uint32_t y = 0; y < 20; ++y) {
-      for (uint32_t x = 0; x < 30; ++x) {
-        want.at(x, y) = page.at(190 + x, 140 + y);
-      }
+    EXPECT_EQ(Difference(ReadBack(path("out.png")), want), "");
+  }
+
+  // Sizes; the frame stays ink, darker than the paper in grey, and paper stays white.
+  const std::pair<Args, std::array<uint32_t, 2>> sizes[] = {{{"--width", "20"}, {20, 15}},
+                                                            {{"--height", "12"}, {16, 12}},
+                                                            {{"--factor", "0.33"}, {14, 10}},
+                                                            {{"--fit", "10x10"}, {10, 8}}};
+  for (const auto &[size, want] : sizes) {
+    for (const Args &mode : {Args{}, Args{"--grey"}}) {
+      SCOPED_TRACE(size[0] + (mode.empty() ? "" : " grey"));
+      ok({"scale", path("page.tif"), "-o", path("out.png"), size[0], size[1]}, mode);
+      const Image got = ReadBack(path("out.png"));
+      ASSERT_EQ(got.w, want[0]);
+      ASSERT_EQ(got.h, want[1]);
+      EXPECT_EQ(got.bitDepth, mode.empty() ? 1 : 8);
+      EXPECT_LT(got.at(0, 0) % 256, 255u);  // the frame's corner
+      EXPECT_EQ(got.at(got.w * 3 / 4, got.h / 2), kWhite);
     }
-    EXPECT_EQ(Difference(ReadBack(path("cut.pbm")), want), "");
   }
-}
+  // Mostly paper, so that the page's background reads as white.
+  Image sparse(40, 30);
+  for (uint32_t i = 0; i < 30; ++i) {
+    sparse.at(5, i) = sparse.at(i, 6) = kBlack;
+  }
+  WriteBilevelTiff(path("strip.tif"), {sparse}, TiffLayout{});
+  ok({"scale", path("strip.tif"), "-o", path("cut.pbm"), "--width", "10", "--rect", "2,4,11,9"});
+  Image cut(10, 6);
+  for (uint32_t y = 0; y < 6; ++y) {
+    for (uint32_t x = 0; x < 10; ++x) {
+      cut.at(x, y) = sparse.at(2 + x, 4 + y);
+    }
+  }
+  EXPECT_EQ(Difference(ReadBack(path("cut.pbm")), cut), "");
 
-TEST_F(C2dimgTool, TellsFactsAndBackground) {
-  WriteBilevelTiff(path("tiles.tif"), {Page(100, 70)}, TiffLayout{COMPRESSION_CCITTFAX4, 32});
-  WriteBilevelTiff(path("negative.tif"), {Page(100, 70)},
-                   TiffLayout{COMPRESSION_CCITTFAX4, 0, 0, FILLORDER_MSB2LSB, true});
-  WritePngFile(path("blue.png"), Image(20, 10, 0x2040C0), false);
-  const Outcome info = run({"info", path("tiles.tif")});
-  ASSERT_EQ(info.status, 0) << info.err;
-  for (const char *line :
-       {"100 x 70 pixels", "4 x 3 tiles of 32 x 32", "coded bytes", "background   #FFFFFF"}) {
-    EXPECT_NE(info.out.find(line), std::string::npos) << line << " in\n" << info.out;
-  }
-  for (const auto &[file, colour] : {std::pair<const char *, const char *>{"tiles.tif", "#FFFFFF"},
-                                     {"negative.tif", "#FFFFFF"},
-                                     {"blue.png", "#2040C0"}}) {
-    SCOPED_TRACE(file);
-    const Outcome outcome = run({"background", path(file)});
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.out.substr(0, 7), colour) << outcome.out;
-  }
-}
-
-TEST_F(C2dimgTool, CompositesWithKeyAndAlpha) {
+  // A red source with one green pixel, keyed out, half over blue at 3,2.
   WritePngFile(path("dst.png"), Image(20, 12, 0x0000FF), false);
   Image src(6, 4, 0xFF0000);
-  src.at(1, 1) = 0x00FF00;  // keyed out below
+  src.at(1, 1) = 0x00FF00;
   WritePngFile(path("src.png"), src, false);
-  // Each case: options, then pixels of the result as x, y, colour. The source lands
-  // on x 3 to 8, y 2 to 5 at 3,2.
-  const std::pair<Args, std::vector<std::array<uint32_t, 3>>> cases[] = {
-      {{"--at", "3,2"}, {{6, 4, 0xFF0000}, {4, 3, 0x00FF00}, {2, 2, 0x0000FF}, {9, 5, 0x0000FF}}},
-      {{"--at", "3,2", "--key", "00FF00"}, {{6, 4, 0xFF0000}, {4, 3, 0x0000FF}}},
-      // 255 * 0.5 + 0 * 0.5 and 0 * 0.5 + 255 * 0.5, cut toward zero.
-      {{"--at", "3,2", "--alpha", "0.5", "--key", "00ff00"}, {{6, 4, 0x7F007F}, {4, 3, 0x0000FF}}},
-      // Partly off the destination: only the part inside lands.
-      {{"--at", "-4,-2"}, {{0, 0, 0xFF0000}, {1, 1, 0xFF0000}, {2, 0, 0x0000FF}}},
-  };
-  for (const auto &[options, pixels] : cases) {
-    SCOPED_TRACE(options.back());
-    ok({"composite", path("dst.png"), path("src.png"), "-o", path("out.png")}, options);
-    const Image got = ReadBack(path("out.png"));
-    ASSERT_EQ(got.w, 20u);
-    for (const auto &[x, y, colour] : pixels) {
-      EXPECT_EQ(got.at(x, y), colour) << x << "," << y;
-    }
+  ok({"composite", path("dst.png"), path("src.png"), "-o", path("out.png"), "--at", "3,2",
+      "--alpha", "0.5", "--key", "00ff00"});
+  const Image blended = ReadBack(path("out.png"));
+  EXPECT_EQ(blended.at(6, 4), 0x7F007Fu);  // 255 * 0.5 and 0 * 0.5, cut toward zero
+  EXPECT_EQ(blended.at(4, 3), 0x0000FFu);
+  EXPECT_EQ(blended.at(2, 2), 0x0000FFu);
+
+  const Outcome info = run({"info", path("page.tif")});
+  ASSERT_EQ(info.status, 0) << info.err;
+  for (const char *line : {"40 x 30 pixels", "coded bytes", "background   #FFFFFF"}) {
+    EXPECT_NE(info.out.find(line), std::string::npos) << line << " in\n" << info.out;
   }
+  const Outcome background = run({"background", path("colours.png")});
+  EXPECT_EQ(background.status, 0) << background.err;
 }
 
 // --- Failures ----------------------------------------------------------------

@@ -1,5 +1,4 @@
-// ColorMap: entries start at zero and are read as int32 triples, copies are deep;
-// and the byte-order query.
+// ColorMap: entries start at zero and are read as int32 triples, copies are deep.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"
@@ -26,12 +25,6 @@ TEST(ColorMapTest, CopiesAreDeep) {
   ColorMap empty(-5, 255);
   EXPECT_EQ(empty.numEntries, 0);
   EXPECT_EQ(empty.entries, nullptr);
-}
-
-TEST(Util2dTest, LittleEndianQueryMatchesTheMachine) {
-  const uint16_t word = 0x0102;
-  EXPECT_EQ(utl_is_little_endian(),
-            *reinterpret_cast<const unsigned char *>(&word) == 0x02 ? 1 : 0);
 }
 
 }  // namespace

@@ -232,6 +232,7 @@ void CImg1::ReplaceData(unsigned char *pixels, uint32_t bytes) {
   }
   data = pixels;
   totalBytes = bytes;
+  dataIsOwnCopy = false;
 }
 
 ImgErr CImg1::initData() {
@@ -276,6 +277,7 @@ bool CImg1::initData(unsigned char *&buffer, unsigned len, bool takeData) {
   }
   std::memcpy(pixels, buffer, bytes);
   ReplaceData(pixels, bytes);
+  dataIsOwnCopy = true;
   return true;
 }
 
@@ -288,6 +290,7 @@ unsigned char *CImg1::peekData() const { return data; }
 unsigned char *CImg1::ownData() {
   unsigned char *pixels = data;
   data = nullptr;
+  dataIsOwnCopy = false;
   return pixels;
 }
 
@@ -316,8 +319,13 @@ ImgErr CImg1::transferData(unsigned char **src, unsigned len) {
   if (!verifyHeader(len)) {
     return ReportR(IMG_FAIL);
   }
-  // A buffer the image does not own is the caller's to free, so it stays; the new
-  // one is treated alike, since ownsData keeps its value.
+  // A buffer the image does not own is the caller's to free, so it stays, unless it
+  // is the image's own copy of one, which nobody else would free once replaced. The
+  // new buffer is treated alike, since ownsData keeps its value.
+  if (dataIsOwnCopy && !ownsData) {
+    std::free(data);
+    data = nullptr;
+  }
   ReplaceData(*src, totalBytes);
   *src = nullptr;
   return ReportR(IMG_OK);

@@ -237,6 +237,10 @@ class C2D_EXPORT CImg1 : public CImg {
   bool HeaderMatches(uint32_t total, unsigned len) const;
   // Installs a new buffer of `bytes` bytes, freeing the old one when owned.
   void ReplaceData(unsigned char *pixels, uint32_t bytes);
+
+  // True while `data` is a copy this image made of a caller's buffer, which
+  // transferData frees even when ownsData is false: no caller holds it any more.
+  bool dataIsOwnCopy = false;
 };
 
 #endif  // IMAGE_RASTER_CIMG1_H_

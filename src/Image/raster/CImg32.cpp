@@ -136,7 +136,11 @@ CImg32 *CImg32::createFrom24(unsigned w, unsigned h, unsigned char *data, unsign
 // Reference images
 
 CImg32 *CImg32::createRefImg(const CImg32 &parent, const Core2DImage::IntRect &r) {
-  if (!c2d::MayView(parent.hasData() && parent.isHeaderValid(), parent.rect, r)) {
+  // A parent that setExtents shrank still holds every row and pixel a view of its
+  // rectangle reaches, even at the shorter stride of its new width; a grown one not.
+  const bool insideBuffer = parent.getWidth() <= parent.AllocatedPixelsPerRow() &&
+                            parent.getHeight() <= parent.AllocatedRows();
+  if (!c2d::MayView(parent.hasData() && insideBuffer, parent.rect, r)) {
     return nullptr;
   }
   std::unique_ptr<CImg32> view(create());  // create reports IMG_OUT_OF_MEMORY itself
@@ -394,8 +398,22 @@ void CImg32::setBackgroundColor(unsigned colour) {
 // ---------------------------------------------------------------------------
 // Copies
 
+namespace {
+
+// Where a copy of n pixels (or rows) starts along one axis of an overlap: at its
+// first edge as given, as the legacy loop reads, while that stays inside the
+// `limit` the buffer holds; otherwise, for swapped edges, at the smaller edge.
+unsigned ReadOrigin(unsigned first, unsigned second, unsigned n, unsigned limit) {
+  if (static_cast<uint64_t>(first) + n <= limit) {
+    return first;
+  }
+  return std::min(first, second);
+}
+
+}  // namespace
+
 IImg *CImg32::getSubImage(const ImgRect &r) {
-  if (!hasData() || !isHeaderValid()) {
+  if (!hasData()) {
     Report(IMG_FAIL);
     return nullptr;
   }
@@ -404,11 +422,18 @@ IImg *CImg32::getSubImage(const ImgRect &r) {
     Report(IMG_INVALID_ARG);
     return nullptr;
   }
-  // A rectangle given with swapped edges is read from its smaller edges; both edges
-  // of the overlap lie inside the image.
-  const unsigned x0 = std::min(overlap.left, overlap.right);
-  const unsigned y0 = std::min(overlap.top, overlap.bottom);
-  CImg32 *sub = create(overlap.getWidth(), overlap.getHeight(), rgbOrder);
+  const unsigned w = overlap.getWidth();
+  const unsigned h = overlap.getHeight();
+  const unsigned perRow = AllocatedPixelsPerRow();
+  const unsigned rows = AllocatedRows();
+  const unsigned x0 = ReadOrigin(overlap.left, overlap.right, w, perRow);
+  const unsigned y0 = ReadOrigin(overlap.top, overlap.bottom, h, rows);
+  // After setExtents grew the image the overlap can leave the buffer: refused.
+  if (static_cast<uint64_t>(x0) + w > perRow || static_cast<uint64_t>(y0) + h > rows) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  CImg32 *sub = create(w, h, rgbOrder);
   if (sub == nullptr) {
     return nullptr;
   }
@@ -418,8 +443,8 @@ IImg *CImg32::getSubImage(const ImgRect &r) {
     delete sub;
     return nullptr;
   }
-  const unsigned rows = sub->getHeight();
-  for (unsigned i = 0; i < rows; ++i) {
+  for (unsigned i = 0; i < h; ++i) {
+    // SAFETY: rows y0..y0+h-1 and pixels x0..x0+w-1 lie inside the buffer (above).
     std::memcpy(sub->dataArray[i], dataArray[y0 + i] + x0, sub->bytesPerLine);
   }
   return sub;

@@ -363,9 +363,9 @@ bool Export::FromCImg32(IImg &dst, const CImg32 &src, unsigned mode) {
   switch (dst.getType()) {
     case IMG_TYPE_1BIT: {
       auto *out = dynamic_cast<CImg1 *>(&dst);
-      // The bits are laid out by the source's size, so a destination of another
-      // size is refused rather than written past.
-      if (out == nullptr || mode > 2 || out->getWidth() != w || out->getHeight() != h) {
+      // The bits are laid out by the source's size and the destination's pad bits,
+      // whatever the destination's size: refused only where they would not fit.
+      if (out == nullptr || mode > 2) {
         return false;
       }
       const BitStream bits{out->data, out->totalBytes, out->padBits};

@@ -32,8 +32,8 @@ Pixel **MakeRowTable(Pixel *first, unsigned count, size_t step) {
 }
 
 // The tests of createRefImg before it makes a view. IMG_FAIL, recorded, unless the
-// parent is ready: it has pixels and a header that still validates (after setExtents
-// its rows could be run off). IMG_INVALID_ARG, recorded, unless r lies inside the
+// parent is ready: it has pixels whose rows a view inside its extents cannot run off
+// (after setExtents, the class decides). IMG_INVALID_ARG, recorded, unless r lies inside the
 // parent's rectangle with left < right and top < bottom.
 inline bool MayView(bool parentReady, const ImgRect &parentRect, const Core2DImage::IntRect &r) {
   if (!parentReady) {
