@@ -231,12 +231,13 @@ std::string Help(const CommandSpec *command) {
          "\nLooks at, scales, rotates, mirrors, converts and composites raster pages with\n"
          "the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG, PBM,\n"
          "PGM and PPM, recognised by their contents; writes the format that the\n"
-         "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Bilevel results\n"
-         "are written black on white.\n\n"
+         "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Pages are shown as\n"
+         "stored: a negative stays a negative, whatever its storage.\n\n"
          "'c2dimg COMMAND --help' describes a command.\n\n" +
          kCommonHelp +
          "\nExit status: 0 on success, 1 for bad arguments, 2 when a file cannot be read\n"
-         "or written or the operation fails.\n";
+         "or written or the operation fails, 3 when OUT was written but the source is\n"
+         "damaged (each damaged tile or strip is named on stderr).\n";
 }
 
 uint32_t ParseCount(const std::string &text, const char *what) {

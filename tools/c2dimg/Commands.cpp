@@ -9,6 +9,7 @@
 
 #include "Failure.h"
 #include "Formats.h"
+#include "G4Code.h"
 #include "Library.h"
 #include "Progress.h"
 
@@ -17,14 +18,6 @@ namespace {
 
 bool IsBilevel(IImg &image) {
   return image.getType() == IMG_TYPE_1BIT || image.getType() == IMG_TYPE_G4;
-}
-
-// Every result the library makes from a Group 4 page, and every scaled bilevel
-// image, holds ink in its set bits.
-void MarkInkIfBilevel(Picture &picture) {
-  if (auto *bilevel = dynamic_cast<CImg1 *>(picture.image.get())) {
-    MarkInk(*bilevel);
-  }
 }
 
 void Write(const Picture &picture, const std::string &path, const CommandLine &line) {
@@ -196,32 +189,42 @@ void Scale(const CommandLine &line) {
     throw UsageError("the result would be " + std::to_string(w) + " x " + std::to_string(h) +
                      " pixels, too large");
   }
-  const bool fromG4 = image.getType() == IMG_TYPE_G4;
+  auto *page = dynamic_cast<CImg1G4 *>(&image);
   const bool fromBilevel = IsBilevel(image);
   Progress progress("scaling", 0);
-  Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h));
-  if (w == sw && h == sh) {
-    // A Group 4 page asked for its own size decompresses the whole page, so a
-    // rectangle of the same size is cut out instead.
-    op.finish(picture, image.getSubImage(source));
-    if (fromG4) {
-      MarkInkIfBilevel(picture);
-    }
+  ImgScaleAttr attr;
+  attr.bitDepth = line.has("grey") ? 32 : 0;
+  attr.resample = line.has("resample");
+  if (page != nullptr && attr.bitDepth == 32 && page->getBackgroundState() != IMG_BG_KNOWN) {
+    // The grey reduction of a page whose background is still unknown counts the
+    // white runs as ink; settled first, it counts the ink.
+    Operation settle(picture, "find the background");
+    (void)page->calculateBackground();
+    settle.check(IMG_OK);
+  }
+  Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h), &source);
+  const auto tw = static_cast<unsigned>(w), th = static_cast<unsigned>(h);
+  IImg *result = nullptr;
+  if (page != nullptr) {
+    result = ScaleG4(*page, source, tw, th, attr);
+  } else if (w == sw && h == sh) {
+    result = image.getSubImage(source);
+  } else if (auto *bitmap = dynamic_cast<CImg1 *>(&image)) {
+    result = ScaleBitmap(*bitmap, source, tw, th, attr);
   } else {
-    ImgScaleAttr attr;
-    attr.bitDepth = line.has("grey") ? 32 : 0;
-    attr.resample = line.has("resample");
-    if (fromG4 && attr.bitDepth == 32) {
-      // The grey reduction of a page whose background is still unknown counts the
-      // white runs as ink; settled first, it counts the ink.
-      (void)dynamic_cast<CImg1G4 &>(image).calculateBackground();
-      op.check(IMG_OK);
-    }
-    op.finish(picture,
-              image.scale(source, static_cast<unsigned>(w), static_cast<unsigned>(h), attr));
-    if (fromBilevel) {
-      MarkInkIfBilevel(picture);
-    }
+    result = image.scale(source, tw, th, attr);
+  }
+  // Scaled bilevel results hold ink in their set bits (a grey one holds it dark); a
+  // rectangle of the page's own size keeps its bits.
+  uint32_t ink = kBlack, paper = kWhite;
+  if (fromBilevel) {
+    InkAndPaper(image, ink, paper, w == sw && h == sh);
+  }
+  op.finish(picture, result);
+  if (auto *bilevel = dynamic_cast<CImg1 *>(picture.image.get()); bilevel != nullptr) {
+    MarkInk(*bilevel, ink, paper);
+  } else if (auto *grey = dynamic_cast<CImg32 *>(picture.image.get()); grey && fromBilevel) {
+    InkGrey(*grey, ink, paper);
   }
   if (fromBilevel && picture.image->getType() == IMG_TYPE_32BIT) {
     picture.alpha = false;
@@ -241,13 +244,15 @@ void KeepColours(const IImg &from, Picture &to) {
   }
 }
 
-// Runs a transform that moves pixels without changing them. The results of a Group 4
-// page hold ink in their set bits; those of a bitmap keep its bits, but not always
-// its colours, which are given back.
+// Runs a transform that moves pixels without changing them. A Group 4 page is decoded
+// as stored first (the library's own transforms of it lose its last column); a
+// bitmap keeps its bits, but not always its colours, which are given back.
 void Transform(Picture &picture, const std::string &what,
                const std::function<IImg *(IImg &)> &transform) {
-  const bool fromG4 = picture.image->getType() == IMG_TYPE_G4;
   Progress progress(what, 0);
+  if (picture.image->getType() == IMG_TYPE_G4) {
+    picture = ToBilevel(picture, false);
+  }
   Operation op(picture, what);
   IImg *result = transform(*picture.image);
   if (result == picture.image.get()) {
@@ -255,11 +260,7 @@ void Transform(Picture &picture, const std::string &what,
   }
   const ImagePtr before(picture.image.release());
   op.finish(picture, result);
-  if (fromG4) {
-    MarkInkIfBilevel(picture);
-  } else {
-    KeepColours(*before, picture);
-  }
+  KeepColours(*before, picture);
 }
 
 void Rotate(const CommandLine &line) {
@@ -276,10 +277,6 @@ void Rotate(const CommandLine &line) {
     // A whole turn leaves the picture as it is.
     Write(picture, out, line);
     return;
-  }
-  if (picture.image->getType() == IMG_TYPE_G4 && !rightAngle) {
-    // A compressed page turns only by right angles; other angles work on its pixels.
-    picture = ToBilevel(picture, false);
   }
   Transform(picture, "rotate it by " + line.operands[1] + " degrees",
             [&](IImg &image) { return image.rotate(rightAngle ? nearest : turn); });

@@ -187,6 +187,7 @@ Picture ReadGroup4(TIFF *tif, const InputFile &file, const Directory &d) {
   BilevelColours(d, clearRgb, setRgb);
   Picture picture;
   picture.path = file.path;
+  picture.strips = !d.tiled;
   Operation(picture, "hold the Group 4 page")
       .finish(picture, CImg1G4::create(d.width, d.height, d.tileWidth, d.tileHeight, data.data(),
                                        sizes.data(), clearRgb, setRgb, IMG_ALIGN_NONE));

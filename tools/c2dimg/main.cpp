@@ -11,6 +11,7 @@
 #include "Args.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "G4Code.h"
 #include "Progress.h"
 
 int main(int argc, char **argv) {
@@ -30,7 +31,11 @@ int main(int argc, char **argv) {
     }
     Progress::Enable(!line.quiet && isatty(STDERR_FILENO) != 0);
     RunCommand(line);
-    return 0;
+    // Written, but from a damaged source.
+    for (const std::string &note : DamageNotes()) {
+      std::fprintf(stderr, "c2dimg: %s\n", note.c_str());
+    }
+    return DamageNotes().empty() ? 0 : 3;
   } catch (const UsageError &e) {
     std::fprintf(stderr, "c2dimg: %s\n%s", e.what(), Usage(command).c_str());
     return 1;
