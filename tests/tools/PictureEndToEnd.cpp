@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,63 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
   const Image small = ReadBack(path("small.pbm"));
   for (uint32_t y = 2; y + 2 < small.h; ++y) {
     EXPECT_EQ(small.at(102 / 4, y), kWhite) << y;
+  }
+}
+
+// Turned by 30 degrees, landscape and portrait pages, bilevel, grey and colour, are
+// turned whole on a canvas grown to their bounds: a circle stays round within a pixel
+// and a line stays straight. --keep-size keeps the frame.
+TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
+  const double a = 30 * 3.141592653589793 / 180, c = std::cos(a), s = std::sin(a);
+  const std::pair<uint32_t, uint32_t> inkAndPaper[] = {
+      {kBlack, kWhite}, {0x404040, 0xE0E0E0}, {0x2040C0, kWhite}};
+  for (const auto &[w, h] : {std::pair<uint32_t, uint32_t>{240, 150}, {150, 240}}) {
+    for (const auto &[ink, paper] : inkAndPaper) {
+      SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + " ink " + std::to_string(ink));
+      Image page(w, h, paper);
+      for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t x = 0; x < w; ++x) {
+          const double dx = x - w / 2.0, dy = y - h / 2.0;
+          const bool line = y == h / 2 + 55 && std::fabs(dx) <= 50;
+          page.at(x, y) = std::fabs(std::hypot(dx, dy) - 40) < 0.5 || line ? ink : paper;
+        }
+      }
+      const std::string in = path(ink == kBlack ? "page.pbm" : "page.png");
+      ink == kBlack ? WritePbm(in, page, false) : WritePngFile(in, page, false);
+      ok({"rotate", in, "30", "-o", path("turned.png")});
+      const Image got = ReadBack(path("turned.png"));
+      EXPECT_NEAR(got.w, w * c + h * s, 1);
+      EXPECT_NEAR(got.h, w * s + h * c, 1);
+      // The circle's middle, from its pixels; the line's pixels turned back about it.
+      std::vector<std::pair<double, double>> ring, line;
+      double mx = 0, my = 0;
+      for (uint32_t y = 0; y < got.h; ++y) {
+        for (uint32_t x = 0; x < got.w; ++x) {
+          if (got.at(x, y) != ink) {
+            EXPECT_EQ(got.at(x, y), paper);
+          } else {
+            const double tx = x - got.w / 2.0, ty = y - got.h / 2.0;
+            (std::hypot(tx, ty) < 48 ? ring : line).push_back({tx, ty});
+          }
+        }
+      }
+      for (const auto &[x, y] : ring) {
+        mx += x / ring.size();
+        my += y / ring.size();
+      }
+      ASSERT_GT(ring.size(), 200u);
+      ASSERT_GT(line.size(), 90u);
+      for (const auto &[x, y] : ring) {
+        EXPECT_NEAR(std::hypot(x - mx, y - my), 40, 1.5) << x << "," << y;
+      }
+      for (const auto &[x, y] : line) {
+        EXPECT_NEAR((x - mx) * s + (y - my) * c, 55, 1.5) << x << "," << y;
+      }
+      ok({"rotate", in, "30", "--keep-size", "-o", path("framed.png")});
+      const Image framed = ReadBack(path("framed.png"));
+      EXPECT_EQ(framed.w, w);
+      EXPECT_EQ(framed.h, h);
+    }
   }
 }
 

@@ -44,11 +44,13 @@ const std::vector<CommandSpec> &Commands() {
        "  --rect L,T,R,B    scale only these columns L..R and rows T..B (inclusive)\n"},
       {"rotate",
        {"FILE", "DEGREES"},
-       {"output="},
-       "rotate FILE DEGREES -o OUT",
+       {"output=", "keep-size"},
+       "rotate FILE DEGREES -o OUT [--keep-size]",
        "Rotates FILE counter-clockwise by DEGREES (negative turns clockwise) and writes\n"
-       "OUT. Right angles are exact; other angles are sheared.\n"
-       "  -o, --output OUT  the file to write; its extension picks the format\n"},
+       "OUT. Right angles are exact; other angles are sheared, and the canvas grows to\n"
+       "hold the whole turned page, padded with its background.\n"
+       "  -o, --output OUT  the file to write; its extension picks the format\n"
+       "  --keep-size       keep the source's frame: the corners are cut off\n"},
       {"mirror",
        {"FILE", "AXIS"},
        {"output="},

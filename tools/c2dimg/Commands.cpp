@@ -12,6 +12,7 @@
 #include "G4Code.h"
 #include "Library.h"
 #include "Progress.h"
+#include "Turn.h"
 
 namespace c2dimg {
 namespace {
@@ -278,8 +279,10 @@ void Rotate(const CommandLine &line) {
     Write(picture, out, line);
     return;
   }
-  Transform(picture, "rotate it by " + line.operands[1] + " degrees",
-            [&](IImg &image) { return image.rotate(rightAngle ? nearest : turn); });
+  Transform(picture, "rotate it by " + line.operands[1] + " degrees", [&](IImg &image) {
+    return rightAngle ? image.rotate(nearest)
+                      : TurnWhole(image, turn, line.has("keep-size"), picture.path);
+  });
   if (rightAngle && nearest != 180.0) {
     std::swap(picture.dpiX, picture.dpiY);
   }
