@@ -216,6 +216,25 @@ inline void WritePngFile(const std::string &path, const Image &image, bool alpha
       << png.message;
 }
 
+// A PNG's bytes with the size its header declares changed (the header's CRC mended).
+inline std::string WithPngSize(std::string png, uint32_t w, uint32_t h) {
+  for (int i = 0; i < 4; ++i) {
+    png[16 + i] = static_cast<char>(w >> (24 - 8 * i));
+    png[20 + i] = static_cast<char>(h >> (24 - 8 * i));
+  }
+  uint32_t crc = 0xFFFFFFFFu;
+  for (size_t i = 12; i < 29; ++i) {
+    crc ^= static_cast<uint8_t>(png[i]);
+    for (int k = 0; k < 8; ++k) {
+      crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
+    }
+  }
+  for (int i = 0; i < 4; ++i) {
+    png[29 + i] = static_cast<char>(~crc >> (24 - 8 * i));
+  }
+  return png;
+}
+
 inline std::string Slurp(const std::string &path) {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();

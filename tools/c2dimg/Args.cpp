@@ -15,9 +15,11 @@ namespace {
 
 const char kCommonHelp[] =
     "Common options:\n"
-    "  --page N     read page N (from 1) of a multi-page TIFF\n"
-    "  -q, --quiet  print nothing but errors; no progress bar\n"
-    "  -h, --help   show this help\n";
+    "  --page N          read page N (from 1) of a multi-page TIFF\n"
+    "  --max-pixels N    refuse inputs of more than N pixels (default 600000000)\n"
+    "  --force           replace OUT even when it is read-only\n"
+    "  -q, --quiet       print nothing but errors; no progress bar\n"
+    "  -h, --help        show this help\n";
 
 const std::vector<CommandSpec> &Commands() {
   static const std::vector<CommandSpec> kCommands = {
@@ -182,8 +184,9 @@ CommandLine ParseCommandLine(int argc, char **argv) {
       (name == "help" ? line.help : line.quiet) = true;
       continue;
     }
-    bool takesValue = name == "page";
-    if (name != "page" && !LookUpOption(*line.command, name, takesValue)) {
+    // Options every command takes.
+    bool takesValue = name == "page" || name == "max-pixels";
+    if (!takesValue && name != "force" && !LookUpOption(*line.command, name, takesValue)) {
       throw UsageError("'" + std::string(line.command->name) + "' takes no option " + arg);
     }
     if (takesValue && !inlineValue) {

@@ -11,6 +11,7 @@
 #include "Formats.h"
 #include "G4Code.h"
 #include "Library.h"
+#include "Limits.h"
 #include "Progress.h"
 #include "Turn.h"
 
@@ -83,7 +84,15 @@ std::string BackgroundText(Picture &picture) {
 }
 
 void Info(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page);
+  Picture picture;
+  try {
+    picture = ReadPicture(line.operands[0], line.page);
+  } catch (const TooManyPixels &e) {
+    // The header's facts, without the pixels.
+    std::printf("file         %s\nsize         %u x %u pixels\n", line.operands[0].c_str(),
+                e.width, e.height);
+    throw;
+  }
   IImg &image = *picture.image;
   const uint32_t w = image.getWidth(), h = image.getHeight();
   std::printf("file         %s\n", picture.path.c_str());
@@ -382,6 +391,7 @@ void Composite(const CommandLine &line) {
 }  // namespace
 
 void RunCommand(const CommandLine &line) {
+  SetPixelLimit(line.has("max-pixels") ? line.options.at("max-pixels") : "");
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},
       {"convert", Convert}, {"background", Background}, {"composite", Composite}};

@@ -13,6 +13,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Library.h"
+#include "Limits.h"
 
 namespace c2dimg {
 namespace {
@@ -361,6 +362,7 @@ Picture ReadTiff(const InputFile &file, uint32_t page) {
     throw FileError(file.path, Reason("cannot read page " + std::to_string(page)));
   }
   const Directory d = ReadDirectory(tif.get(), file.path);
+  CheckPixels(file.path, d.width, d.height);
   Picture picture;
   const bool group4 = d.compression == COMPRESSION_CCITTFAX4 && IsBilevel(d);
   // The library's tiles may reach past the right and bottom edges, but not be larger

@@ -1,0 +1,32 @@
+// The pixel limit: an input whose header declares more pixels than the limit is
+// refused before anything is allocated for it, so that a small file claiming a huge
+// page cannot take minutes and gigabytes.
+#ifndef TOOLS_C2DIMG_LIMITS_H_
+#define TOOLS_C2DIMG_LIMITS_H_
+
+#include <cstdint>
+#include <string>
+
+#include "Failure.h"
+
+namespace c2dimg {
+
+// A 600 dpi E-size page (20400 x 26400) passes; 30000 x 30000 does not.
+constexpr uint64_t kDefaultMaxPixels = 600000000;
+
+// The refusal, with the size the header declares, for `info` to show.
+class TooManyPixels : public FileError {
+ public:
+  TooManyPixels(const std::string &path, uint32_t width, uint32_t height, uint64_t limit);
+  uint32_t width, height;
+};
+
+// Sets the limit from the text of --max-pixels (a UsageError when it is not a whole
+// number of at least 1), or the default for an empty text.
+void SetPixelLimit(const std::string &text);
+// Throws TooManyPixels when width x height is above the limit.
+void CheckPixels(const std::string &path, uint32_t width, uint32_t height);
+
+}  // namespace c2dimg
+
+#endif  // TOOLS_C2DIMG_LIMITS_H_
