@@ -1,8 +1,13 @@
 // End-to-end tests of c2dimg's answers on files and outputs that a first run meets:
 // huge headers, read-only outputs, signals, turned TIFF pages and cut-short files.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "ToolTestSupport.h"
 
@@ -26,6 +31,58 @@ TEST_F(C2dimgTool, RefusesPagesAboveThePixelLimitFromTheHeader) {
   for (const auto &c : cases) {
     const Outcome outcome = run({"info", path("small.png"), "--max-pixels", c.limit});
     EXPECT_EQ(outcome.status, c.status) << c.limit << outcome.err;
+  }
+}
+
+// Stopped while it writes, c2dimg leaves no temporary file and dies by the signal.
+TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
+  WritePbm(path("page.pbm"), Page(240, 150), false);
+  const auto temporaries = [&] {
+    size_t n = 0;
+    for (const auto &entry : fs::directory_iterator(dir_)) {
+      n += entry.path().filename().string().find(".c2dimg-") != std::string::npos ? 1 : 0;
+    }
+    return n;
+  };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    SCOPED_TRACE(signal);
+    const std::string in = path("page.pbm"), out = path("big.png");
+    const char *argv[] = {C2DIMG_PATH, "scale", in.c_str(),  "--factor", "40",
+                          "--grey",    "-o",    out.c_str(), nullptr};
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, signal);
+    posix_spawnattr_setsigdefault(&attr, &defaults);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, &attr, const_cast<char **>(argv), environ), 0);
+    posix_spawnattr_destroy(&attr);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (temporaries() == 0 && std::chrono::steady_clock::now() < until) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(pid, signal);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+    EXPECT_EQ(temporaries(), 0u);
+    EXPECT_FALSE(fs::exists(out));
+  }
+}
+
+// An existing read-only OUT is kept unless --force replaces it.
+TEST_F(C2dimgTool, KeepsAReadOnlyOutputWithoutForce) {
+  WritePbm(path("page.pbm"), Page(24, 15), false);
+  for (const bool force : {false, true}) {
+    WriteText(path("out.pbm"), "old");
+    chmod(path("out.pbm").c_str(), 0444);
+    const Outcome outcome =
+        run({"convert", path("page.pbm"), "-o", path("out.pbm")}, force ? Args{"--force"} : Args{});
+    EXPECT_EQ(outcome.status, force ? 0 : 2) << outcome.err;
+    EXPECT_EQ(Slurp(path("out.pbm")) == "old", !force);
+    fs::remove(path("out.pbm"));
   }
 }
 

@@ -12,6 +12,7 @@
 #include "G4Code.h"
 #include "Library.h"
 #include "Limits.h"
+#include "OutputGuard.h"
 #include "Progress.h"
 #include "Turn.h"
 
@@ -392,6 +393,7 @@ void Composite(const CommandLine &line) {
 
 void RunCommand(const CommandLine &line) {
   SetPixelLimit(line.has("max-pixels") ? line.options.at("max-pixels") : "");
+  SetForce(line.has("force"));
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},
       {"convert", Convert}, {"background", Background}, {"composite", Composite}};

@@ -13,6 +13,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Library.h"
+#include "OutputGuard.h"
 
 namespace c2dimg {
 namespace {
@@ -149,7 +150,8 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
   const std::string tail = "." + base + ".c2dimg-XXXXXX";
   name.insert(name.end(), tail.begin(), tail.end());
   name.push_back('\0');
-  fd_ = mkstemp(name.data());
+  CheckReplaceable(path_);
+  fd_ = CreateTemporary(name.data());
   if (fd_ < 0) {
     throw FileError(path_, "cannot write beside it: " + SystemError());
   }
@@ -171,6 +173,7 @@ OutputFile::~OutputFile() {
     close(fd_);
   }
   unlink(temp_.c_str());
+  ForgetTemporary();
 }
 
 FILE *OutputFile::stream() {
@@ -203,6 +206,7 @@ void OutputFile::commit() {
   if (ok && std::rename(temp_.c_str(), path_.c_str()) != 0) {
     ok = false;
   }
+  ForgetTemporary();
   if (!ok) {
     throw FileError(path_, "cannot write: " + (reason.empty() ? SystemError() : reason));
   }

@@ -1,0 +1,87 @@
+// The guards of OUT. The signal handler may only call async-signal-safe functions, so
+// the temporary file's name waits in a fixed buffer.
+#include "OutputGuard.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "Failure.h"
+
+namespace c2dimg {
+namespace {
+
+bool sForce = false;
+
+char sTemporary[4096];
+std::atomic<bool> sWatching{false};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// Removes the half-written file, then dies by the same signal, so that the shell and
+// the caller see what stopped c2dimg.
+void OnStop(int signal) {
+  if (sWatching.load()) {
+    unlink(sTemporary);
+  }
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigemptyset(&action.sa_mask);
+  sigaction(signal, &action, nullptr);
+  raise(signal);
+}
+
+void InstallOnce() {
+  static const bool installed = [] {
+    struct sigaction action {};
+    action.sa_handler = OnStop;
+    sigemptyset(&action.sa_mask);
+    for (int signal : kSignals) {
+      struct sigaction before {};
+      // A signal ignored by whoever started c2dimg (nohup) stays ignored.
+      if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+        sigaction(signal, &action, nullptr);
+      }
+    }
+    return true;
+  }();
+  (void)installed;
+}
+
+}  // namespace
+
+void SetForce(bool force) { sForce = force; }
+
+void CheckReplaceable(const std::string &path) {
+  struct stat info {};
+  if (sForce || stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    return;
+  }
+  // No write bit at all counts too: root may write anything, but a file made
+  // read-only on purpose is still not to be replaced silently.
+  if (access(path.c_str(), W_OK) != 0 || (info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
+    throw FileError(path, "is read-only; --force replaces it");
+  }
+}
+
+int CreateTemporary(char *pattern) {
+  InstallOnce();
+  const size_t size = std::strlen(pattern) + 1;
+  if (size > sizeof sTemporary) {
+    return mkstemp(pattern);
+  }
+  // The name is made in the buffer the handler reads, so that no signal finds the
+  // file made but not yet named there.
+  std::memcpy(sTemporary, pattern, size);
+  sWatching.store(true);
+  const int fd = mkstemp(sTemporary);
+  sWatching.store(fd >= 0);
+  std::memcpy(pattern, sTemporary, size);
+  return fd;
+}
+
+void ForgetTemporary() { sWatching.store(false); }
+
+}  // namespace c2dimg
