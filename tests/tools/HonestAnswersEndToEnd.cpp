@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <tiffio.h>
 
 #include <chrono>
 #include <string>
@@ -83,6 +84,41 @@ TEST_F(C2dimgTool, KeepsAReadOnlyOutputWithoutForce) {
     EXPECT_EQ(outcome.status, force ? 0 : 2) << outcome.err;
     EXPECT_EQ(Slurp(path("out.pbm")) == "old", !force);
     fs::remove(path("out.pbm"));
+  }
+}
+
+// Each of the eight TIFF orientations is shown upright, in a bilevel Group 4 page and
+// a colour page, and info says how the page was stored.
+TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
+  const Image stored[] = {Page(40, 24), Colours(40, 24)};
+  for (uint16_t orientation = 1; orientation <= 8; ++orientation) {
+    for (const Image &page : stored) {
+      SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
+      const std::string in = path("page.tif");
+      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{}) : WriteColourTiff(in, page, 3);
+      TIFF *tif = TIFFOpen(in.c_str(), "r+");
+      ASSERT_NE(tif, nullptr);
+      TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
+      TIFFRewriteDirectory(tif);
+      TIFFClose(tif);
+      // Where the first row and column lie, as the field's definition puts them.
+      const bool across = orientation >= 5;
+      Image want(across ? page.h : page.w, across ? page.w : page.h);
+      for (uint32_t y = 0; y < want.h; ++y) {
+        for (uint32_t x = 0; x < want.w; ++x) {
+          uint32_t row = across ? x : y, column = across ? y : x;
+          static const bool kFromRight[] = {false, true, true, false, false, false, true, true};
+          static const bool kFromBottom[] = {false, false, true, true, false, true, true, false};
+          column = kFromRight[orientation - 1] ? page.w - 1 - column : column;
+          row = kFromBottom[orientation - 1] ? page.h - 1 - row : row;
+          want.at(x, y) = page.at(column, row);
+        }
+      }
+      ok({"convert", in, "-o", path("upright.ppm")});
+      EXPECT_EQ(Difference(ReadBack(path("upright.ppm")), want), "");
+      const Outcome info = run({"info", in});
+      EXPECT_EQ(info.out.find("orientation") != std::string::npos, orientation != 1) << info.out;
+    }
   }
 }
 

@@ -14,6 +14,7 @@
 #include "Formats.h"
 #include "Library.h"
 #include "Limits.h"
+#include "Orientation.h"
 
 namespace c2dimg {
 namespace {
@@ -59,6 +60,7 @@ struct Directory {
   uint16_t compression = COMPRESSION_NONE;
   uint16_t fillOrder = FILLORDER_MSB2LSB;
   uint16_t planar = PLANARCONFIG_CONTIG;
+  uint16_t orientation = ORIENTATION_TOPLEFT;
   bool tiled = false;
   uint32_t tileWidth = 0;   // for strips: the page width
   uint32_t tileHeight = 0;  // for strips: rows per strip, at most the page height
@@ -73,6 +75,7 @@ Directory ReadDirectory(TIFF *tif, const std::string &path) {
   TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &d.compression);
   TIFFGetFieldDefaulted(tif, TIFFTAG_FILLORDER, &d.fillOrder);
   TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &d.planar);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &d.orientation);
   if (TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &d.photometric) == 0) {
     d.photometric = d.samplesPerPixel >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISWHITE;
   }
@@ -329,8 +332,10 @@ Picture ReadColour(TIFF *tif, const InputFile &file, const Directory &d) {
   // libtiff's words hold red in the low byte: the library's RGB order.
   CImg32 &image = NewColour(picture, d.width, d.height, RGB_ORDER_RGB);
   Progress progress("reading " + file.path, 0);
-  if (TIFFReadRGBAImageOriented(tif, d.width, d.height, image.peekData(), ORIENTATION_TOPLEFT, 1) ==
-      0) {
+  // Asked for the file's own orientation, libtiff gives the rows as stored, as every
+  // other reader does; ShowUpright turns them.
+  const int stored = d.orientation >= 1 && d.orientation <= 8 ? d.orientation : ORIENTATION_TOPLEFT;
+  if (TIFFReadRGBAImageOriented(tif, d.width, d.height, image.peekData(), stored, 1) == 0) {
     throw FileError(file.path, Reason("cannot decode the image"));
   }
   return picture;
@@ -389,6 +394,7 @@ Picture ReadTiff(const InputFile &file, uint32_t page) {
     picture.dpiX = x * perInch;
     picture.dpiY = y * perInch;
   }
+  ShowUpright(picture, d.orientation);
   return picture;
 }
 
