@@ -122,4 +122,24 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
   }
 }
 
+// A multi-page TIFF cut short says so: the pages before the cut are read and the
+// status says the source is damaged; a page past the cut is not there.
+TEST_F(C2dimgTool, SaysAMultiPageTiffIsCutShort) {
+  WriteBilevelTiff(path("whole.tif"), {Page(203, 150), Page(203, 150), Page(203, 150)}, {});
+  const std::string whole = Slurp(path("whole.tif"));
+  WriteText(path("cut.tif"), whole.substr(0, whole.size() * 85 / 100));
+  const struct {
+    Args args;
+    int status;
+  } cases[] = {{{"info", path("cut.tif")}, 3},
+               {{"convert", path("cut.tif"), "-o", path("out.pbm"), "--page", "2"}, 3},
+               {{"convert", path("cut.tif"), "-o", path("out.pbm"), "--page", "3"}, 2}};
+  for (const auto &c : cases) {
+    const Outcome outcome = run(c.args);
+    EXPECT_EQ(outcome.status, c.status) << c.args.back();
+    EXPECT_NE(outcome.err.find("cut short"), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(Difference(ReadBack(path("out.pbm")), Page(203, 150)), "");
+}
+
 }  // namespace

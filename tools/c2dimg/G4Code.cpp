@@ -181,7 +181,10 @@ void CheckDecoded(CImg1G4 &page, const ImgRect &rect, const std::string &path, b
 
 void NoteDamage(const std::string &path, const std::string &what) {
   // A command may read the same page more than once.
-  const std::string note = path + ": damaged Group 4 data: " + what;
+  NoteDamagedSource(path + ": damaged Group 4 data: " + what);
+}
+
+void NoteDamagedSource(const std::string &note) {
   if (std::find(sNotes.begin(), sNotes.end(), note) == sNotes.end()) {
     sNotes.push_back(note);
   }

@@ -44,6 +44,9 @@ void CheckDecoded(CImg1G4 &page, const ImgRect &rect, const std::string &path, b
 // Notes a damaged source, in the same words, when no tile could be named.
 void NoteDamage(const std::string &path, const std::string &what);
 
+// Notes a damaged source in a line of its own: "FILE: what is wrong".
+void NoteDamagedSource(const std::string &note);
+
 // The notes of damaged sources, one line each; empty when every source was whole.
 const std::vector<std::string> &DamageNotes();
 

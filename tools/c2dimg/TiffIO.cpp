@@ -12,6 +12,7 @@
 
 #include "Failure.h"
 #include "Formats.h"
+#include "G4Code.h"
 #include "Library.h"
 #include "Limits.h"
 #include "Orientation.h"
@@ -359,9 +360,17 @@ Picture ReadTiff(const InputFile &file, uint32_t page) {
     throw FileError(file.path, Reason("not a readable TIFF"));
   }
   const uint32_t pages = TIFFNumberOfDirectories(tif.get());
+  // libtiff counts the pages it can reach; a chain that points on past them was cut.
+  const bool cutShort = TIFFSetDirectory(tif.get(), static_cast<tdir_t>(pages - 1)) != 0 &&
+                        TIFFLastDirectory(tif.get()) == 0;
+  const std::string reached = std::to_string(pages) + " page" + (pages == 1 ? "" : "s");
   if (page > pages) {
-    throw FileError(file.path, "has " + std::to_string(pages) + " page" + (pages == 1 ? "" : "s") +
+    throw FileError(file.path, "has " + reached + (cutShort ? " before it is cut short" : "") +
                                    ", no page " + std::to_string(page));
+  }
+  if (cutShort) {
+    NoteDamagedSource(file.path + ": is cut short after " + reached +
+                      "; the pages after that are lost");
   }
   if (TIFFSetDirectory(tif.get(), static_cast<tdir_t>(page - 1)) == 0) {
     throw FileError(file.path, Reason("cannot read page " + std::to_string(page)));
