@@ -360,7 +360,7 @@ TEST_F(C2dimgTool, BadArgumentsGiveUsageAndStatus1) {
       {"scale", in, "-o", out, "--width", "10", "--height", "5"},
       {"scale", in, "-o", out, "--width", "ten"},
       {"scale", in, "-o", out, "--fit", "10by5"},
-      {"scale", in, "-o", out, "--width", "10", "--rect", "0,0,20,5"},
+      {"scale", in, "-o", out, "--width", "10", "--rect", "20,0,25,5"},
       {"scale", in, "-o", out, "--width", "10", "--bogus"},
       {"rotate", in, "a lot", "-o", out},
       {"mirror", in, "z", "-o", out},

@@ -142,4 +142,35 @@ TEST_F(C2dimgTool, SaysAMultiPageTiffIsCutShort) {
   EXPECT_EQ(Difference(ReadBack(path("out.pbm")), Page(203, 150)), "");
 }
 
+// --version answers; -o - writes the picture to standard output in --format's format;
+// --format overrides OUT's extension; a --rect reaching past the page is cut to it
+// with a note.
+TEST_F(C2dimgTool, WritesWhereAndHowItIsAsked) {
+  const Image page = Page(40, 24);
+  WritePbm(path("page.pbm"), page, false);
+  const Outcome version = run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("c2dimg ", 0), 0u) << version.out;
+  for (const char *format : {"tif", "png", "pbm"}) {
+    const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    WriteText(path(std::string("piped.") + format), piped.out);
+    EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
+  }
+  EXPECT_EQ(run({"convert", path("page.pbm"), "-o", "-"}).status, 1);
+  ok({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"});
+  EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
+  const Outcome clipped = run(
+      {"scale", path("page.pbm"), "--factor", "1", "--rect", "30,-5,99,9", "-o", path("r.pbm")});
+  EXPECT_EQ(clipped.status, 0);
+  EXPECT_NE(clipped.err.find("30,0,39,9"), std::string::npos) << clipped.err;
+  Image corner(10, 10);
+  for (uint32_t y = 0; y < 10; ++y) {
+    for (uint32_t x = 0; x < 10; ++x) {
+      corner.at(x, y) = page.at(30 + x, y);
+    }
+  }
+  EXPECT_EQ(Difference(ReadBack(path("r.pbm")), corner), "");
+}
+
 }  // namespace

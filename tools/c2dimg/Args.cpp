@@ -18,6 +18,8 @@ const char kCommonHelp[] =
     "  --page N          read page N (from 1) of a multi-page TIFF\n"
     "  --max-pixels N    refuse inputs of more than N pixels (default 600000000)\n"
     "  --force           replace OUT even when it is read-only\n"
+    "  --format F        write OUT as F (png, tif, pbm, pgm, ppm) whatever its\n"
+    "                    extension; needed with -o - (standard output)\n"
     "  -q, --quiet       print nothing but errors; no progress bar\n"
     "  -h, --help        show this help\n";
 
@@ -185,7 +187,7 @@ CommandLine ParseCommandLine(int argc, char **argv) {
       continue;
     }
     // Options every command takes.
-    bool takesValue = name == "page" || name == "max-pixels";
+    bool takesValue = name == "page" || name == "max-pixels" || name == "format";
     if (!takesValue && name != "force" && !LookUpOption(*line.command, name, takesValue)) {
       throw UsageError("'" + std::string(line.command->name) + "' takes no option " + arg);
     }
@@ -221,7 +223,7 @@ std::string Usage(const CommandSpec *command) {
   if (command != nullptr) {
     return std::string("usage: c2dimg ") + command->synopsis + " [--page N] [--quiet]\n";
   }
-  std::string text = "usage: c2dimg [--help] COMMAND ARGS...\n";
+  std::string text = "usage: c2dimg [--help | --version] COMMAND ARGS...\n";
   for (const CommandSpec &spec : Commands()) {
     text += std::string("       c2dimg ") + spec.synopsis + "\n";
   }

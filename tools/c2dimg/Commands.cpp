@@ -26,8 +26,9 @@ bool IsBilevel(IImg &image) {
 void Write(const Picture &picture, const std::string &path, const CommandLine &line) {
   const RowKind kind = WritePicture(picture, path);
   if (!line.quiet) {
-    std::printf("%s: %u x %u, %s\n", path.c_str(), picture.image->getWidth(),
-                picture.image->getHeight(), KindName(kind));
+    // Standard output holds the picture itself.
+    std::fprintf(path == "-" ? stderr : stdout, "%s: %u x %u, %s\n", path.c_str(),
+                 picture.image->getWidth(), picture.image->getHeight(), KindName(kind));
   }
 }
 
@@ -90,8 +91,8 @@ void Info(const CommandLine &line) {
     picture = ReadPicture(line.operands[0], line.page);
   } catch (const TooManyPixels &e) {
     // The header's facts, without the pixels.
-    std::printf("file         %s\nsize         %u x %u pixels\n", line.operands[0].c_str(),
-                e.width, e.height);
+    std::printf("file         %s\nsize         %u x %u pixels\n", line.operands[0].c_str(), e.width,
+                e.height);
     throw;
   }
   IImg &image = *picture.image;
@@ -182,16 +183,24 @@ void Scale(const CommandLine &line) {
   IImg &image = *picture.image;
   ImgRect source = image.getRect();
   if (!rect.empty()) {
-    if (rect[0] < 0 || rect[1] < 0 || rect[0] > rect[2] || rect[1] > rect[3] ||
-        rect[2] >= static_cast<long>(image.getWidth()) ||
-        rect[3] >= static_cast<long>(image.getHeight())) {
-      throw UsageError("--rect " + line.required("rect") + " is not inside the " +
-                       std::to_string(image.getWidth()) + " x " +
-                       std::to_string(image.getHeight()) +
-                       " image (L,T,R,B with L <= R and T <= B)");
+    // A rectangle partly outside the page is cut to it, and the user told.
+    const long right = static_cast<long>(image.getWidth()) - 1;
+    const long bottom = static_cast<long>(image.getHeight()) - 1;
+    const long l = std::max(rect[0], 0L), t = std::max(rect[1], 0L);
+    const long r = std::min(rect[2], right), b = std::min(rect[3], bottom);
+    if (rect[0] > rect[2] || rect[1] > rect[3] || l > r || t > b) {
+      throw UsageError(
+          "--rect " + line.required("rect") + " is not on the " + std::to_string(image.getWidth()) +
+          " x " + std::to_string(image.getHeight()) + " image (L,T,R,B with L <= R and T <= B)");
     }
-    source = ImgRect(static_cast<unsigned>(rect[0]), static_cast<unsigned>(rect[1]),
-                     static_cast<unsigned>(rect[2]), static_cast<unsigned>(rect[3]));
+    source = ImgRect(static_cast<unsigned>(l), static_cast<unsigned>(t), static_cast<unsigned>(r),
+                     static_cast<unsigned>(b));
+    if (l != rect[0] || t != rect[1] || r != rect[2] || b != rect[3]) {
+      std::fprintf(
+          stderr,
+          "c2dimg: note: --rect %s reaches past the %u x %u page; scaling %ld,%ld,%ld,%ld\n",
+          line.required("rect").c_str(), image.getWidth(), image.getHeight(), l, t, r, b);
+    }
   }
   const uint32_t sw = source.getWidth(), sh = source.getHeight();
   uint64_t w = 0, h = 0;
@@ -394,6 +403,7 @@ void Composite(const CommandLine &line) {
 void RunCommand(const CommandLine &line) {
   SetPixelLimit(line.has("max-pixels") ? line.options.at("max-pixels") : "");
   SetForce(line.has("force"));
+  SetChosenFormat(line.has("format") ? line.options.at("format") : "");
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},
       {"convert", Convert}, {"background", Background}, {"composite", Composite}};

@@ -96,10 +96,12 @@ Picture ReadPicture(const std::string &path, uint32_t page) {
 }
 
 const Format &OutputFormat(const std::string &path) {
-  const size_t dot = path.find_last_of('.');
-  const size_t slash = path.find_last_of('/');
+  const std::string &chosen = ChosenFormat();
+  const size_t dot = chosen.empty() ? path.find_last_of('.') : 0;
+  const size_t slash = chosen.empty() ? path.find_last_of('/') : std::string::npos;
   if (dot != std::string::npos && (slash == std::string::npos || dot > slash)) {
-    const std::string extension = Lower(path.substr(dot));
+    const std::string extension =
+        chosen.empty() ? Lower(path.substr(dot)) : "." + Lower(chosen.substr(chosen[0] == '.'));
     for (const Format *format : kFormats) {
       if (std::find(format->extensions.begin(), format->extensions.end(), extension) !=
           format->extensions.end()) {
@@ -107,8 +109,12 @@ const Format &OutputFormat(const std::string &path) {
       }
     }
   }
-  throw UsageError("cannot tell the format of '" + path +
-                   "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
+  if (!chosen.empty()) {
+    throw UsageError("--format takes png, tif, tiff, pbm, pgm or ppm, not '" + chosen + "'");
+  }
+  throw UsageError(path == "-" ? "writing to standard output needs --format"
+                               : "cannot tell the format of '" + path +
+                                     "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
 }
 
 RowKind WritePicture(const Picture &picture, const std::string &path) {
@@ -144,7 +150,10 @@ CImg32 &NewColour(Picture &picture, uint32_t width, uint32_t height, RGBOrder or
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
   const size_t slash = path_.find_last_of('/');
-  const std::string dir = slash == std::string::npos ? "" : path_.substr(0, slash + 1);
+  // Standard output is written through a temporary file too: TIFF needs to seek.
+  const std::string dir = path_ == "-"                    ? StandardOutputFolder()
+                          : slash == std::string::npos ? ""
+                                                       : path_.substr(0, slash + 1);
   const std::string base = slash == std::string::npos ? path_ : path_.substr(slash + 1);
   std::vector<char> name(dir.begin(), dir.end());
   const std::string tail = "." + base + ".c2dimg-XXXXXX";
@@ -203,7 +212,8 @@ void OutputFile::commit() {
   }
   ok = close(fd_) == 0 && ok;
   fd_ = -1;
-  if (ok && std::rename(temp_.c_str(), path_.c_str()) != 0) {
+  if (ok && (path_ == "-" ? !SendToStandardOutput(temp_)
+                          : std::rename(temp_.c_str(), path_.c_str()) != 0)) {
     ok = false;
   }
   ForgetTemporary();

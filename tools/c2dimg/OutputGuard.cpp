@@ -2,11 +2,14 @@
 // the temporary file's name waits in a fixed buffer.
 #include "OutputGuard.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "Failure.h"
@@ -15,6 +18,7 @@ namespace c2dimg {
 namespace {
 
 bool sForce = false;
+std::string sFormat;
 
 char sTemporary[4096];
 std::atomic<bool> sWatching{false};
@@ -53,6 +57,35 @@ void InstallOnce() {
 }  // namespace
 
 void SetForce(bool force) { sForce = force; }
+
+void SetChosenFormat(const std::string &format) { sFormat = format; }
+const std::string &ChosenFormat() { return sFormat; }
+
+std::string StandardOutputFolder() {
+  const char *dir = std::getenv("TMPDIR");
+  return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/";
+}
+
+bool SendToStandardOutput(const std::string &temporary) {
+  const int fd = open(temporary.c_str(), O_RDONLY);
+  bool ok = fd >= 0;
+  char buffer[1 << 16];
+  ssize_t got = 0;
+  while (ok && (got = read(fd, buffer, sizeof buffer)) > 0) {
+    for (ssize_t put = 0, n = 0; ok && put < got; put += n) {
+      n = write(STDOUT_FILENO, buffer + put, static_cast<size_t>(got - put));
+      ok = n > 0 || (n < 0 && errno == EINTR && (n = 0, true));
+    }
+  }
+  const int error = errno;
+  ok = ok && got == 0;
+  if (fd >= 0) {
+    close(fd);
+  }
+  unlink(temporary.c_str());
+  errno = error;
+  return ok;
+}
 
 void CheckReplaceable(const std::string &path) {
   struct stat info {};

@@ -1,6 +1,7 @@
-// What guards OUT besides writing it through a temporary file: the temporary file is
-// removed when c2dimg is stopped by Ctrl-C, SIGTERM or SIGHUP, and an existing OUT
-// that is read-only is not replaced without --force.
+// How OUT is written besides through a temporary file: the temporary file is removed
+// when c2dimg is stopped by Ctrl-C, SIGTERM or SIGHUP, an existing OUT that is
+// read-only is not replaced without --force, --format names the format instead of
+// OUT's extension, and OUT "-" is standard output.
 #ifndef TOOLS_C2DIMG_OUTPUTGUARD_H_
 #define TOOLS_C2DIMG_OUTPUTGUARD_H_
 
@@ -10,6 +11,15 @@ namespace c2dimg {
 
 // Whether a read-only OUT may be replaced (--force).
 void SetForce(bool force);
+// --format's value, or empty.
+void SetChosenFormat(const std::string &format);
+const std::string &ChosenFormat();
+
+// The folder for standard output's temporary file, with a trailing slash.
+std::string StandardOutputFolder();
+// Copies the finished temporary file to standard output and removes it; false with
+// errno set when that fails.
+bool SendToStandardOutput(const std::string &temporary);
 // A FileError naming OUT when it exists, is read-only and --force was not given.
 void CheckReplaceable(const std::string &path);
 

@@ -23,6 +23,10 @@ int main(int argc, char **argv) {
       command = FindCommand(argv[i]);
     }
   }
+  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+    std::printf("c2dimg %s\n", C2DIMG_VERSION);
+    return 0;
+  }
   try {
     const CommandLine line = ParseCommandLine(argc, argv);
     if (line.help) {
