@@ -14,6 +14,7 @@
 #include "Formats.h"
 #include "Library.h"
 #include "OutputGuard.h"
+#include "Progress.h"
 
 namespace c2dimg {
 namespace {
@@ -87,6 +88,8 @@ Picture ReadPicture(const std::string &path, uint32_t page) {
   file.head.resize(static_cast<size_t>(got));
   for (const Format *format : kFormats) {
     if (format->sniff(file.head)) {
+      // Readers that count their rows show them; the others a spinner.
+      Progress progress("reading " + path, 0);
       Picture picture = format->read(file, page);
       picture.path = path;
       return picture;
