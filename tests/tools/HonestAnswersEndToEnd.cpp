@@ -173,4 +173,36 @@ TEST_F(C2dimgTool, WritesWhereAndHowItIsAsked) {
   EXPECT_EQ(Difference(ReadBack(path("r.pbm")), corner), "");
 }
 
+// What a user reads is in plain words, with the library's names under --verbose, and
+// an option that could not do what its name says tells what was done.
+TEST_F(C2dimgTool, SpeaksInPlainWords) {
+  Image grey(30, 20, 0x808080), noise(30, 20);
+  for (size_t i = 0; i < noise.rgb.size(); ++i) {
+    grey.rgb[i] = (i % 7 == 0 ? 0x20 : 0xE0) * 0x010101u;
+    noise.rgb[i] = static_cast<uint32_t>(i * 2654435761u) & 0xFFFFFF;
+  }
+  WritePngFile(path("grey.png"), grey, false);
+  WritePngFile(path("noise.png"), noise, false);
+  const struct {
+    Args args;
+    const char *says;  // in stdout and stderr together
+  } cases[] = {
+      {{"info", path("grey.png")}, "type         grey"},
+      {{"info", path("grey.png"), "--verbose"}, "[CImg32]"},
+      {{"scale", path("noise.png"), "--grey", "--width", "10", "-o", path("o.png")},
+       "is scaled in its own colours"},
+      {{"convert", path("noise.png"), "--to", "1", "--separate", "-o", path("o.pbm")},
+       "--separate sets every pixel"},
+  };
+  for (const auto &c : cases) {
+    const Outcome outcome = run(c.args);
+    const std::string said = outcome.out + outcome.err;
+    EXPECT_EQ(outcome.status, 0) << said;
+    EXPECT_NE(said.find(c.says), std::string::npos) << said;
+    const bool verbose = c.args.back() == "--verbose";
+    EXPECT_EQ(said.find("CImg") != std::string::npos, verbose) << said;
+    EXPECT_EQ(said.find("IMG_"), std::string::npos) << said;
+  }
+}
+
 }  // namespace

@@ -21,6 +21,7 @@ const char kCommonHelp[] =
     "  --format F        write OUT as F (png, tif, pbm, pgm, ppm) whatever its\n"
     "                    extension; needed with -o - (standard output)\n"
     "  -q, --quiet       print nothing but errors; no progress bar\n"
+    "  --verbose         add the library's own names to what is said\n"
     "  -h, --help        show this help\n";
 
 const std::vector<CommandSpec> &Commands() {
@@ -188,7 +189,7 @@ CommandLine ParseCommandLine(int argc, char **argv) {
     }
     // Options every command takes.
     bool takesValue = name == "page" || name == "max-pixels" || name == "format";
-    if (!takesValue && name != "force" && !LookUpOption(*line.command, name, takesValue)) {
+    if (!takesValue && name != "force" && name != "verbose" && !LookUpOption(*line.command, name, takesValue)) {
       throw UsageError("'" + std::string(line.command->name) + "' takes no option " + arg);
     }
     if (takesValue && !inlineValue) {

@@ -15,6 +15,7 @@
 #include "OutputGuard.h"
 #include "Progress.h"
 #include "Turn.h"
+#include "Words.h"
 
 namespace c2dimg {
 namespace {
@@ -29,23 +30,6 @@ void Write(const Picture &picture, const std::string &path, const CommandLine &l
     // Standard output holds the picture itself.
     std::fprintf(path == "-" ? stderr : stdout, "%s: %u x %u, %s\n", path.c_str(),
                  picture.image->getWidth(), picture.image->getHeight(), KindName(kind));
-  }
-}
-
-std::string TypeName(Picture &picture) {
-  IImg &image = *picture.image;
-  switch (image.getType()) {
-    case IMG_TYPE_1BIT:
-      return "CImg1, bilevel";
-    case IMG_TYPE_G4:
-      return "CImg1G4, bilevel kept as Group 4 coded tiles";
-    case IMG_TYPE_8BIT: {
-      const ColorMap *map = dynamic_cast<CImg8 &>(image).getColorMap();
-      return "CImg8, 8-bit palette of " + std::to_string(map == nullptr ? 0 : map->numEntries) +
-             " colours";
-    }
-    default:
-      return picture.alpha ? "CImg32, 32-bit colour with alpha" : "CImg32, 32-bit colour";
   }
 }
 
@@ -107,7 +91,7 @@ void Info(const CommandLine &line) {
     std::printf(", %.2f x %.2f in at %g x %g dpi", w / picture.dpiX, h / picture.dpiY, picture.dpiX,
                 picture.dpiY);
   }
-  std::printf("\ntype         %s\n", TypeName(picture).c_str());
+  std::printf("\ntype         %s\n", KindWords(picture).c_str());
   std::printf("tile grid    %u x %u tiles of %u x %u\n", image.getWidthInTiles(),
               image.getHeightInTiles(), image.getTileWidth(), image.getTileHeight());
   if (image.getType() == IMG_TYPE_G4) {
@@ -211,6 +195,10 @@ void Scale(const CommandLine &line) {
   }
   auto *page = dynamic_cast<CImg1G4 *>(&image);
   const bool fromBilevel = IsBilevel(image);
+  if (line.has("grey") && !fromBilevel) {
+    Note("--grey makes grey levels of bilevel pages; " + picture.path +
+         " is scaled in its own colours");
+  }
   Progress progress("scaling", 0);
   ImgScaleAttr attr;
   attr.bitDepth = line.has("grey") ? 32 : 0;
@@ -403,6 +391,7 @@ void Composite(const CommandLine &line) {
 void RunCommand(const CommandLine &line) {
   SetPixelLimit(line.has("max-pixels") ? line.options.at("max-pixels") : "");
   SetForce(line.has("force"));
+  SetVerbose(line.has("verbose"));
   SetChosenFormat(line.has("format") ? line.options.at("format") : "");
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},

@@ -6,6 +6,7 @@
 
 #include "Failure.h"
 #include "G4Code.h"
+#include "Words.h"
 
 namespace c2dimg {
 namespace {
@@ -82,7 +83,7 @@ void Operation::fail(ImgErr code) const {
   if (code == IMG_OK) {
     throw FileError(path_, "could not " + what_ + " (the library gave no image)");
   }
-  throw FileError(path_, "could not " + what_ + " (" + ErrorName(code) + ")");
+  throw FileError(path_, "could not " + what_ + ": " + CodeWords(code));
 }
 
 const char *ErrorName(ImgErr code) {
@@ -197,14 +198,19 @@ Picture ToBilevel(const Picture &picture, bool separate) {
     return out;
   }
   if (separate && image.getType() != IMG_TYPE_32BIT) {
-    throw FileError(picture.path, "--separate needs a 32-bit colour image");
+    throw FileError(picture.path, "--separate works on colour pictures, and this one is not");
   }
   Operation op(picture, "convert it to bilevel");
   op.finish(out,
             CImg1::create(image.getWidth(), image.getHeight(), kWhite, kBlack, IMG_ALIGN_NONE));
   if (separate) {
     // Separation compares with the background, which must be known first.
-    (void)As<CImg32>(image).calculateBackground();
+    auto &colour = As<CImg32>(image);
+    (void)colour.calculateBackground();
+    if (colour.getBackgroundState() == IMG_BG_NONE) {
+      Note(picture.path + " has no background colour (none covers enough of it), so " +
+           "--separate sets every pixel");
+    }
   }
   if (!Export::xfm(*out.image, image, separate ? 2u : 0u)) {
     throw FileError(picture.path, "the library cannot convert this image to bilevel");
