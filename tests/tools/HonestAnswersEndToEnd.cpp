@@ -205,4 +205,22 @@ TEST_F(C2dimgTool, SpeaksInPlainWords) {
   }
 }
 
+// A colour reduction is averaged by default, as photos want: a one-pixel line a
+// quarter's size turns grey; --keep-lines keeps it black.
+TEST_F(C2dimgTool, AveragesColourUnlessAskedToKeepLines) {
+  Image photo(40, 40);
+  for (uint32_t x = 0; x < 40; ++x) {
+    photo.at(x, 21) = kBlack;
+  }
+  WritePngFile(path("photo.png"), photo, false);
+  for (const bool keep : {false, true}) {
+    ok({"scale", path("photo.png"), "--factor", "0.25", "-o", path("small.ppm")},
+       keep ? Args{"--keep-lines"} : Args{});
+    const Image small = ReadBack(path("small.ppm"));
+    const uint32_t line = small.at(4, 5);
+    EXPECT_EQ(line == kBlack, keep) << std::hex << line;
+    EXPECT_NE(line, kWhite);
+  }
+}
+
 }  // namespace

@@ -34,9 +34,10 @@ const std::vector<CommandSpec> &Commands() {
        "FILE as the library holds it.\n"},
       {"scale",
        {"FILE"},
-       {"output=", "width=", "height=", "factor=", "fit=", "grey", "resample", "rect="},
+       {"output=", "width=", "height=", "factor=", "fit=", "grey", "resample", "keep-lines",
+        "rect="},
        "scale FILE -o OUT (--width W | --height H | --factor F | --fit WxH)\n"
-       "             [--grey] [--resample] [--rect L,T,R,B]",
+       "             [--grey] [--keep-lines] [--rect L,T,R,B]",
        "Scales FILE (or a rectangle of it) and writes OUT. Bilevel pages stay bilevel,\n"
        "with thin lines kept, unless --grey asks for grey levels.\n"
        "  -o, --output OUT  the file to write; its extension picks the format\n"
@@ -45,7 +46,10 @@ const std::vector<CommandSpec> &Commands() {
        "  --factor F        both sides times F, rounded up\n"
        "  --fit WxH         the largest size in proportion that fits in W x H\n"
        "  --grey            reduce a bilevel page to grey levels\n"
-       "  --resample        interpolate when scaling colour images\n"
+       "  --keep-lines      scale colour and grey pictures keeping every thin line,\n"
+       "                    as bilevel pages are; by default they are averaged\n"
+       "                    (interpolated when enlarged), as photos want\n"
+       "  --resample        the default for colour and grey pictures, kept for scripts\n"
        "  --rect L,T,R,B    scale only these columns L..R and rows T..B (inclusive)\n"},
       {"rotate",
        {"FILE", "DEGREES"},

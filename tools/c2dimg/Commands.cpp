@@ -202,7 +202,9 @@ void Scale(const CommandLine &line) {
   Progress progress("scaling", 0);
   ImgScaleAttr attr;
   attr.bitDepth = line.has("grey") ? 32 : 0;
-  attr.resample = line.has("resample");
+  // Colour and grey pictures are mostly photos and scans, which look right averaged;
+  // --keep-lines gives them the reduction that keeps every thin line.
+  attr.resample = line.has("resample") || (!fromBilevel && !line.has("keep-lines"));
   if (page != nullptr && attr.bitDepth == 32 && page->getBackgroundState() != IMG_BG_KNOWN) {
     // The grey reduction of a page whose background is still unknown counts the
     // white runs as ink; settled first, it counts the ink.
