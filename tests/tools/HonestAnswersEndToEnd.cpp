@@ -25,14 +25,8 @@ TEST_F(C2dimgTool, RefusesPagesAboveThePixelLimitFromTheHeader) {
   EXPECT_EQ(huge.status, 2);
   EXPECT_NE(huge.out.find("30000 x 30000 pixels"), std::string::npos) << huge.out;
   EXPECT_NE(huge.err.find("--max-pixels"), std::string::npos) << huge.err;
-  const struct {
-    const char *limit;
-    int status;
-  } cases[] = {{"399", 2}, {"400", 0}};
-  for (const auto &c : cases) {
-    const Outcome outcome = run({"info", path("small.png"), "--max-pixels", c.limit});
-    EXPECT_EQ(outcome.status, c.status) << c.limit << outcome.err;
-  }
+  EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "399"}).status, 2);
+  EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "400"}).status, 0);
 }
 
 // Stopped while it writes, c2dimg leaves no temporary file and dies by the signal.
@@ -48,7 +42,7 @@ TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
     const std::string in = path("page.pbm"), out = path("big.png");
-    const char *argv[] = {C2DIMG_PATH, "scale", in.c_str(),  "--factor", "40",
+    const char *argv[] = {C2DIMG_PATH, "scale", in.c_str(),  "--factor", "80",
                           "--grey",    "-o",    out.c_str(), nullptr};
     posix_spawnattr_t attr;
     posix_spawnattr_init(&attr);
