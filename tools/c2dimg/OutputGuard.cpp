@@ -89,7 +89,7 @@ bool SendToStandardOutput(const std::string &temporary) {
 
 void CheckReplaceable(const std::string &path) {
   struct stat info {};
-  if (sForce || stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+  if (sForce || path == "-" || stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
     return;
   }
   // No write bit at all counts too: root may write anything, but a file made
