@@ -27,6 +27,8 @@ TEST_F(C2dimgTool, RefusesPagesAboveThePixelLimitFromTheHeader) {
   EXPECT_NE(huge.err.find("--max-pixels"), std::string::npos) << huge.err;
   EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "399"}).status, 2);
   EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "400"}).status, 0);
+  // A result above the limit is refused too.
+  EXPECT_EQ(run({"scale", path("small.png"), "--factor", "2000", "-o", path("o.png")}).status, 1);
 }
 
 // Stopped while it writes, c2dimg leaves no temporary file and dies by the signal.

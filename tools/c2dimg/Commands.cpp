@@ -189,9 +189,9 @@ void Scale(const CommandLine &line) {
   const uint32_t sw = source.getWidth(), sh = source.getHeight();
   uint64_t w = 0, h = 0;
   size(sw, sh, w, h);
-  if (w > 0x7FFFFFFFu || h > 0x7FFFFFFFu) {
+  if (w > 0x7FFFFFFFu || h > 0x7FFFFFFFu || !WithinPixelLimit(w, h)) {
     throw UsageError("the result would be " + std::to_string(w) + " x " + std::to_string(h) +
-                     " pixels, too large");
+                     " pixels, too large (--max-pixels raises the limit)");
   }
   auto *page = dynamic_cast<CImg1G4 *>(&image);
   const bool fromBilevel = IsBilevel(image);

@@ -34,8 +34,13 @@ void SetPixelLimit(const std::string &text) {
   sLimit = value;
 }
 
+bool WithinPixelLimit(uint64_t width, uint64_t height) {
+  // Each side is below 2^32, so the product does not overflow.
+  return width < (uint64_t{1} << 32) && height < (uint64_t{1} << 32) && width * height <= sLimit;
+}
+
 void CheckPixels(const std::string &path, uint32_t width, uint32_t height) {
-  if (uint64_t{width} * height > sLimit) {
+  if (!WithinPixelLimit(width, height)) {
     throw TooManyPixels(path, width, height, sLimit);
   }
 }

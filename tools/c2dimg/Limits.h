@@ -24,6 +24,8 @@ class TooManyPixels : public FileError {
 // Sets the limit from the text of --max-pixels (a UsageError when it is not a whole
 // number of at least 1), or the default for an empty text.
 void SetPixelLimit(const std::string &text);
+// Whether a result of width x height is within the limit.
+bool WithinPixelLimit(uint64_t width, uint64_t height);
 // Throws TooManyPixels when width x height is above the limit.
 void CheckPixels(const std::string &path, uint32_t width, uint32_t height);
 
