@@ -167,24 +167,7 @@ void Scale(const CommandLine &line) {
   IImg &image = *picture.image;
   ImgRect source = image.getRect();
   if (!rect.empty()) {
-    // A rectangle partly outside the page is cut to it, and the user told.
-    const long right = static_cast<long>(image.getWidth()) - 1;
-    const long bottom = static_cast<long>(image.getHeight()) - 1;
-    const long l = std::max(rect[0], 0L), t = std::max(rect[1], 0L);
-    const long r = std::min(rect[2], right), b = std::min(rect[3], bottom);
-    if (rect[0] > rect[2] || rect[1] > rect[3] || l > r || t > b) {
-      throw UsageError(
-          "--rect " + line.required("rect") + " is not on the " + std::to_string(image.getWidth()) +
-          " x " + std::to_string(image.getHeight()) + " image (L,T,R,B with L <= R and T <= B)");
-    }
-    source = ImgRect(static_cast<unsigned>(l), static_cast<unsigned>(t), static_cast<unsigned>(r),
-                     static_cast<unsigned>(b));
-    if (l != rect[0] || t != rect[1] || r != rect[2] || b != rect[3]) {
-      std::fprintf(
-          stderr,
-          "c2dimg: note: --rect %s reaches past the %u x %u page; scaling %ld,%ld,%ld,%ld\n",
-          line.required("rect").c_str(), image.getWidth(), image.getHeight(), l, t, r, b);
-    }
+    source = OnThePage(rect, line.required("rect"), image.getWidth(), image.getHeight());
   }
   const uint32_t sw = source.getWidth(), sh = source.getHeight();
   uint64_t w = 0, h = 0;

@@ -1,8 +1,10 @@
 // The pixel limit of c2dimg.
 #include "Limits.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 namespace c2dimg {
@@ -43,6 +45,24 @@ void CheckPixels(const std::string &path, uint32_t width, uint32_t height) {
   if (!WithinPixelLimit(width, height)) {
     throw TooManyPixels(path, width, height, sLimit);
   }
+}
+
+ImgRect OnThePage(const std::vector<long> &rect, const std::string &text, uint32_t width,
+                  uint32_t height) {
+  const long right = static_cast<long>(width) - 1, bottom = static_cast<long>(height) - 1;
+  const long l = std::max(rect[0], 0L), t = std::max(rect[1], 0L);
+  const long r = std::min(rect[2], right), b = std::min(rect[3], bottom);
+  if (rect[0] > rect[2] || rect[1] > rect[3] || l > r || t > b) {
+    throw UsageError("--rect " + text + " is not on the " + std::to_string(width) + " x " +
+                     std::to_string(height) + " image (L,T,R,B with L <= R and T <= B)");
+  }
+  if (l != rect[0] || t != rect[1] || r != rect[2] || b != rect[3]) {
+    std::fprintf(stderr,
+                 "c2dimg: note: --rect %s reaches past the %u x %u page; scaling %ld,%ld,%ld,%ld\n",
+                 text.c_str(), width, height, l, t, r, b);
+  }
+  return ImgRect(static_cast<unsigned>(l), static_cast<unsigned>(t), static_cast<unsigned>(r),
+                 static_cast<unsigned>(b));
 }
 
 }  // namespace c2dimg

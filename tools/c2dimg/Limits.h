@@ -1,13 +1,15 @@
-// The pixel limit: an input whose header declares more pixels than the limit is
-// refused before anything is allocated for it, so that a small file claiming a huge
-// page cannot take minutes and gigabytes.
+// The sizes c2dimg takes. The pixel limit: an input whose header declares more pixels
+// than the limit is refused before anything is allocated for it, so that a small file
+// claiming a huge page cannot take minutes and gigabytes. And rectangles of the page.
 #ifndef TOOLS_C2DIMG_LIMITS_H_
 #define TOOLS_C2DIMG_LIMITS_H_
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Failure.h"
+#include "Picture.h"
 
 namespace c2dimg {
 
@@ -28,6 +30,11 @@ void SetPixelLimit(const std::string &text);
 bool WithinPixelLimit(uint64_t width, uint64_t height);
 // Throws TooManyPixels when width x height is above the limit.
 void CheckPixels(const std::string &path, uint32_t width, uint32_t height);
+
+// The rectangle L,T,R,B (`text` as given) cut to a width x height page, with a note
+// on stderr when it reaches past it; a UsageError when nothing of it is on the page.
+ImgRect OnThePage(const std::vector<long> &rect, const std::string &text, uint32_t width,
+                  uint32_t height);
 
 }  // namespace c2dimg
 
