@@ -270,15 +270,16 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   WriteText(path("cut.tif"), tiff.substr(0, tiff.size() / 2));
   WriteText(path("cut.png"), png.substr(0, png.size() / 2));
   WriteText(path("corrupt.png"), png.substr(0, 8) + std::string(200, 'x'));
+  WriteText(path("huge.png"), WithPngSize(png, 30000, 30000));
   WriteText(path("cut.pbm"), "P4\n64 48\n" + std::string(100, '\0'));
   WriteText(path("zero.pgm"), "P5\n0 10\n255\n");
   WriteText(path("text.txt"), "hello, not a picture\n");
   WriteText(path("empty"), "");
   WriteText(path("kept.png"), "old contents");
   fs::create_directory(path("folder"));
-  const char *const inputs[] = {"missing.tif", "folder",   "empty",   "text.txt",
-                                "lying.tif",   "cut.tif",  "cut.png", "corrupt.png",
-                                "cut.pbm",     "zero.pgm", "good.tif"};
+  const char *const inputs[] = {"missing.tif", "folder",   "empty",    "text.txt",
+                                "lying.tif",   "cut.tif",  "cut.png",  "corrupt.png",
+                                "cut.pbm",     "zero.pgm", "good.tif", "huge.png"};
   for (const std::string input : inputs) {
     for (const char *out : {"new.png", "kept.png"}) {
       SCOPED_TRACE(input + " -> " + out);
@@ -308,7 +309,7 @@ TEST_F(C2dimgTool, BadArgumentsGiveUsageAndStatus1) {
       {"scale", in, "-o", out, "--width", "10", "--height", "5"},
       {"scale", in, "-o", out, "--width", "ten"},
       {"scale", in, "-o", out, "--fit", "10by5"},
-      {"scale", in, "-o", out, "--width", "10", "--rect", "0,0,20,5"},
+      {"scale", in, "-o", out, "--width", "10", "--rect", "20,0,25,5"},
       {"scale", in, "-o", out, "--width", "10", "--bogus"},
       {"rotate", in, "a lot", "-o", out},
       {"mirror", in, "z", "-o", out},

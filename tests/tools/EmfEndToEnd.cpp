@@ -26,7 +26,7 @@ TEST_F(C2dimgTool, MetafilesRenderAtTheSizeAsked) {
   const Outcome info = run({"info", emf});
   ASSERT_EQ(info.status, 0) << info.err;
   for (const char *line : {"EMF", "81 x 81 pixels, 1.00 x 1.00 in at 81.28 x 81.28 dpi",
-                           "0.000, 0.000 to 1.000, 1.000 in", "CImgEMF"}) {
+                           "0.000, 0.000 to 1.000, 1.000 in", "a metafile"}) {
     EXPECT_NE(info.out.find(line), std::string::npos) << line << " in\n" << info.out;
   }
   // Size asked, then a pixel inside each box and one of paper, in document pixels.

@@ -26,7 +26,7 @@ TEST_F(PdfTool, InfoShowsPagesSizeExtentsAndType) {
        {"PDF, 2 pages, crop box 0.00,0.00 to 2.00,1.00 in", "page         1 of 2",
         "400 x 200 pixels, 2.00 x 1.00 in at 200 x 200 dpi",
         "black on white, rendered as bilevel"}},
-      {"2", {"page         2 of 2", "200 x 200 pixels", "rendered as 32-bit colour"}},
+      {"2", {"page         2 of 2", "200 x 200 pixels", "a PDF page, rendered in colour"}},
   };
   for (const auto &c : cases) {
     const Outcome out = run({"info", path("doc.dat"), "--page", c.page});

@@ -58,20 +58,26 @@ inline std::string Difference(const Image &got, const Image &want) {
   return g == got.rgb.end() ? "" : text;
 }
 
-// A black-on-white test page: a frame, a diagonal, a one-pixel line and a block, so
-// that any flip, turn or shifted tile shows. The right edge of the frame is two
-// pixels wide: the library's Group 4 decoder drops a run that starts in a page's last
-// column, and these tests compare whole pages.
+// A black-on-white test page: a one-pixel frame, a diagonal, a one-pixel line and a
+// block, so that any flip, turn, shifted tile or lost edge shows.
 inline Image Page(uint32_t w, uint32_t h) {
   Image page(w, h);
   for (uint32_t y = 0; y < h; ++y) {
     for (uint32_t x = 0; x < w; ++x) {
-      const bool frame = y == 0 || y == h - 1 || x == 0 || x + 2 >= w;
+      const bool frame = y == 0 || y == h - 1 || x == 0 || x + 1 == w;
       const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
       if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
         page.at(x, y) = kBlack;
       }
     }
+  }
+  return page;
+}
+
+// The page with black and white exchanged: white ink on black paper.
+inline Image Negative(Image page) {
+  for (uint32_t &c : page.rgb) {
+    c ^= kWhite;
   }
   return page;
 }
@@ -210,6 +216,31 @@ inline void WritePngFile(const std::string &path, const Image &image, bool alpha
       << png.message;
 }
 
+// A PNG's bytes with the size its header declares changed (the header's CRC mended).
+inline std::string WithPngSize(std::string png, uint32_t w, uint32_t h) {
+  for (int i = 0; i < 4; ++i) {
+    png[16 + i] = static_cast<char>(w >> (24 - 8 * i));
+    png[20 + i] = static_cast<char>(h >> (24 - 8 * i));
+  }
+  uint32_t crc = 0xFFFFFFFFu;
+  for (size_t i = 12; i < 29; ++i) {
+    crc ^= static_cast<uint8_t>(png[i]);
+    for (int k = 0; k < 8; ++k) {
+      crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
+    }
+  }
+  for (int i = 0; i < 4; ++i) {
+    png[29 + i] = static_cast<char>(~crc >> (24 - 8 * i));
+  }
+  return png;
+}
+
+inline std::string Slurp(const std::string &path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
 inline void WriteText(const std::string &path, const std::string &text) {
   std::ofstream(path, std::ios::binary) << text;
 }
@@ -239,13 +270,22 @@ inline void WritePlainPpm(const std::string &path, const Image &image) {
   WriteText(path, text);
 }
 
-// --- Files the tool wrote ----------------------------------------------------
-
-inline std::string Slurp(const std::string &path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
+// Damages the coded bytes of a TIFF's tile or strip `index`, from `fraction` of its
+// length on: zero bits are no code.
+inline void DamageStrile(const std::string &path, uint32_t index, double fraction) {
+  TIFF *tif = TIFFOpen(path.c_str(), "r");
+  ASSERT_NE(tif, nullptr);
+  const uint64_t offset = TIFFGetStrileOffset(tif, index);
+  const uint64_t bytes = TIFFGetStrileByteCount(tif, index);
+  TIFFClose(tif);
+  std::string data = Slurp(path);
+  for (uint64_t i = offset + static_cast<uint64_t>(bytes * fraction); i < offset + bytes; ++i) {
+    data[i] = 0;
+  }
+  WriteText(path, data);
 }
+
+// --- Files the tool wrote ----------------------------------------------------
 
 // An image of `w` x `h` from bytes R, G, B, A per pixel.
 inline Image FromRgba(uint32_t w, uint32_t h, const uint8_t *bytes) {

@@ -15,9 +15,14 @@ namespace {
 
 const char kCommonHelp[] =
     "Common options:\n"
-    "  --page N     read page N (from 1) of a multi-page TIFF or a PDF\n"
-    "  -q, --quiet  print nothing but errors; no progress bar\n"
-    "  -h, --help   show this help\n";
+    "  --page N          read page N (from 1) of a multi-page TIFF or a PDF\n"
+    "  --max-pixels N    refuse inputs of more than N pixels (default 600000000)\n"
+    "  --force           replace OUT even when it is read-only\n"
+    "  --format F        write OUT as F (png, tif, pbm, pgm, ppm) whatever its\n"
+    "                    extension; needed with -o - (standard output)\n"
+    "  -q, --quiet       print nothing but errors; no progress bar\n"
+    "  --verbose         add the library's own names to what is said\n"
+    "  -h, --help        show this help\n";
 
 const std::vector<CommandSpec> &Commands() {
   static const std::vector<CommandSpec> kCommands = {
@@ -29,9 +34,10 @@ const std::vector<CommandSpec> &Commands() {
        "FILE as the library holds it.\n"},
       {"scale",
        {"FILE"},
-       {"output=", "width=", "height=", "factor=", "fit=", "grey", "resample", "rect="},
+       {"output=", "width=", "height=", "factor=", "fit=", "grey", "resample", "keep-lines",
+        "rect="},
        "scale FILE -o OUT (--width W | --height H | --factor F | --fit WxH)\n"
-       "             [--grey] [--resample] [--rect L,T,R,B]",
+       "             [--grey] [--keep-lines] [--rect L,T,R,B]",
        "Scales FILE (or a rectangle of it) and writes OUT. Bilevel pages stay bilevel,\n"
        "with thin lines kept, unless --grey asks for grey levels.\n"
        "  -o, --output OUT  the file to write; its extension picks the format\n"
@@ -40,15 +46,20 @@ const std::vector<CommandSpec> &Commands() {
        "  --factor F        both sides times F, rounded up\n"
        "  --fit WxH         the largest size in proportion that fits in W x H\n"
        "  --grey            reduce a bilevel page to grey levels\n"
-       "  --resample        interpolate when scaling colour images\n"
+       "  --keep-lines      scale colour and grey pictures keeping every thin line,\n"
+       "                    as bilevel pages are; by default they are averaged\n"
+       "                    (interpolated when enlarged), as photos want\n"
+       "  --resample        the default for colour and grey pictures, kept for scripts\n"
        "  --rect L,T,R,B    scale only these columns L..R and rows T..B (inclusive)\n"},
       {"rotate",
        {"FILE", "DEGREES"},
-       {"output="},
-       "rotate FILE DEGREES -o OUT",
+       {"output=", "keep-size"},
+       "rotate FILE DEGREES -o OUT [--keep-size]",
        "Rotates FILE counter-clockwise by DEGREES (negative turns clockwise) and writes\n"
-       "OUT. Right angles are exact; other angles are sheared.\n"
-       "  -o, --output OUT  the file to write; its extension picks the format\n"},
+       "OUT. Right angles are exact; other angles are sheared, and the canvas grows to\n"
+       "hold the whole turned page, padded with its background.\n"
+       "  -o, --output OUT  the file to write; its extension picks the format\n"
+       "  --keep-size       keep the source's frame: the corners are cut off\n"},
       {"mirror",
        {"FILE", "AXIS"},
        {"output="},
@@ -191,9 +202,11 @@ CommandLine ParseCommandLine(int argc, char **argv) {
       (name == "help" ? line.help : line.quiet) = true;
       continue;
     }
-    bool takesValue = name == "page";
+    // Options every command takes.
+    bool takesValue = name == "page" || name == "max-pixels" || name == "format";
     bool repeats = false;
-    if (name != "page" && !LookUpOption(*line.command, name, takesValue, repeats)) {
+    if (!takesValue && name != "force" && name != "verbose" &&
+        !LookUpOption(*line.command, name, takesValue, repeats)) {
       throw UsageError("'" + std::string(line.command->name) + "' takes no option " + arg);
     }
     if (takesValue && !inlineValue) {
@@ -229,7 +242,7 @@ std::string Usage(const CommandSpec *command) {
   if (command != nullptr) {
     return std::string("usage: c2dimg ") + command->synopsis + " [--page N] [--quiet]\n";
   }
-  std::string text = "usage: c2dimg [--help] COMMAND ARGS...\n";
+  std::string text = "usage: c2dimg [--help | --version] COMMAND ARGS...\n";
   for (const CommandSpec &spec : Commands()) {
     text += std::string("       c2dimg ") + spec.synopsis + "\n";
   }
@@ -243,14 +256,15 @@ std::string Help(const CommandSpec *command) {
   return Usage(nullptr) +
          "\nLooks at, scales, rotates, mirrors, converts, composites and marks up raster\n"
          "pages with the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG,\n"
-         "PBM, PGM, PPM and PDF (pages rendered on demand at 200 dpi), recognised by their\n"
-         "contents; writes the format that the\n"
-         "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Bilevel results\n"
-         "are written black on white.\n\n"
+         "PBM, PGM, PPM, PDF (pages rendered on demand at 200 dpi) and EMF, recognised by\n"
+         "their contents; writes the format that the extension of OUT names (.png,\n"
+         ".tif/.tiff, .pbm, .pgm, .ppm). Pages are shown as stored: a negative stays a\n"
+         "negative, whatever its storage.\n\n"
          "'c2dimg COMMAND --help' describes a command.\n\n" +
          kCommonHelp +
          "\nExit status: 0 on success, 1 for bad arguments, 2 when a file cannot be read\n"
-         "or written or the operation fails.\n";
+         "or written or the operation fails, 3 when OUT was written but the source is\n"
+         "damaged (each damaged tile or strip is named on stderr).\n";
 }
 
 uint32_t ParseCount(const std::string &text, const char *what) {

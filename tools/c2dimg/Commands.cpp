@@ -9,46 +9,20 @@
 
 #include "Failure.h"
 #include "Formats.h"
+#include "G4Code.h"
 #include "Library.h"
+#include "Limits.h"
+#include "OutputGuard.h"
 #include "PdfInput.h"
 #include "Progress.h"
+#include "Turn.h"
+#include "Words.h"
 
 namespace c2dimg {
 namespace {
 
 bool IsBilevel(IImg &image) {
   return image.getType() == IMG_TYPE_1BIT || image.getType() == IMG_TYPE_G4;
-}
-
-// Every result the library makes from a Group 4 page, and every scaled bilevel
-// image, holds ink in its set bits.
-void MarkInkIfBilevel(Picture &picture) {
-  if (auto *bilevel = dynamic_cast<CImg1 *>(picture.image.get())) {
-    MarkInk(*bilevel);
-  }
-}
-
-std::string TypeName(Picture &picture) {
-  IImg &image = *picture.image;
-  if (IsDocument(image)) {
-    return DocumentTypeName(image);
-  }
-  switch (image.getType()) {
-    case IMG_TYPE_1BIT:
-      return "CImg1, bilevel";
-    case IMG_TYPE_G4:
-      return "CImg1G4, bilevel kept as Group 4 coded tiles";
-    case IMG_TYPE_8BIT: {
-      const ColorMap *map = dynamic_cast<CImg8 &>(image).getColorMap();
-      return "CImg8, 8-bit palette of " + std::to_string(map == nullptr ? 0 : map->numEntries) +
-             " colours";
-    }
-    default:
-      if (AsMetafile(picture) != nullptr) {
-        return "CImgEMF, metafile rendered on demand";
-      }
-      return picture.alpha ? "CImg32, 32-bit colour with alpha" : "CImg32, 32-bit colour";
-  }
 }
 
 std::string BackgroundText(Picture &picture) {
@@ -95,7 +69,15 @@ std::string BackgroundText(Picture &picture) {
 }
 
 void Info(const CommandLine &line) {
-  Picture picture = ReadPicture(line.operands[0], line.page, true);
+  Picture picture;
+  try {
+    picture = ReadPicture(line.operands[0], line.page, true);
+  } catch (const TooManyPixels &e) {
+    // The header's facts, without the pixels.
+    std::printf("file         %s\nsize         %u x %u pixels\n", line.operands[0].c_str(), e.width,
+                e.height);
+    throw;
+  }
   IImg &image = *picture.image;
   const uint32_t w = image.getWidth(), h = image.getHeight();
   std::printf("file         %s\n", picture.path.c_str());
@@ -111,7 +93,7 @@ void Info(const CommandLine &line) {
   if (AsMetafile(picture) != nullptr) {
     std::printf("\nextents      %s", MetafileExtents(picture).c_str());
   }
-  std::printf("\ntype         %s\n", TypeName(picture).c_str());
+  std::printf("\ntype         %s\n", KindWords(picture).c_str());
   std::printf("tile grid    %u x %u tiles of %u x %u\n", image.getWidthInTiles(),
               image.getHeightInTiles(), image.getTileWidth(), image.getTileHeight());
   if (image.getType() == IMG_TYPE_G4) {
@@ -188,55 +170,64 @@ void Scale(const CommandLine &line) {
   IImg &image = *picture.image;
   ImgRect source = image.getRect();
   if (!rect.empty()) {
-    if (rect[0] < 0 || rect[1] < 0 || rect[0] > rect[2] || rect[1] > rect[3] ||
-        rect[2] >= static_cast<long>(image.getWidth()) ||
-        rect[3] >= static_cast<long>(image.getHeight())) {
-      throw UsageError("--rect " + line.required("rect") + " is not inside the " +
-                       std::to_string(image.getWidth()) + " x " +
-                       std::to_string(image.getHeight()) +
-                       " image (L,T,R,B with L <= R and T <= B)");
-    }
-    source = ImgRect(static_cast<unsigned>(rect[0]), static_cast<unsigned>(rect[1]),
-                     static_cast<unsigned>(rect[2]), static_cast<unsigned>(rect[3]));
+    source = OnThePage(rect, line.required("rect"), image.getWidth(), image.getHeight());
   }
   const uint32_t sw = source.getWidth(), sh = source.getHeight();
   uint64_t w = 0, h = 0;
   size(sw, sh, w, h);
-  if (w > 0x7FFFFFFFu || h > 0x7FFFFFFFu) {
+  if (w > 0x7FFFFFFFu || h > 0x7FFFFFFFu || !WithinPixelLimit(w, h)) {
     throw UsageError("the result would be " + std::to_string(w) + " x " + std::to_string(h) +
-                     " pixels, too large");
+                     " pixels, too large (--max-pixels raises the limit)");
   }
-  const bool fromG4 = image.getType() == IMG_TYPE_G4;
+  auto *page = dynamic_cast<CImg1G4 *>(&image);
   const bool fromBilevel = IsBilevel(image);
+  if (line.has("grey") && !fromBilevel) {
+    Note("--grey makes grey levels of bilevel pages; " + picture.path +
+         " is scaled in its own colours");
+  }
   Progress progress("scaling", 0);
-  Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h));
-  if (AsMetafile(picture) != nullptr) {
-    RenderMetafile(picture, source, static_cast<unsigned>(w), static_cast<unsigned>(h));
-  } else if (w == sw && h == sh && !IsDocument(image)) {
-    // A Group 4 page asked for its own size decompresses the whole page, so a
-    // rectangle of the same size is cut out instead.
-    op.finish(picture, image.getSubImage(source));
-    if (fromG4) {
-      MarkInkIfBilevel(picture);
-    }
+  ImgScaleAttr attr;
+  attr.bitDepth = line.has("grey") ? 32 : 0;
+  // Colour and grey pictures are mostly photos and scans, which look right averaged;
+  // --keep-lines gives them the reduction that keeps every thin line.
+  attr.resample = line.has("resample") || (!fromBilevel && !line.has("keep-lines"));
+  // Documents render straight at the size asked for.
+  const bool document = IsDocument(image) || AsMetafile(picture) != nullptr;
+  if (IsDocument(image)) {
+    attr.bitDepth = DocumentDepth(image, line.has("grey"));
+  } else if (document) {
+    attr.bitDepth = 32;
+  }
+  if (page != nullptr && attr.bitDepth == 32 && page->getBackgroundState() != IMG_BG_KNOWN) {
+    // The grey reduction of a page whose background is still unknown counts the
+    // white runs as ink; settled first, it counts the ink.
+    Operation settle(picture, "find the background");
+    (void)page->calculateBackground();
+    settle.check(IMG_OK);
+  }
+  Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h), &source);
+  const auto tw = static_cast<unsigned>(w), th = static_cast<unsigned>(h);
+  IImg *result = nullptr;
+  if (page != nullptr) {
+    result = ScaleG4(*page, source, tw, th, attr);
+  } else if (w == sw && h == sh && !document) {
+    result = image.getSubImage(source);
+  } else if (auto *bitmap = dynamic_cast<CImg1 *>(&image)) {
+    result = ScaleBitmap(*bitmap, source, tw, th, attr);
   } else {
-    ImgScaleAttr attr;
-    attr.bitDepth = line.has("grey") ? 32 : 0;
-    attr.resample = line.has("resample");
-    if (IsDocument(image)) {
-      attr.bitDepth = DocumentDepth(image, line.has("grey"));
-    }
-    if (fromG4 && attr.bitDepth == 32) {
-      // The grey reduction of a page whose background is still unknown counts the
-      // white runs as ink; settled first, it counts the ink.
-      (void)dynamic_cast<CImg1G4 &>(image).calculateBackground();
-      op.check(IMG_OK);
-    }
-    op.finish(picture,
-              image.scale(source, static_cast<unsigned>(w), static_cast<unsigned>(h), attr));
-    if (fromBilevel) {
-      MarkInkIfBilevel(picture);
-    }
+    result = image.scale(source, tw, th, attr);
+  }
+  // Scaled bilevel results hold ink in their set bits (a grey one holds it dark); a
+  // rectangle of the page's own size keeps its bits.
+  uint32_t ink = kBlack, paper = kWhite;
+  if (fromBilevel && !document) {
+    InkAndPaper(image, ink, paper, w == sw && h == sh);
+  }
+  op.finish(picture, result);
+  if (auto *bilevel = dynamic_cast<CImg1 *>(picture.image.get()); bilevel != nullptr) {
+    MarkInk(*bilevel, ink, paper);
+  } else if (auto *grey = dynamic_cast<CImg32 *>(picture.image.get()); grey && fromBilevel) {
+    InkGrey(*grey, ink, paper);
   }
   if (fromBilevel && picture.image->getType() == IMG_TYPE_32BIT) {
     picture.alpha = false;
@@ -256,13 +247,15 @@ void KeepColours(const IImg &from, Picture &to) {
   }
 }
 
-// Runs a transform that moves pixels without changing them. The results of a Group 4
-// page hold ink in their set bits; those of a bitmap keep its bits, but not always
-// its colours, which are given back.
+// Runs a transform that moves pixels without changing them. A Group 4 page is decoded
+// as stored first (the library's own transforms of it lose its last column); a
+// bitmap keeps its bits, but not always its colours, which are given back.
 void Transform(Picture &picture, const std::string &what,
                const std::function<IImg *(IImg &)> &transform) {
-  const bool fromG4 = picture.image->getType() == IMG_TYPE_G4;
   Progress progress(what, 0);
+  if (picture.image->getType() == IMG_TYPE_G4) {
+    picture = ToBilevel(picture, false);
+  }
   Operation op(picture, what);
   IImg *result = transform(*picture.image);
   if (result == picture.image.get()) {
@@ -270,11 +263,7 @@ void Transform(Picture &picture, const std::string &what,
   }
   const ImagePtr before(picture.image.release());
   op.finish(picture, result);
-  if (fromG4) {
-    MarkInkIfBilevel(picture);
-  } else {
-    KeepColours(*before, picture);
-  }
+  KeepColours(*before, picture);
 }
 
 void Rotate(const CommandLine &line) {
@@ -292,12 +281,10 @@ void Rotate(const CommandLine &line) {
     Write(picture, out, line);
     return;
   }
-  if (picture.image->getType() == IMG_TYPE_G4 && !rightAngle) {
-    // A compressed page turns only by right angles; other angles work on its pixels.
-    picture = ToBilevel(picture, false);
-  }
-  Transform(picture, "rotate it by " + line.operands[1] + " degrees",
-            [&](IImg &image) { return image.rotate(rightAngle ? nearest : turn); });
+  Transform(picture, "rotate it by " + line.operands[1] + " degrees", [&](IImg &image) {
+    return rightAngle ? image.rotate(nearest)
+                      : TurnWhole(image, turn, line.has("keep-size"), picture.path);
+  });
   if (rightAngle && nearest != 180.0) {
     std::swap(picture.dpiX, picture.dpiY);
   }
@@ -399,12 +386,17 @@ void Composite(const CommandLine &line) {
 void Write(const Picture &picture, const std::string &path, const CommandLine &line) {
   const RowKind kind = WritePicture(picture, path);
   if (!line.quiet) {
-    std::printf("%s: %u x %u, %s\n", path.c_str(), picture.image->getWidth(),
-                picture.image->getHeight(), KindName(kind));
+    // Standard output holds the picture itself.
+    std::fprintf(path == "-" ? stderr : stdout, "%s: %u x %u, %s\n", path.c_str(),
+                 picture.image->getWidth(), picture.image->getHeight(), KindName(kind));
   }
 }
 
 void RunCommand(const CommandLine &line) {
+  SetPixelLimit(line.has("max-pixels") ? line.options.at("max-pixels") : "");
+  SetForce(line.has("force"));
+  SetVerbose(line.has("verbose"));
+  SetChosenFormat(line.has("format") ? line.options.at("format") : "");
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},           {"scale", Scale},     {"rotate", Rotate},
       {"mirror", Mirror},       {"convert", Convert}, {"background", Background},

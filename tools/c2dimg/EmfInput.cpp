@@ -68,13 +68,6 @@ const Format kEmfFormat = {"EMF", {}, SniffEmf, ReadEmf, KeepKind, WriteEmf};
 
 CImgEMF *AsMetafile(const Picture &picture) { return dynamic_cast<CImgEMF *>(picture.image.get()); }
 
-void RenderMetafile(Picture &picture, const ImgRect &source, uint32_t width, uint32_t height) {
-  ImgScaleAttr attr;
-  attr.bitDepth = 32;
-  Operation(picture, "render it at " + std::to_string(width) + " x " + std::to_string(height))
-      .finish(picture, AsMetafile(picture)->scale(source, width, height, attr));
-}
-
 void RenderWholeMetafile(Picture &picture) {
   if (AsMetafile(picture) != nullptr) {
     Operation(picture, "render it").finish(picture, picture.image->getUnformatted());

@@ -88,11 +88,10 @@ CImg8 &NewPalette(Picture &picture, uint32_t width, uint32_t height, const Color
 CImg32 &NewColour(Picture &picture, uint32_t width, uint32_t height, RGBOrder order);
 
 // Metafiles (EmfInput.cpp). AsMetafile: the picture's CImgEMF, or null.
-// RenderMetafile replaces the document by a CImg32 of `source` at width x height;
-// RenderWholeMetafile by one at its own size (or smaller when that cannot be
-// rendered), and leaves other pictures alone. MetafileExtents: its frame, for info.
+// RenderWholeMetafile replaces the document by a CImg32 at its own size (or smaller
+// when that cannot be rendered), and leaves other pictures alone. MetafileExtents: its
+// frame, for info.
 CImgEMF *AsMetafile(const Picture &picture);
-void RenderMetafile(Picture &picture, const ImgRect &source, uint32_t width, uint32_t height);
 void RenderWholeMetafile(Picture &picture);
 std::string MetafileExtents(const Picture &picture);
 

@@ -14,6 +14,8 @@
 #include "Formats.h"
 #include "Library.h"
 #include "PdfInput.h"
+#include "OutputGuard.h"
+#include "Progress.h"
 
 namespace c2dimg {
 namespace {
@@ -88,6 +90,8 @@ Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument) {
   file.head.resize(static_cast<size_t>(got));
   for (const Format *format : kFormats) {
     if (format->sniff(file.head)) {
+      // Readers that count their rows show them; the others a spinner.
+      Progress progress("reading " + path, 0);
       Picture picture = format->read(file, page);
       picture.path = path;
       if (!keepDocument) {
@@ -101,10 +105,12 @@ Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument) {
 }
 
 const Format &OutputFormat(const std::string &path) {
-  const size_t dot = path.find_last_of('.');
-  const size_t slash = path.find_last_of('/');
+  const std::string &chosen = ChosenFormat();
+  const size_t dot = chosen.empty() ? path.find_last_of('.') : 0;
+  const size_t slash = chosen.empty() ? path.find_last_of('/') : std::string::npos;
   if (dot != std::string::npos && (slash == std::string::npos || dot > slash)) {
-    const std::string extension = Lower(path.substr(dot));
+    const std::string extension =
+        chosen.empty() ? Lower(path.substr(dot)) : "." + Lower(chosen.substr(chosen[0] == '.'));
     for (const Format *format : kFormats) {
       if (std::find(format->extensions.begin(), format->extensions.end(), extension) !=
           format->extensions.end()) {
@@ -112,8 +118,12 @@ const Format &OutputFormat(const std::string &path) {
       }
     }
   }
-  throw UsageError("cannot tell the format of '" + path +
-                   "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
+  if (!chosen.empty()) {
+    throw UsageError("--format takes png, tif, tiff, pbm, pgm or ppm, not '" + chosen + "'");
+  }
+  throw UsageError(path == "-" ? "writing to standard output needs --format"
+                               : "cannot tell the format of '" + path +
+                                     "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
 }
 
 RowKind WritePicture(const Picture &picture, const std::string &path) {
@@ -149,13 +159,17 @@ CImg32 &NewColour(Picture &picture, uint32_t width, uint32_t height, RGBOrder or
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
   const size_t slash = path_.find_last_of('/');
-  const std::string dir = slash == std::string::npos ? "" : path_.substr(0, slash + 1);
+  // Standard output is written through a temporary file too: TIFF needs to seek.
+  const std::string dir = path_ == "-"                    ? StandardOutputFolder()
+                          : slash == std::string::npos ? ""
+                                                       : path_.substr(0, slash + 1);
   const std::string base = slash == std::string::npos ? path_ : path_.substr(slash + 1);
   std::vector<char> name(dir.begin(), dir.end());
   const std::string tail = "." + base + ".c2dimg-XXXXXX";
   name.insert(name.end(), tail.begin(), tail.end());
   name.push_back('\0');
-  fd_ = mkstemp(name.data());
+  CheckReplaceable(path_);
+  fd_ = CreateTemporary(name.data());
   if (fd_ < 0) {
     throw FileError(path_, "cannot write beside it: " + SystemError());
   }
@@ -177,6 +191,7 @@ OutputFile::~OutputFile() {
     close(fd_);
   }
   unlink(temp_.c_str());
+  ForgetTemporary();
 }
 
 FILE *OutputFile::stream() {
@@ -206,9 +221,11 @@ void OutputFile::commit() {
   }
   ok = close(fd_) == 0 && ok;
   fd_ = -1;
-  if (ok && std::rename(temp_.c_str(), path_.c_str()) != 0) {
+  if (ok && (path_ == "-" ? !SendToStandardOutput(temp_)
+                          : std::rename(temp_.c_str(), path_.c_str()) != 0)) {
     ok = false;
   }
+  ForgetTemporary();
   if (!ok) {
     throw FileError(path_, "cannot write: " + (reason.empty() ? SystemError() : reason));
   }

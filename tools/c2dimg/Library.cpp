@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "Failure.h"
+#include "G4Code.h"
+#include "Words.h"
 
 namespace c2dimg {
 namespace {
@@ -30,9 +32,29 @@ T &As(IImg &image) {
 
 }  // namespace
 
-Operation::Operation(const Picture &picture, std::string what)
-    : path_(picture.path), what_(std::move(what)) {
+Operation::Operation(const Picture &picture, std::string what, const ImgRect *decoded)
+    : path_(picture.path),
+      what_(std::move(what)),
+      page_(dynamic_cast<CImg1G4 *>(picture.image.get())),
+      strips_(picture.strips) {
+  if (page_ != nullptr) {
+    decoded_ = decoded != nullptr ? *decoded : page_->getRect();
+  }
   CImgErr::set(IMG_OK, nullptr, 0);
+}
+
+void Operation::inspect(ImgErr code) const {
+  if (page_ == nullptr) {
+    if (code == IMG_DECODE_FAILED) {
+      fail(code);
+    }
+    return;
+  }
+  const size_t before = DamageNotes().size();
+  CheckDecoded(*page_, decoded_, path_, strips_);
+  if (code == IMG_DECODE_FAILED && DamageNotes().size() == before) {
+    NoteDamage(path_, "could not " + what_ + " to the end");
+  }
 }
 
 void Operation::finish(Picture &picture, IImg *result) const {
@@ -40,12 +62,10 @@ void Operation::finish(Picture &picture, IImg *result) const {
   if (result == nullptr) {
     fail(code);
   }
-  if (result != picture.image.get()) {
-    picture.image.reset(result);
-  }
-  // The part decoded before a failure is no result to write.
-  if (code == IMG_DECODE_FAILED) {
-    fail(code);
+  ImagePtr owned(result != picture.image.get() ? result : nullptr);
+  inspect(code);
+  if (owned != nullptr) {
+    picture.image.reset(owned.release());
   }
 }
 
@@ -53,9 +73,7 @@ void Operation::check(ImgErr result, ImgErr harmless) const {
   if (result != IMG_OK && result != harmless) {
     fail(result);
   }
-  if (CImgErr::get() == IMG_DECODE_FAILED) {
-    fail(IMG_DECODE_FAILED);
-  }
+  inspect(CImgErr::get());
 }
 
 void Operation::fail(ImgErr code) const {
@@ -65,7 +83,7 @@ void Operation::fail(ImgErr code) const {
   if (code == IMG_OK) {
     throw FileError(path_, "could not " + what_ + " (the library gave no image)");
   }
-  throw FileError(path_, "could not " + what_ + " (" + ErrorName(code) + ")");
+  throw FileError(path_, "could not " + what_ + ": " + CodeWords(code));
 }
 
 const char *ErrorName(ImgErr code) {
@@ -109,9 +127,55 @@ uint8_t Luma(uint32_t rgb) {
   return static_cast<uint8_t>((299 * r + 587 * g + 114 * b + 500) / 1000);
 }
 
-void MarkInk(CImg1 &image) {
-  image.setBackgroundInterpretation(kWhite);
-  image.setForegroundInterpretation(kBlack);
+void InkAndPaper(IImg &image, uint32_t &ink, uint32_t &paper, bool stored) {
+  uint32_t set = kBlack, clear = kWhite;
+  if (auto *page = dynamic_cast<CImg1G4 *>(&image)) {
+    set = page->getForegroundInterpretation();
+    clear = page->getBackgroundInterpretation();
+  } else if (auto *bitmap = dynamic_cast<CImg1 *>(&image)) {
+    set = bitmap->getForegroundInterpretation();
+    clear = bitmap->getBackgroundInterpretation();
+  }
+  const bool setIsInk = stored || image.getBackgroundColor() == 0;
+  ink = (setIsInk ? set : clear) & 0xFFFFFFu;
+  paper = (setIsInk ? clear : set) & 0xFFFFFFu;
+}
+
+void MarkInk(CImg1 &image, uint32_t ink, uint32_t paper) {
+  image.setBackgroundInterpretation(paper);
+  image.setForegroundInterpretation(ink);
+}
+
+IImg *ScaleBitmap(CImg1 &bitmap, const ImgRect &rect, uint32_t width, uint32_t height,
+                  ImgScaleAttr &attr) {
+  if (bitmap.calculateBackground() == 1) {
+    const uint32_t set = bitmap.getForegroundInterpretation();
+    bitmap.setForegroundInterpretation(bitmap.getBackgroundInterpretation());
+    bitmap.setBackgroundInterpretation(set);
+    (void)bitmap.invert();
+    bitmap.setBackgroundColor(0);
+  }
+  return bitmap.scale(rect, width, height, attr);
+}
+
+void InkGrey(CImg32 &image, uint32_t ink, uint32_t paper) {
+  if (ink == kBlack && paper == kWhite) {
+    return;
+  }
+  unsigned **rows = image.peekDataArray();
+  const RGBOrder order = image.getRGBOrder();
+  for (uint32_t y = 0; rows != nullptr && y < image.getHeight(); ++y) {
+    for (uint32_t x = 0; x < image.getWidth(); ++x) {
+      // Level 0 is all ink, 255 all paper.
+      const uint32_t level = WordToRgb(rows[y][x], order) & 0xFFu;
+      uint32_t rgb = 0;
+      for (int shift : {16, 8, 0}) {
+        const uint32_t i = ink >> shift & 0xFFu, p = paper >> shift & 0xFFu;
+        rgb |= (i * (255 - level) + p * level + 127) / 255 << shift;
+      }
+      rows[y][x] = (rows[y][x] & 0xFF000000u) | RgbToWord(rgb, order);
+    }
+  }
 }
 
 uint32_t PaletteRgb(const ColorMap *map, unsigned index) {
@@ -129,20 +193,24 @@ Picture ToBilevel(const Picture &picture, bool separate) {
   Picture out = SameFacts(picture);
   out.alpha = false;
   if (image.getType() == IMG_TYPE_G4) {
-    Operation op(picture, "decompress the page");
-    op.finish(out, image.getSubImage(image.getRect()));
-    MarkInk(As<CImg1>(*out.image));
+    Operation op(picture, "decode the page");
+    op.finish(out, ExtractG4(As<CImg1G4>(image), image.getRect()));
     return out;
   }
   if (separate && image.getType() != IMG_TYPE_32BIT) {
-    throw FileError(picture.path, "--separate needs a 32-bit colour image");
+    throw FileError(picture.path, "--separate works on colour pictures, and this one is not");
   }
   Operation op(picture, "convert it to bilevel");
   op.finish(out,
             CImg1::create(image.getWidth(), image.getHeight(), kWhite, kBlack, IMG_ALIGN_NONE));
   if (separate) {
     // Separation compares with the background, which must be known first.
-    (void)As<CImg32>(image).calculateBackground();
+    auto &colour = As<CImg32>(image);
+    (void)colour.calculateBackground();
+    if (colour.getBackgroundState() == IMG_BG_NONE) {
+      Note(picture.path + " has no background colour (none covers enough of it), so " +
+           "--separate sets every pixel");
+    }
   }
   if (!Export::xfm(*out.image, image, separate ? 2u : 0u)) {
     throw FileError(picture.path, "the library cannot convert this image to bilevel");

@@ -80,14 +80,14 @@ void RenderDocument(Picture &picture) {
   op.finish(picture,
             document.scale(document.getRect(), document.getWidth(), document.getHeight(), attr));
   if (auto *bilevel = dynamic_cast<CImg1 *>(picture.image.get())) {
-    MarkInk(*bilevel);
+    MarkInk(*bilevel, kBlack, kWhite);
   }
 }
 
 std::string DocumentTypeName(IImg &document) {
   return document.getType() == IMG_TYPE_1BIT
-             ? "CImgPDF, a PDF page found black on white, rendered as bilevel"
-             : "CImgPDF, a PDF page rendered as 32-bit colour";
+             ? "a PDF page found black on white, rendered as bilevel"
+             : "a PDF page, rendered in colour";
 }
 
 std::string DocumentBackground(IImg &document) {

@@ -28,6 +28,8 @@ struct Picture {
   // Pixels per inch, 0 when the file does not say.
   double dpiX = 0;
   double dpiY = 0;
+  // A Group 4 page's code is cut into strips rather than tiles.
+  bool strips = false;
 };
 
 }  // namespace c2dimg

@@ -11,6 +11,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Library.h"
+#include "Limits.h"
 
 namespace c2dimg {
 namespace {
@@ -38,6 +39,7 @@ Picture ReadPng(const InputFile &file, uint32_t page) {
     throw FileError(file.path, image.message);
   }
   ImageGuard guard{&image};
+  CheckPixels(file.path, image.width, image.height);
   const uint32_t w = image.width, h = image.height;
   const bool alpha = (image.format & PNG_FORMAT_FLAG_ALPHA) != 0;
   const bool colour = (image.format & PNG_FORMAT_FLAG_COLOR) != 0;

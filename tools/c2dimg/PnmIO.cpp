@@ -9,6 +9,7 @@
 #include "Failure.h"
 #include "Formats.h"
 #include "Library.h"
+#include "Limits.h"
 
 namespace c2dimg {
 namespace {
@@ -100,6 +101,7 @@ Picture ReadPnm(const InputFile &file, uint32_t page) {
     throw FileError(file.path,
                     "has no pixels (" + std::to_string(w) + " x " + std::to_string(h) + ")");
   }
+  CheckPixels(file.path, w, h);
   if (maxval == 0 || maxval > 65535) {
     throw FileError(file.path, "has a maximum value out of range (" + std::to_string(maxval) + ")");
   }

@@ -4,11 +4,16 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <vector>
 
 namespace c2dimg {
 namespace {
 
 bool sEnabled = false;
+std::chrono::steady_clock::time_point sStart;
+// The pieces of work under way, innermost last; only that one draws.
+std::mutex sActiveMutex;
+std::vector<const Progress *> sActive;
 
 constexpr auto kDelay = std::chrono::milliseconds(1000);
 constexpr auto kTick = std::chrono::milliseconds(100);
@@ -16,10 +21,17 @@ constexpr int kBarWidth = 30;
 
 }  // namespace
 
-void Progress::Enable(bool enabled) { sEnabled = enabled; }
+void Progress::Enable(bool enabled) {
+  sEnabled = enabled;
+  sStart = std::chrono::steady_clock::now();
+}
 
 Progress::Progress(std::string label, uint64_t total) : label_(std::move(label)), total_(total) {
   if (sEnabled) {
+    {
+      std::lock_guard<std::mutex> lock(sActiveMutex);
+      sActive.push_back(this);
+    }
     thread_ = std::thread([this] { Run(); });
   }
 }
@@ -34,6 +46,10 @@ Progress::~Progress() {
   }
   wake_.notify_all();
   thread_.join();
+  {
+    std::lock_guard<std::mutex> lock(sActiveMutex);
+    sActive.erase(std::find(sActive.begin(), sActive.end(), this));
+  }
   if (drawn_) {
     // Leave the line clean for whatever is printed next.
     std::fputs("\r\033[K", stderr);
@@ -42,14 +58,16 @@ Progress::~Progress() {
 }
 
 void Progress::Run() {
-  const auto start = std::chrono::steady_clock::now();
   std::unique_lock<std::mutex> lock(mutex_);
-  if (wake_.wait_for(lock, kDelay, [this] { return stop_; })) {
+  if (wake_.wait_until(lock, sStart + kDelay, [this] { return stop_; })) {
     return;
   }
   do {
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    Draw(elapsed.count());
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - sStart;
+    std::lock_guard<std::mutex> active(sActiveMutex);
+    if (!sActive.empty() && sActive.back() == this) {
+      Draw(elapsed.count());
+    }
   } while (!wake_.wait_for(lock, kTick, [this] { return stop_; }));
 }
 

@@ -1,7 +1,8 @@
-// Progress: a bar on stderr for work that takes more than about a second, drawn only
-// when stderr is a terminal and --quiet was not given. Work whose length is known
-// shows a bar and a percentage; a library call of unknown length shows the time it
-// has taken so far.
+// Progress: a bar on stderr for a command that takes more than about a second, drawn
+// only when stderr is a terminal and --quiet was not given. Work whose length is known
+// shows a bar and a percentage; a library call of unknown length a spinner. One line
+// at a time: the innermost piece of work under way is shown, with the time since the
+// command started.
 #ifndef TOOLS_C2DIMG_PROGRESS_H_
 #define TOOLS_C2DIMG_PROGRESS_H_
 
@@ -16,7 +17,8 @@ namespace c2dimg {
 
 class Progress {
  public:
-  // Called once at start-up; until then nothing is drawn.
+  // Called once at start-up, which is where the time counts from; until then nothing
+  // is drawn.
   static void Enable(bool enabled);
 
   // `total` steps of work, or 0 when their number is not known.

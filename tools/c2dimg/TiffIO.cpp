@@ -12,8 +12,11 @@
 
 #include "Failure.h"
 #include "Formats.h"
+#include "G4Code.h"
 #include "G4TiffWrite.h"
 #include "Library.h"
+#include "Limits.h"
+#include "Orientation.h"
 
 namespace c2dimg {
 namespace {
@@ -59,6 +62,7 @@ struct Directory {
   uint16_t compression = COMPRESSION_NONE;
   uint16_t fillOrder = FILLORDER_MSB2LSB;
   uint16_t planar = PLANARCONFIG_CONTIG;
+  uint16_t orientation = ORIENTATION_TOPLEFT;
   bool tiled = false;
   uint32_t tileWidth = 0;   // for strips: the page width
   uint32_t tileHeight = 0;  // for strips: rows per strip, at most the page height
@@ -73,6 +77,7 @@ Directory ReadDirectory(TIFF *tif, const std::string &path) {
   TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &d.compression);
   TIFFGetFieldDefaulted(tif, TIFFTAG_FILLORDER, &d.fillOrder);
   TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &d.planar);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &d.orientation);
   if (TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &d.photometric) == 0) {
     d.photometric = d.samplesPerPixel >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISWHITE;
   }
@@ -188,6 +193,7 @@ Picture ReadGroup4(TIFF *tif, const InputFile &file, const Directory &d) {
   BilevelColours(d, clearRgb, setRgb);
   Picture picture;
   picture.path = file.path;
+  picture.strips = !d.tiled;
   Operation(picture, "hold the Group 4 page")
       .finish(picture, CImg1G4::create(d.width, d.height, d.tileWidth, d.tileHeight, data.data(),
                                        sizes.data(), clearRgb, setRgb, IMG_ALIGN_NONE));
@@ -328,8 +334,10 @@ Picture ReadColour(TIFF *tif, const InputFile &file, const Directory &d) {
   // libtiff's words hold red in the low byte: the library's RGB order.
   CImg32 &image = NewColour(picture, d.width, d.height, RGB_ORDER_RGB);
   Progress progress("reading " + file.path, 0);
-  if (TIFFReadRGBAImageOriented(tif, d.width, d.height, image.peekData(), ORIENTATION_TOPLEFT, 1) ==
-      0) {
+  // Asked for the file's own orientation, libtiff gives the rows as stored, as every
+  // other reader does; ShowUpright turns them.
+  const int stored = d.orientation >= 1 && d.orientation <= 8 ? d.orientation : ORIENTATION_TOPLEFT;
+  if (TIFFReadRGBAImageOriented(tif, d.width, d.height, image.peekData(), stored, 1) == 0) {
     throw FileError(file.path, Reason("cannot decode the image"));
   }
   return picture;
@@ -353,14 +361,23 @@ Picture ReadTiff(const InputFile &file, uint32_t page) {
     throw FileError(file.path, Reason("not a readable TIFF"));
   }
   const uint32_t pages = TIFFNumberOfDirectories(tif.get());
+  // libtiff counts the pages it can reach; a chain that points on past them was cut.
+  const bool cutShort = TIFFSetDirectory(tif.get(), static_cast<tdir_t>(pages - 1)) != 0 &&
+                        TIFFLastDirectory(tif.get()) == 0;
+  const std::string reached = std::to_string(pages) + " page" + (pages == 1 ? "" : "s");
   if (page > pages) {
-    throw FileError(file.path, "has " + std::to_string(pages) + " page" + (pages == 1 ? "" : "s") +
+    throw FileError(file.path, "has " + reached + (cutShort ? " before it is cut short" : "") +
                                    ", no page " + std::to_string(page));
+  }
+  if (cutShort) {
+    NoteDamagedSource(file.path + ": is cut short after " + reached +
+                      "; the pages after that are lost");
   }
   if (TIFFSetDirectory(tif.get(), static_cast<tdir_t>(page - 1)) == 0) {
     throw FileError(file.path, Reason("cannot read page " + std::to_string(page)));
   }
   const Directory d = ReadDirectory(tif.get(), file.path);
+  CheckPixels(file.path, d.width, d.height);
   Picture picture;
   const bool group4 = d.compression == COMPRESSION_CCITTFAX4 && IsBilevel(d);
   // The library's tiles may reach past the right and bottom edges, but not be larger
@@ -387,6 +404,7 @@ Picture ReadTiff(const InputFile &file, uint32_t page) {
     picture.dpiX = x * perInch;
     picture.dpiY = y * perInch;
   }
+  ShowUpright(picture, d.orientation);
   return picture;
 }
 

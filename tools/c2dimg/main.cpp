@@ -11,6 +11,7 @@
 #include "Args.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "G4Code.h"
 #include "Progress.h"
 
 int main(int argc, char **argv) {
@@ -22,6 +23,10 @@ int main(int argc, char **argv) {
       command = FindCommand(argv[i]);
     }
   }
+  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+    std::printf("c2dimg %s\n", C2DIMG_VERSION);
+    return 0;
+  }
   try {
     const CommandLine line = ParseCommandLine(argc, argv);
     if (line.help) {
@@ -30,7 +35,11 @@ int main(int argc, char **argv) {
     }
     Progress::Enable(!line.quiet && isatty(STDERR_FILENO) != 0);
     RunCommand(line);
-    return 0;
+    // Written, but from a damaged source.
+    for (const std::string &note : DamageNotes()) {
+      std::fprintf(stderr, "c2dimg: %s\n", note.c_str());
+    }
+    return DamageNotes().empty() ? 0 : 3;
   } catch (const UsageError &e) {
     std::fprintf(stderr, "c2dimg: %s\n%s", e.what(), Usage(command).c_str());
     return 1;

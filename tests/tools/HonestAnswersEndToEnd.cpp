@@ -1,0 +1,222 @@
+// End-to-end tests of c2dimg's answers on files and outputs that a first run meets:
+// huge headers, read-only outputs, signals, turned TIFF pages and cut-short files.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <tiffio.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "ToolTestSupport.h"
+
+namespace {
+
+using namespace c2dtest;
+
+// A header that declares more pixels than the limit is refused before the pixels are
+// read: info gives the size it declares, and --max-pixels moves the limit.
+TEST_F(C2dimgTool, RefusesPagesAboveThePixelLimitFromTheHeader) {
+  WritePngFile(path("small.png"), Colours(20, 20), false);
+  WriteText(path("huge.png"), WithPngSize(Slurp(path("small.png")), 30000, 30000));
+  const Outcome huge = run({"info", path("huge.png")});
+  EXPECT_EQ(huge.status, 2);
+  EXPECT_NE(huge.out.find("30000 x 30000 pixels"), std::string::npos) << huge.out;
+  EXPECT_NE(huge.err.find("--max-pixels"), std::string::npos) << huge.err;
+  EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "399"}).status, 2);
+  EXPECT_EQ(run({"info", path("small.png"), "--max-pixels", "400"}).status, 0);
+  // A result above the limit is refused too.
+  EXPECT_EQ(run({"scale", path("small.png"), "--factor", "2000", "-o", path("o.png")}).status, 1);
+}
+
+// Stopped while it writes, c2dimg leaves no temporary file and dies by the signal.
+TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
+  WritePbm(path("page.pbm"), Page(240, 150), false);
+  const auto temporaries = [&] {
+    size_t n = 0;
+    for (const auto &entry : fs::directory_iterator(dir_)) {
+      n += entry.path().filename().string().find(".c2dimg-") != std::string::npos ? 1 : 0;
+    }
+    return n;
+  };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    SCOPED_TRACE(signal);
+    const std::string in = path("page.pbm"), out = path("big.png");
+    const char *argv[] = {C2DIMG_PATH, "scale", in.c_str(),  "--factor", "80",
+                          "--grey",    "-o",    out.c_str(), nullptr};
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, signal);
+    posix_spawnattr_setsigdefault(&attr, &defaults);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, &attr, const_cast<char **>(argv), environ), 0);
+    posix_spawnattr_destroy(&attr);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (temporaries() == 0 && std::chrono::steady_clock::now() < until) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(pid, signal);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+    EXPECT_EQ(temporaries(), 0u);
+    EXPECT_FALSE(fs::exists(out));
+  }
+}
+
+// An existing read-only OUT is kept unless --force replaces it.
+TEST_F(C2dimgTool, KeepsAReadOnlyOutputWithoutForce) {
+  WritePbm(path("page.pbm"), Page(24, 15), false);
+  for (const bool force : {false, true}) {
+    WriteText(path("out.pbm"), "old");
+    chmod(path("out.pbm").c_str(), 0444);
+    const Outcome outcome =
+        run({"convert", path("page.pbm"), "-o", path("out.pbm")}, force ? Args{"--force"} : Args{});
+    EXPECT_EQ(outcome.status, force ? 0 : 2) << outcome.err;
+    EXPECT_EQ(Slurp(path("out.pbm")) == "old", !force);
+    fs::remove(path("out.pbm"));
+  }
+}
+
+// Each of the eight TIFF orientations is shown upright, in a bilevel Group 4 page and
+// a colour page, and info says how the page was stored.
+TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
+  const Image stored[] = {Page(40, 24), Colours(40, 24)};
+  for (uint16_t orientation = 1; orientation <= 8; ++orientation) {
+    for (const Image &page : stored) {
+      SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
+      const std::string in = path("page.tif");
+      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{}) : WriteColourTiff(in, page, 3);
+      TIFF *tif = TIFFOpen(in.c_str(), "r+");
+      ASSERT_NE(tif, nullptr);
+      TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
+      TIFFRewriteDirectory(tif);
+      TIFFClose(tif);
+      // Where the first row and column lie, as the field's definition puts them.
+      const bool across = orientation >= 5;
+      Image want(across ? page.h : page.w, across ? page.w : page.h);
+      for (uint32_t y = 0; y < want.h; ++y) {
+        for (uint32_t x = 0; x < want.w; ++x) {
+          uint32_t row = across ? x : y, column = across ? y : x;
+          static const bool kFromRight[] = {false, true, true, false, false, false, true, true};
+          static const bool kFromBottom[] = {false, false, true, true, false, true, true, false};
+          column = kFromRight[orientation - 1] ? page.w - 1 - column : column;
+          row = kFromBottom[orientation - 1] ? page.h - 1 - row : row;
+          want.at(x, y) = page.at(column, row);
+        }
+      }
+      ok({"convert", in, "-o", path("upright.ppm")});
+      EXPECT_EQ(Difference(ReadBack(path("upright.ppm")), want), "");
+      const Outcome info = run({"info", in});
+      EXPECT_EQ(info.out.find("orientation") != std::string::npos, orientation != 1) << info.out;
+    }
+  }
+}
+
+// A multi-page TIFF cut short says so: the pages before the cut are read and the
+// status says the source is damaged; a page past the cut is not there.
+TEST_F(C2dimgTool, SaysAMultiPageTiffIsCutShort) {
+  WriteBilevelTiff(path("whole.tif"), {Page(203, 150), Page(203, 150), Page(203, 150)}, {});
+  const std::string whole = Slurp(path("whole.tif"));
+  WriteText(path("cut.tif"), whole.substr(0, whole.size() * 85 / 100));
+  const struct {
+    Args args;
+    int status;
+  } cases[] = {{{"info", path("cut.tif")}, 3},
+               {{"convert", path("cut.tif"), "-o", path("out.pbm"), "--page", "2"}, 3},
+               {{"convert", path("cut.tif"), "-o", path("out.pbm"), "--page", "3"}, 2}};
+  for (const auto &c : cases) {
+    const Outcome outcome = run(c.args);
+    EXPECT_EQ(outcome.status, c.status) << c.args.back();
+    EXPECT_NE(outcome.err.find("cut short"), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(Difference(ReadBack(path("out.pbm")), Page(203, 150)), "");
+}
+
+// --version answers; -o - writes the picture to standard output in --format's format;
+// --format overrides OUT's extension; a --rect reaching past the page is cut to it
+// with a note.
+TEST_F(C2dimgTool, WritesWhereAndHowItIsAsked) {
+  const Image page = Page(40, 24);
+  WritePbm(path("page.pbm"), page, false);
+  const Outcome version = run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("c2dimg ", 0), 0u) << version.out;
+  for (const char *format : {"tif", "png", "pbm"}) {
+    const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    WriteText(path(std::string("piped.") + format), piped.out);
+    EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
+  }
+  EXPECT_EQ(run({"convert", path("page.pbm"), "-o", "-"}).status, 1);
+  ok({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"});
+  EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
+  const Outcome clipped = run(
+      {"scale", path("page.pbm"), "--factor", "1", "--rect", "30,-5,99,9", "-o", path("r.pbm")});
+  EXPECT_EQ(clipped.status, 0);
+  EXPECT_NE(clipped.err.find("30,0,39,9"), std::string::npos) << clipped.err;
+  Image corner(10, 10);
+  for (uint32_t y = 0; y < 10; ++y) {
+    for (uint32_t x = 0; x < 10; ++x) {
+      corner.at(x, y) = page.at(30 + x, y);
+    }
+  }
+  EXPECT_EQ(Difference(ReadBack(path("r.pbm")), corner), "");
+}
+
+// What a user reads is in plain words, with the library's names under --verbose, and
+// an option that could not do what its name says tells what was done.
+TEST_F(C2dimgTool, SpeaksInPlainWords) {
+  Image grey(30, 20, 0x808080), noise(30, 20);
+  for (size_t i = 0; i < noise.rgb.size(); ++i) {
+    grey.rgb[i] = (i % 7 == 0 ? 0x20 : 0xE0) * 0x010101u;
+    noise.rgb[i] = static_cast<uint32_t>(i * 2654435761u) & 0xFFFFFF;
+  }
+  WritePngFile(path("grey.png"), grey, false);
+  WritePngFile(path("noise.png"), noise, false);
+  const struct {
+    Args args;
+    const char *says;  // in stdout and stderr together
+  } cases[] = {
+      {{"info", path("grey.png")}, "type         grey"},
+      {{"info", path("grey.png"), "--verbose"}, "[CImg32]"},
+      {{"scale", path("noise.png"), "--grey", "--width", "10", "-o", path("o.png")},
+       "is scaled in its own colours"},
+      {{"convert", path("noise.png"), "--to", "1", "--separate", "-o", path("o.pbm")},
+       "--separate sets every pixel"},
+  };
+  for (const auto &c : cases) {
+    const Outcome outcome = run(c.args);
+    const std::string said = outcome.out + outcome.err;
+    EXPECT_EQ(outcome.status, 0) << said;
+    EXPECT_NE(said.find(c.says), std::string::npos) << said;
+    const bool verbose = c.args.back() == "--verbose";
+    EXPECT_EQ(said.find("CImg") != std::string::npos, verbose) << said;
+    EXPECT_EQ(said.find("IMG_"), std::string::npos) << said;
+  }
+}
+
+// A colour reduction is averaged by default, as photos want: a one-pixel line a
+// quarter's size turns grey; --keep-lines keeps it black.
+TEST_F(C2dimgTool, AveragesColourUnlessAskedToKeepLines) {
+  Image photo(40, 40);
+  for (uint32_t x = 0; x < 40; ++x) {
+    photo.at(x, 21) = kBlack;
+  }
+  WritePngFile(path("photo.png"), photo, false);
+  for (const bool keep : {false, true}) {
+    ok({"scale", path("photo.png"), "--factor", "0.25", "-o", path("small.ppm")},
+       keep ? Args{"--keep-lines"} : Args{});
+    const Image small = ReadBack(path("small.ppm"));
+    const uint32_t line = small.at(4, 5);
+    EXPECT_EQ(line == kBlack, keep) << std::hex << line;
+    EXPECT_NE(line, kWhite);
+  }
+}
+
+}  // namespace

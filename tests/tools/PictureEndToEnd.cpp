@@ -1,0 +1,162 @@
+// End-to-end tests of c2dimg's pictures: the same page gives the same picture in
+// every command whatever its storage, damaged sources are named, and the tool's
+// answers are honest.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "ToolTestSupport.h"
+
+namespace {
+
+using namespace c2dtest;
+
+constexpr uint16_t kG4 = COMPRESSION_CCITTFAX4, kMsb = FILLORDER_MSB2LSB;
+
+// A light page and its negative, as Group 4 strips, tiles and min-is-black tiles, give
+// in every command what the same page as PBM gives, and decode to the page itself:
+// nothing lost on the last column, a negative stays negative, and thin light strokes
+// on dark paper survive a reduction.
+TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
+  const Image light = Page(203, 150);
+  const Image pages[] = {light, Negative(light)};
+  const TiffLayout layouts[] = {
+      {kG4, 0, 40, kMsb, false}, {kG4, 64, 0, kMsb, false}, {kG4, 64, 0, kMsb, true}};
+  const Args commands[] = {{"convert"},
+                           {"scale", "--factor", "0.5"},
+                           {"scale", "--factor", "0.25", "--grey"},
+                           {"scale", "--factor", "2"},
+                           {"scale", "--fit", "300x100"},
+                           {"scale", "--factor", "0.3", "--rect", "13,10,150,120"},
+                           {"mirror", "y"},
+                           {"rotate", "90"}};
+  const auto output = [&](const Args &command, const std::string &input, const std::string &out) {
+    Args args{command[0], input};
+    args.insert(args.end(), command.begin() + 1, command.end());
+    ok(args, {"-o", out});
+    return ReadBack(out);
+  };
+  for (const Image &page : pages) {
+    WritePbm(path("page.pbm"), page, false);
+    for (const TiffLayout &layout : layouts) {
+      WriteBilevelTiff(path("page.tif"), {page}, layout);
+      for (const Args &command : commands) {
+        SCOPED_TRACE(command.back() + " tile " + std::to_string(layout.tile) +
+                     (page.at(1, 1) == kWhite ? " light" : " dark"));
+        const std::string ext = command.back() == "--grey" ? ".pgm" : ".pbm";
+        const Image want = output(command, path("page.pbm"), path("want" + ext));
+        const Image got = output(command, path("page.tif"), path("got" + ext));
+        EXPECT_EQ(Difference(got, command.size() == 1 ? page : want), "");
+      }
+    }
+  }
+  // The one-pixel line at x = 102 stays white in every row of a quarter-size negative.
+  ok({"scale", path("page.tif"), "--factor", "0.25", "-o", path("small.pbm")});
+  const Image small = ReadBack(path("small.pbm"));
+  for (uint32_t y = 2; y + 2 < small.h; ++y) {
+    EXPECT_EQ(small.at(102 / 4, y), kWhite) << y;
+  }
+}
+
+// Turned by 30 degrees, landscape and portrait pages, bilevel, grey and colour, are
+// turned whole on a canvas grown to their bounds: a circle stays round within a pixel
+// and a line stays straight. --keep-size keeps the frame.
+TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
+  const double a = 30 * 3.141592653589793 / 180, c = std::cos(a), s = std::sin(a);
+  const std::pair<uint32_t, uint32_t> inkAndPaper[] = {
+      {kBlack, kWhite}, {0x404040, 0xE0E0E0}, {0x2040C0, kWhite}};
+  for (const auto &[w, h] : {std::pair<uint32_t, uint32_t>{240, 150}, {150, 240}}) {
+    for (const auto &[ink, paper] : inkAndPaper) {
+      SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + " ink " + std::to_string(ink));
+      Image page(w, h, paper);
+      for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t x = 0; x < w; ++x) {
+          const double dx = x - w / 2.0, dy = y - h / 2.0;
+          const bool line = y == h / 2 + 55 && std::fabs(dx) <= 50;
+          page.at(x, y) = std::fabs(std::hypot(dx, dy) - 40) < 0.5 || line ? ink : paper;
+        }
+      }
+      const std::string in = path(ink == kBlack ? "page.pbm" : "page.png");
+      ink == kBlack ? WritePbm(in, page, false) : WritePngFile(in, page, false);
+      ok({"rotate", in, "30", "-o", path("turned.png")});
+      const Image got = ReadBack(path("turned.png"));
+      EXPECT_NEAR(got.w, w * c + h * s, 1);
+      EXPECT_NEAR(got.h, w * s + h * c, 1);
+      // The circle's middle, from its pixels; the line's pixels turned back about it.
+      std::vector<std::pair<double, double>> ring, line;
+      double mx = 0, my = 0;
+      for (uint32_t y = 0; y < got.h; ++y) {
+        for (uint32_t x = 0; x < got.w; ++x) {
+          if (got.at(x, y) != ink) {
+            EXPECT_EQ(got.at(x, y), paper);
+          } else {
+            const double tx = x - got.w / 2.0, ty = y - got.h / 2.0;
+            (std::hypot(tx, ty) < 48 ? ring : line).push_back({tx, ty});
+          }
+        }
+      }
+      for (const auto &[x, y] : ring) {
+        mx += x / ring.size();
+        my += y / ring.size();
+      }
+      ASSERT_GT(ring.size(), 200u);
+      ASSERT_GT(line.size(), 90u);
+      for (const auto &[x, y] : ring) {
+        EXPECT_NEAR(std::hypot(x - mx, y - my), 40, 1.5) << x << "," << y;
+      }
+      for (const auto &[x, y] : line) {
+        EXPECT_NEAR((x - mx) * s + (y - my) * c, 55, 1.5) << x << "," << y;
+      }
+      ok({"rotate", in, "30", "--keep-size", "-o", path("framed.png")});
+      const Image framed = ReadBack(path("framed.png"));
+      EXPECT_EQ(framed.w, w);
+      EXPECT_EQ(framed.h, h);
+    }
+  }
+}
+
+// A tile or strip whose code breaks off is named with the row where decoding stopped,
+// the result is written and the status is 3; with no row decodable anywhere nothing is
+// written and the status is 2.
+TEST_F(C2dimgTool, NamesDamagedGroup4DataAndExits3) {
+  const Image page = Page(200, 130);
+  const std::pair<TiffLayout, const char *> layouts[] = {{{kG4, 0, 32, kMsb, false}, "strip 1 "},
+                                                         {{kG4, 64, 0, kMsb, false}, "tile 1 "}};
+  const Args commands[] = {{"convert", "-o", "out.png"},
+                           {"scale", "--factor", "0.5", "-o", "out.png"},
+                           {"scale", "--width", "50", "--grey", "-o", "out.png"},
+                           {"rotate", "90", "-o", "out.png"},
+                           {"info"},
+                           {"background"}};
+  for (const auto &[layout, unit] : layouts) {
+    WriteBilevelTiff(path("bad.tif"), {page}, layout);
+    DamageStrile(path("bad.tif"), 1, 0.5);
+    for (Args command : commands) {
+      SCOPED_TRACE(unit + command[0]);
+      command.insert(command.begin() + 1, path("bad.tif"));
+      if (command.size() > 3) {
+        command.back() = path(command.back());
+      }
+      fs::remove(path("out.png"));
+      const Outcome outcome = run(command);
+      EXPECT_EQ(outcome.status, 3) << outcome.err;
+      EXPECT_NE(outcome.err.find(path("bad.tif") + ": damaged Group 4 data: " + unit),
+                std::string::npos)
+          << outcome.err;
+      EXPECT_NE(outcome.err.find(" row "), std::string::npos) << outcome.err;
+      EXPECT_EQ(fs::exists(path("out.png")), command.size() > 3);
+    }
+    const uint32_t count = layout.tile != 0 ? 4 * 3 : 5;
+    for (uint32_t i = 0; i < count; ++i) {
+      DamageStrile(path("bad.tif"), i, 0);
+    }
+    fs::remove(path("out.png"));
+    EXPECT_EQ(run({"convert", path("bad.tif"), "-o", path("out.png")}).status, 2);
+    EXPECT_FALSE(fs::exists(path("out.png")));
+  }
+}
+
+}  // namespace
