@@ -17,7 +17,7 @@
 #include "../tests/g4/G4TiffOracle.h"
 #include "BenchPages.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Paint.h"
+#include "Image/g4/internal/G4Paint.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Paint.h"
+#include "Image/g4/internal/G4Paint.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *input, size_t size) {
   if (size < 3) {

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace c2d_test {
 

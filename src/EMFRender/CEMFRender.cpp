@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 
 namespace {
 

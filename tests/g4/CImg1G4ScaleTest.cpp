@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "G4TiledPage.h"
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "G4TiffOracle.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Tables.h"
+#include "Image/g4/internal/G4Tables.h"
 
 namespace {
 

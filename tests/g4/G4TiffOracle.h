@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4Paint.h"
+#include "Image/g4/internal/G4Paint.h"
 
 namespace g4test {
 

@@ -25,3 +25,10 @@ file(READ ${pc_files} pc)
 if(NOT pc MATCHES "-lcore2dimage")
   message(FATAL_ERROR "core2dimage.pc does not link the library:\n${pc}")
 endif()
+
+# The consumer compiled the umbrella header from the install; the library's own
+# headers must not be there.
+file(GLOB_RECURSE internal_headers ${prefix}/*/internal/*.h)
+if(internal_headers)
+  message(FATAL_ERROR "internal headers were installed: ${internal_headers}")
+endif()

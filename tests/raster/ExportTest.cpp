@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
-#include "Image/raster/ExportTables.h"
+#include "Image/raster/internal/ExportTables.h"
 #include "ImgTestSupport.h"
 
 namespace {

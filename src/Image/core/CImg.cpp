@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "Image/core/UserSetting.h"
+#include "Image/core/internal/UserSetting.h"
 #include "Image/rasterop/RasterOp.h"
 
 CImg::CImg()

@@ -1,7 +1,7 @@
 // The user's settings store. On Windows the registry is read exactly as the viewer
 // writes it; elsewhere a small INI file plays the registry's part, one section per
 // key path.
-#include "Image/core/UserSetting.h"
+#include "Image/core/internal/UserSetting.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <new>
 
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/ImgSize.h"
 #include "Image/raster/Export.h"
 
 using c2d::CeilDiv;

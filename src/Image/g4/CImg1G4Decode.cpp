@@ -3,10 +3,10 @@
 // expands the page.
 #include <cstdint>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4ScaleInfo.h"
+#include "Image/g4/internal/G4ScaleInfo.h"
 #include "Image/raster/CImg1.h"
 
 using c2d::Report;

@@ -10,7 +10,7 @@
 #include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4ScaleInfo.h"
+#include "Image/g4/internal/G4ScaleInfo.h"
 
 namespace {
 

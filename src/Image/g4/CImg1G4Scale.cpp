@@ -10,17 +10,17 @@
 #include <new>
 #include <vector>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
-#include "Image/g4/G4ScaleInfo.h"
+#include "Image/g4/internal/G4ScaleInfo.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"
-#include "Image/scale/ScaleSupport.h"
+#include "Image/scale/internal/ScaleSupport.h"
 
 using c2d::Report;
 

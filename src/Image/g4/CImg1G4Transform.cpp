@@ -8,7 +8,7 @@
 #include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
-#include "Image/transform/TransformSupport.h"
+#include "Image/transform/internal/TransformSupport.h"
 
 using c2d::ExactTransform;
 

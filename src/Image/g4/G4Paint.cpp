@@ -1,5 +1,5 @@
 // G4PaintRow: head mask, byte fill, tail mask for each black run of a change list.
-#include "Image/g4/G4Paint.h"
+#include "Image/g4/internal/G4Paint.h"
 
 #include <cstring>
 

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 #include "Image/g4/internal/G4RowCoder.h"
 #include "Image/g4/internal/G4TileBatch.h"
 #include "util2d/utl_endian.h"

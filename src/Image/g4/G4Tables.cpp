@@ -1,7 +1,7 @@
 // The decoder's code tables: one fill routine that spreads the printed code lists
 // (G4CodeLists.h) over the lookup tables, and the process-wide switch that builds and
 // frees them.
-#include "Image/g4/G4Tables.h"
+#include "Image/g4/internal/G4Tables.h"
 
 #include <cassert>
 #include <cstddef>

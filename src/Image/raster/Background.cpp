@@ -9,12 +9,12 @@
 #include <cstring>
 #include <memory>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
-#include "Image/scale/ScaleSupport.h"
+#include "Image/scale/internal/ScaleSupport.h"
 
 using c2d::Report;
 

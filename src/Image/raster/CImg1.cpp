@@ -8,8 +8,8 @@
 #include <cstring>
 #include <new>
 
-#include "Image/core/ImgReport.h"
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/ImgReport.h"
+#include "Image/core/internal/ImgSize.h"
 #include "Image/raster/Export.h"
 
 using c2d::CeilDiv;

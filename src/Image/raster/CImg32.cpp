@@ -9,11 +9,11 @@
 #include <memory>
 #include <new>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/core/ImgReport.h"
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/core/internal/ImgReport.h"
+#include "Image/core/internal/ImgSize.h"
 #include "Image/raster/Export.h"
-#include "Image/raster/RowTable.h"
+#include "Image/raster/internal/RowTable.h"
 
 using c2d::CeilDiv;
 using c2d::Report;

@@ -8,10 +8,10 @@
 #include <memory>
 #include <new>
 
-#include "Image/core/ImgReport.h"
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/ImgReport.h"
+#include "Image/core/internal/ImgSize.h"
 #include "Image/raster/Export.h"
-#include "Image/raster/RowTable.h"
+#include "Image/raster/internal/RowTable.h"
 #include "util2d/ColorMap.h"
 
 using c2d::CeilDiv;

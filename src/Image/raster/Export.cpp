@@ -10,13 +10,13 @@
 #include <cstring>
 #include <utility>
 
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 #include "Image/core/internal/BitRow.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/raster/CImg8.h"
-#include "Image/raster/ExportTables.h"
+#include "Image/raster/internal/ExportTables.h"
 #include "util2d/ColorMap.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The constant tables of format conversion, filled at compile time from the short
 // lists below.
-#include "Image/raster/ExportTables.h"
+#include "Image/raster/internal/ExportTables.h"
 
 #include <array>
 #include <cstddef>

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg1.h"
-#include "Image/rasterop/RasOpSupport.h"
+#include "Image/rasterop/internal/RasOpSupport.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 
 using c2d::Report;

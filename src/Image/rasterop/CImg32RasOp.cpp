@@ -2,9 +2,9 @@
 // set, and runs it for every operator value.
 #include <algorithm>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg32.h"
-#include "Image/rasterop/RasOpSupport.h"
+#include "Image/rasterop/internal/RasOpSupport.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 
 using c2d::ReportR;

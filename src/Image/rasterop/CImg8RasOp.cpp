@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg8.h"
-#include "Image/rasterop/RasOpSupport.h"
+#include "Image/rasterop/internal/RasOpSupport.h"
 #include "Image/rasterop/RasOpXfmAttr.h"
 
 using c2d::ReportR;

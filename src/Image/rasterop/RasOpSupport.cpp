@@ -1,5 +1,5 @@
 // The checks and the composite hand-over shared by the raster classes' operators.
-#include "Image/rasterop/RasOpSupport.h"
+#include "Image/rasterop/internal/RasOpSupport.h"
 
 #include <cstdint>
 

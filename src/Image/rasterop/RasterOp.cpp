@@ -8,7 +8,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"

@@ -7,12 +7,12 @@
 #include <memory>
 #include <new>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/render/ImgEMFTileIterator.h"
 #include "Image/scale/ImgScaleAttr.h"
-#include "Image/scale/ScaleSupport.h"
+#include "Image/scale/internal/ScaleSupport.h"
 
 using c2d::Report;
 using c2d::ReportR;

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg1.h"
 #include "Image/render/ImgPDFTileIterator.h"
 #include "Image/scale/ImgScaleAttr.h"

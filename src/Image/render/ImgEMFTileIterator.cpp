@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/ImgSize.h"
 
 namespace {
 

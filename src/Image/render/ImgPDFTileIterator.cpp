@@ -12,7 +12,7 @@
 #include <windows.h>
 #endif
 
-#include "Image/core/ImgSize.h"
+#include "Image/core/internal/ImgSize.h"
 #include "Image/render/CImgPDF.h"
 #include "Image/render/internal/PdfTileDump.h"
 

@@ -9,15 +9,15 @@
 #include <cstring>
 #include <memory>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/core/internal/BitRow.h"
 #include "Image/raster/CImg1.h"
 #include "Image/raster/CImg32.h"
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"
-#include "Image/scale/ScaleSupport.h"
+#include "Image/scale/internal/ScaleSupport.h"
 
 using c2d::Report;
 using c2d::ScaleIntermediate;

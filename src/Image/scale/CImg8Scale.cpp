@@ -7,7 +7,7 @@
 
 #include "Image/raster/CImg8.h"
 #include "Image/scale/ImgScaleAttr.h"
-#include "Image/scale/ScaleSupport.h"
+#include "Image/scale/internal/ScaleSupport.h"
 
 using c2d::EnlargeByRuns;
 using c2d::ForEachReducedBlock;

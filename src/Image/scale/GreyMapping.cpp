@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace {
 

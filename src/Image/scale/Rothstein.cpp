@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <initializer_list>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/scale/TableAlloc.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace {
 

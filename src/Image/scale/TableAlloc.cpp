@@ -1,5 +1,5 @@
 // The allocator of the scaling tables, with the seam that lets tests fail it.
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 #include <cstdint>
 #include <cstdlib>

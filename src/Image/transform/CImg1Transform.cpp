@@ -5,7 +5,7 @@
 
 #include "Image/core/internal/BitRow.h"
 #include "Image/raster/CImg1.h"
-#include "Image/transform/TransformSupport.h"
+#include "Image/transform/internal/TransformSupport.h"
 
 using c2d::ExactTransform;
 using c2d::ShearAxis;

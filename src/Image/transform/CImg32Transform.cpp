@@ -5,10 +5,10 @@
 #include <cstring>
 #include <memory>
 
-#include "Image/core/FreeDeleter.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg32.h"
-#include "Image/transform/TransformSupport.h"
+#include "Image/transform/internal/TransformSupport.h"
 
 using c2d::ExactTransform;
 using c2d::Report;

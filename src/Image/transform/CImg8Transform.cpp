@@ -3,9 +3,9 @@
 // them.
 #include <cstdint>
 
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/raster/CImg8.h"
-#include "Image/transform/TransformSupport.h"
+#include "Image/transform/internal/TransformSupport.h"
 
 using c2d::ExactTransform;
 using c2d::Report;

@@ -8,9 +8,9 @@
 #include <memory>
 
 #include "Image/core/CImg.h"
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 #include "Image/scale/Rothstein.h"
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "Image/scale/TableAlloc.h"
+#include "Image/scale/internal/TableAlloc.h"
 
 namespace Core2DImage {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "Image/g4/G4Tables.h"
+#include "Image/g4/internal/G4Tables.h"
 
 namespace c2d {
 

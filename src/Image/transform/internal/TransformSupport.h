@@ -1,14 +1,14 @@
 // Internal: what the mirrors and rotations of CImg1, CImg32 and CImg8 share. Each
 // transform is written once here as a walk over pixel coordinates; a class supplies
 // how to read a source pixel and write a target pixel, and its own factories.
-#ifndef IMAGE_TRANSFORM_TRANSFORMSUPPORT_H_
-#define IMAGE_TRANSFORM_TRANSFORMSUPPORT_H_
+#ifndef IMAGE_TRANSFORM_INTERNAL_TRANSFORMSUPPORT_H_
+#define IMAGE_TRANSFORM_INTERNAL_TRANSFORMSUPPORT_H_
 
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 #include "Image/core/IImg.h"
 #include "Image/rasterop/RasOpEnum.h"
 
@@ -216,4 +216,4 @@ Image *RotateByShears(Image &image, double degrees, Image *(Image::*rotate180)()
 
 }  // namespace c2d
 
-#endif  // IMAGE_TRANSFORM_TRANSFORMSUPPORT_H_
+#endif  // IMAGE_TRANSFORM_INTERNAL_TRANSFORMSUPPORT_H_

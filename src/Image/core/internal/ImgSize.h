@@ -1,8 +1,8 @@
 // Overflow-checked size arithmetic for pixel buffers. Every image header derives its
 // byte counts here, so a product that does not fit the 32-bit header is refused in
 // one place.
-#ifndef IMAGE_CORE_IMGSIZE_H_
-#define IMAGE_CORE_IMGSIZE_H_
+#ifndef IMAGE_CORE_INTERNAL_IMGSIZE_H_
+#define IMAGE_CORE_INTERNAL_IMGSIZE_H_
 
 #include <cstdint>
 
@@ -32,4 +32,4 @@ inline uint32_t CeilDiv(uint32_t a, uint32_t b) {
 
 }  // namespace c2d
 
-#endif  // IMAGE_CORE_IMGSIZE_H_
+#endif  // IMAGE_CORE_INTERNAL_IMGSIZE_H_

@@ -2,15 +2,15 @@
 // the source check of the dispatchers, the copying dispatchers and the row copy of
 // CImg32 and CImg8, the placement test of the workers and the hand-over of
 // composite settings.
-#ifndef IMAGE_RASTEROP_RASOPSUPPORT_H_
-#define IMAGE_RASTEROP_RASOPSUPPORT_H_
+#ifndef IMAGE_RASTEROP_INTERNAL_RASOPSUPPORT_H_
+#define IMAGE_RASTEROP_INTERNAL_RASOPSUPPORT_H_
 
 #include <algorithm>
 #include <cstring>
 
 #include "Image/ImgErr.h"
 #include "Image/core/IImg.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 
 class CompositeAttr;
 class RasOpXfmAttr;
@@ -114,4 +114,4 @@ ImgErr Composite(RasterOp &settings, const CompositeAttr &attr, IImg &destinatio
 
 }  // namespace c2d
 
-#endif  // IMAGE_RASTEROP_RASOPSUPPORT_H_
+#endif  // IMAGE_RASTEROP_INTERNAL_RASOPSUPPORT_H_

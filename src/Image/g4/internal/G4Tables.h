@@ -4,8 +4,8 @@
 // An entry packs a signed 16-bit value in its low half and the code's length in bits
 // in its high half. Run tables hold run lengths (from 64 up a make-up code) or, with
 // length 0, a negative escape to a sub-table or kG4NoCode.
-#ifndef IMAGE_G4_G4TABLES_H_
-#define IMAGE_G4_G4TABLES_H_
+#ifndef IMAGE_G4_INTERNAL_G4TABLES_H_
+#define IMAGE_G4_INTERNAL_G4TABLES_H_
 
 #include <cstdint>
 
@@ -77,4 +77,4 @@ const G4DecodeTables *G4ActiveDecodeTables();
 
 }  // namespace c2d
 
-#endif  // IMAGE_G4_G4TABLES_H_
+#endif  // IMAGE_G4_INTERNAL_G4TABLES_H_

@@ -2,8 +2,8 @@
 // call, the target side a scale factor asks for, the dispatch of the colour classes
 // and the second step of a request that enlarges along one axis and reduces along
 // the other.
-#ifndef IMAGE_SCALE_SCALESUPPORT_H_
-#define IMAGE_SCALE_SCALESUPPORT_H_
+#ifndef IMAGE_SCALE_INTERNAL_SCALESUPPORT_H_
+#define IMAGE_SCALE_INTERNAL_SCALESUPPORT_H_
 
 #include <algorithm>
 #include <cmath>
@@ -11,11 +11,11 @@
 #include <cstring>
 #include <memory>
 
-#include "Image/core/FreeDeleter.h"
+#include "Image/core/internal/FreeDeleter.h"
 #include "Image/core/IImg.h"
 #include "Image/core/ImgEnums.h"
 #include "Image/core/ImgRect.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/scale/Rothstein.h"
 
 struct ImgScaleAttr;
@@ -175,4 +175,4 @@ IImg *DispatchScale(Image &image, ImageScaleType how, const ImgRect &source, uns
 
 }  // namespace c2d
 
-#endif  // IMAGE_SCALE_SCALESUPPORT_H_
+#endif  // IMAGE_SCALE_INTERNAL_SCALESUPPORT_H_

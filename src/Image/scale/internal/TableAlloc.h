@@ -1,8 +1,8 @@
 // The allocator behind the run tables, codes and grey mappings of the scaling
 // family. Internal: hosts free these blocks with free(); tests swap the allocator to
 // make a chosen allocation fail.
-#ifndef IMAGE_SCALE_TABLEALLOC_H_
-#define IMAGE_SCALE_TABLEALLOC_H_
+#ifndef IMAGE_SCALE_INTERNAL_TABLEALLOC_H_
+#define IMAGE_SCALE_INTERNAL_TABLEALLOC_H_
 
 #include <cstddef>
 
@@ -21,4 +21,4 @@ TableCallocFn SetTableCalloc(TableCallocFn fn);
 
 }  // namespace c2d
 
-#endif  // IMAGE_SCALE_TABLEALLOC_H_
+#endif  // IMAGE_SCALE_INTERNAL_TABLEALLOC_H_

@@ -1,7 +1,7 @@
 // Reads one 32-bit setting from the user's settings store: the registry under
 // HKEY_CURRENT_USER on Windows, an INI file elsewhere. Internal to the library.
-#ifndef IMAGE_CORE_USERSETTING_H_
-#define IMAGE_CORE_USERSETTING_H_
+#ifndef IMAGE_CORE_INTERNAL_USERSETTING_H_
+#define IMAGE_CORE_INTERNAL_USERSETTING_H_
 
 #include <cstdint>
 #include <string>
@@ -21,4 +21,4 @@ bool ReadUserSetting(const std::string &keyPath, const char *name, int32_t *valu
 
 }  // namespace c2d
 
-#endif  // IMAGE_CORE_USERSETTING_H_
+#endif  // IMAGE_CORE_INTERNAL_USERSETTING_H_

@@ -1,6 +1,6 @@
 // RAII for malloc'd scratch memory inside the library.
-#ifndef IMAGE_CORE_FREEDELETER_H_
-#define IMAGE_CORE_FREEDELETER_H_
+#ifndef IMAGE_CORE_INTERNAL_FREEDELETER_H_
+#define IMAGE_CORE_INTERNAL_FREEDELETER_H_
 
 #include <cstdlib>
 #include <memory>
@@ -17,4 +17,4 @@ using MallocArray = std::unique_ptr<T[], FreeDeleter>;
 
 }  // namespace c2d
 
-#endif  // IMAGE_CORE_FREEDELETER_H_
+#endif  // IMAGE_CORE_INTERNAL_FREEDELETER_H_

@@ -1,7 +1,7 @@
 // Internal shorthands for reporting to CImgErr. The registry ignores the file and
 // line it is given, so none are passed.
-#ifndef IMAGE_CORE_IMGREPORT_H_
-#define IMAGE_CORE_IMGREPORT_H_
+#ifndef IMAGE_CORE_INTERNAL_IMGREPORT_H_
+#define IMAGE_CORE_INTERNAL_IMGREPORT_H_
 
 #include "Image/ImgErr.h"
 
@@ -13,4 +13,4 @@ inline void Report(ImgErr code) { CImgErr::set(code, nullptr, 0); }
 
 }  // namespace c2d
 
-#endif  // IMAGE_CORE_IMGREPORT_H_
+#endif  // IMAGE_CORE_INTERNAL_IMGREPORT_H_

@@ -1,8 +1,8 @@
 // The painter of change lists: turns a decoded row's black runs into the bits of a
 // most-significant-bit-first bilevel row. Internal; tests, benchmarks and the fuzz
 // harness paint decoded rows with it.
-#ifndef IMAGE_G4_G4PAINT_H_
-#define IMAGE_G4_G4PAINT_H_
+#ifndef IMAGE_G4_INTERNAL_G4PAINT_H_
+#define IMAGE_G4_INTERNAL_G4PAINT_H_
 
 #include <cstdint>
 
@@ -16,4 +16,4 @@ void G4PaintRow(const int32_t *changes, uint32_t numChanges, uint32_t width, uin
 
 }  // namespace c2d
 
-#endif  // IMAGE_G4_G4PAINT_H_
+#endif  // IMAGE_G4_INTERNAL_G4PAINT_H_

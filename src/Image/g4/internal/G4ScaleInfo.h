@@ -1,8 +1,8 @@
 // G4ScaleInfo: the parameter block with which CImg1G4's scanline routines paint one
 // decoded row into a target row. Internal: the operation that drives them makes it
 // on its stack and points it at run tables it owns.
-#ifndef IMAGE_G4_G4SCALEINFO_H_
-#define IMAGE_G4_G4SCALEINFO_H_
+#ifndef IMAGE_G4_INTERNAL_G4SCALEINFO_H_
+#define IMAGE_G4_INTERNAL_G4SCALEINFO_H_
 
 #include <cstdint>
 
@@ -35,4 +35,4 @@ struct G4ScaleInfo {
   uint32_t srcWidth = 0;
 };
 
-#endif  // IMAGE_G4_G4SCALEINFO_H_
+#endif  // IMAGE_G4_INTERNAL_G4SCALEINFO_H_

@@ -1,8 +1,8 @@
 // The constant tables of format conversion: the tone curve and the error shares of
 // the bilevel error diffusion, and the bit expansion of 1-bit rows into 8-bit rows.
 // Internal: Export and its tests read them.
-#ifndef IMAGE_RASTER_EXPORTTABLES_H_
-#define IMAGE_RASTER_EXPORTTABLES_H_
+#ifndef IMAGE_RASTER_INTERNAL_EXPORTTABLES_H_
+#define IMAGE_RASTER_INTERNAL_EXPORTTABLES_H_
 
 #include <cstdint>
 
@@ -40,4 +40,4 @@ extern const ExpansionTable kExpansion;
 
 }  // namespace c2d
 
-#endif  // IMAGE_RASTER_EXPORTTABLES_H_
+#endif  // IMAGE_RASTER_INTERNAL_EXPORTTABLES_H_

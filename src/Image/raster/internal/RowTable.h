@@ -2,8 +2,8 @@
 // pointer per row into a single malloc'd buffer that the image owns unless it is a
 // view of its parent's. The classes share the table's life cycle here and keep
 // their own rules (length tests, padding, palette) in their own code.
-#ifndef IMAGE_RASTER_ROWTABLE_H_
-#define IMAGE_RASTER_ROWTABLE_H_
+#ifndef IMAGE_RASTER_INTERNAL_ROWTABLE_H_
+#define IMAGE_RASTER_INTERNAL_ROWTABLE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 #include "Image/ImgErr.h"
 #include "Image/core/ImgRect.h"
-#include "Image/core/ImgReport.h"
+#include "Image/core/internal/ImgReport.h"
 #include "Image/core/IntRect.h"
 
 namespace c2d {
@@ -144,4 +144,4 @@ template <typename Pixel, typename Adopt>
 
 }  // namespace c2d
 
-#endif  // IMAGE_RASTER_ROWTABLE_H_
+#endif  // IMAGE_RASTER_INTERNAL_ROWTABLE_H_
