@@ -438,11 +438,6 @@ IImg *CImg1::sxfm() { return this; }
 // Operations of other subsystems, not available in this build: each gives no
 // result and changes nothing.
 
-Img1TileIterator *CImg1::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                         CImg1::TileFormat /*format*/) const {
-  return nullptr;
-}
-
 void CImg1::drawArc() {}
 
 void CImg1::drawCircle(int, int, int, const ColorValue *, const ColorValue *) {}
