@@ -1,5 +1,5 @@
 // The HP-RTL row coder and the bilevel and G4 tile iterators. The oracle is the
-// independent reader of RtlDecoder.h, checked first against netpbm's delta writers.
+// independent reader of c2dimg (RtlDecode.h), checked first against netpbm's delta writers.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,12 +8,12 @@
 #include "Image/tile/internal/DeltaRowCoder.h"
 #include "ImgTestSupport.h"
 #include "g4/G4TiledPage.h"
-#include "tile/RtlDecoder.h"
+#include "../../tools/c2dimg/RtlDecode.h"
 
 namespace {
 
 using c2d_test::ImgPtr;
-using rtltest::Bytes;
+using c2dimg::rtl::Bytes;
 using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
 
 Bytes Record(const Bytes &payload) {
@@ -71,7 +71,7 @@ TEST(RtlDecoderTest, ReadsNetpbmDeltaStreams) {
     if (stream.empty()) {
       GTEST_SKIP() << "netpbm is not installed";
     }
-    const rtltest::Decoded decoded = rtltest::DecodeRtl(stream, colour ? 0 : rowBytes, false);
+    const c2dimg::rtl::Decoded decoded = c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
     EXPECT_EQ(decoded.fault, "");
     ASSERT_EQ(decoded.rows.size(), h);
     for (uint32_t y = 0; y < h; ++y) {
@@ -159,7 +159,7 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
     ASSERT_TRUE(Coder::outputRTLForRow({out.data(), static_cast<uint32_t>(out.size()), length},
                                        seed.data(), row.data(), payload.data(), payload.size(),
                                        offset + 1));
-    const auto decoded = rtltest::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
+    const auto decoded = c2dimg::rtl::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
     ASSERT_EQ(decoded.rows.size(), 1u);
     EXPECT_EQ(decoded.rows[0], Bytes(row.begin(), row.end() - 1)) << offset;
   }
@@ -206,7 +206,7 @@ TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
       EXPECT_EQ(vh, bottom ? g.validH : th);
       // Each tile's records follow the running total; its rows are the image's first.
       const unsigned rowBytes = g.tileBytes - (right ? (tw - vw + 7) / 8 : 0);
-      const auto decoded = rtltest::DecodeRtl(Bytes(data + previous, data + length), rowBytes);
+      const auto decoded = c2dimg::rtl::DecodeRtl(Bytes(data + previous, data + length), rowBytes);
       EXPECT_EQ(decoded.fault, "");
       ASSERT_EQ(decoded.rows.size(), vh);
       for (unsigned r = 0; r < vh; ++r) {

@@ -82,6 +82,14 @@ const std::vector<CommandSpec> &Commands() {
        "  --at X,Y          where SRC's top left pixel lands on DST (may be negative)\n"
        "  --alpha A         a constant opacity from 0 to 1 instead of SRC's own alpha\n"
        "  --key RRGGBB      SRC pixels of this colour are left out\n"},
+      {"rtl",
+       {"FILE"},
+       {"output=", "dpi="},
+       "rtl FILE -o OUT.rtl [--dpi N]",
+       "Writes FILE as a complete HP-RTL raster job for a plotter: bilevel pages as\n"
+       "bits with ink set, colour and grey as 24-bit RGB, in delta rows.\n"
+       "  -o, --output OUT  the job to write (any -o OUT.rtl of another command does too)\n"
+       "  --dpi N           the resolution the job asks for; else FILE's own, or 300\n"},
   };
   return kCommands;
 }
@@ -230,8 +238,8 @@ std::string Help(const CommandSpec *command) {
   return Usage(nullptr) +
          "\nLooks at, scales, rotates, mirrors, converts and composites raster pages with\n"
          "the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG, PBM,\n"
-         "PGM and PPM, recognised by their contents; writes the format that the\n"
-         "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm). Bilevel results\n"
+         "PGM, PPM and HP-RTL, recognised by their contents; writes the format that the\n"
+         "extension of OUT names (.png, .tif/.tiff, .pbm, .pgm, .ppm, .rtl). Bilevel results\n"
          "are written black on white.\n\n"
          "'c2dimg COMMAND --help' describes a command.\n\n" +
          kCommonHelp +

@@ -383,8 +383,9 @@ void Composite(const CommandLine &line) {
 
 void RunCommand(const CommandLine &line) {
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
-      {"info", Info},       {"scale", Scale},           {"rotate", Rotate},      {"mirror", Mirror},
-      {"convert", Convert}, {"background", Background}, {"composite", Composite}};
+      {"info", Info},           {"scale", Scale},     {"rotate", Rotate},
+      {"mirror", Mirror},       {"convert", Convert}, {"background", Background},
+      {"composite", Composite}, {"rtl", RtlJob}};
   for (const auto &runner : kRunners) {
     if (std::string(line.command->name) == runner.first) {
       runner.second(line);

@@ -8,6 +8,8 @@ namespace c2dimg {
 
 // Runs line.command. Throws UsageError or FileError (see Failure.h).
 void RunCommand(const CommandLine &line);
+// The rtl command (RtlIO.cpp).
+void RtlJob(const CommandLine &line);
 
 }  // namespace c2dimg
 

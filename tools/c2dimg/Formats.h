@@ -68,6 +68,7 @@ extern const Format kPngFormat;
 extern const Format kPbmFormat;
 extern const Format kPgmFormat;
 extern const Format kPpmFormat;
+extern const Format kRtlFormat;
 
 // Reads FILE by its contents. A FileError for a missing, unreadable, empty, truncated,
 // unsupported or self-contradicting file.

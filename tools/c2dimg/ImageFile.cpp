@@ -17,7 +17,8 @@
 namespace c2dimg {
 namespace {
 
-const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat, &kPgmFormat, &kPpmFormat};
+const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat,
+                                  &kPgmFormat,  &kPpmFormat, &kRtlFormat};
 
 constexpr size_t kHeadBytes = 64;
 
@@ -91,7 +92,7 @@ Picture ReadPicture(const std::string &path, uint32_t page) {
       return picture;
     }
   }
-  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM and PPM)");
+  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM and HP-RTL)");
 }
 
 const Format &OutputFormat(const std::string &path) {
@@ -107,7 +108,7 @@ const Format &OutputFormat(const std::string &path) {
     }
   }
   throw UsageError("cannot tell the format of '" + path +
-                   "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
+                   "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm, .rtl)");
 }
 
 RowKind WritePicture(const Picture &picture, const std::string &path) {

@@ -1,17 +1,20 @@
-// An HP-RTL raster reader for the tile tests, written from the general definition of
-// the format, not from the library's coder: escape sequences are parsed and the
-// device commands skipped; raster rows come raw (mode 0) or as delta rows (mode 3),
-// each delta command a byte whose high 3 bits are the count less 1 and whose low 5
-// bits the offset, 31 going on with bytes added while they are 255.
-#ifndef TESTS_TILE_RTLDECODER_H_
-#define TESTS_TILE_RTLDECODER_H_
+// An HP-RTL raster reader written from the general definition of the format, not
+// from the library's coder, so that c2dimg can show a job again and the tile tests
+// can check the library's streams: escape sequences are parsed and the device
+// commands skipped; raster rows come raw (mode 0) or as delta rows (mode 3), each
+// delta command a byte whose high 3 bits are the count less 1 and whose low 5 bits
+// the offset, 31 going on with bytes added while they are 255.
+#ifndef TOOLS_C2DIMG_RTLDECODE_H_
+#define TOOLS_C2DIMG_RTLDECODE_H_
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace rtltest {
+namespace c2dimg {
+namespace rtl {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -21,6 +24,8 @@ struct Decoded {
   // greedy coder would: empty when it keeps them all.
   std::string fault;
   uint32_t width = 0;   // ESC*r#S, pixels
+  uint32_t height = 0;  // ESC*r#T, rows
+  uint32_t dpi = 0;     // ESC*t#R
   bool colour = false;  // an ESC*v#W configuration was seen
 };
 
@@ -66,11 +71,12 @@ inline std::string DecodeDelta(const uint8_t *p, size_t n, const Bytes &seed, By
 }
 
 // Decodes a stream. rowBytes 0 takes the row size from ESC*r#S (3 bytes a pixel
-// after a configuration, else 1 bit). The seed clears at ESC*r#A and ESC*b#Y, and
+// after a configuration, else 1 bit). Decoding stops with a fault once the rows would
+// pass maxBytes. The seed clears at ESC*r#A and ESC*b#Y, and
 // wherever `clearAt` lists a row index (the start of each tile). Only a `strict`
 // decoding holds delta rows to the greedy coder's rules.
 inline Decoded DecodeRtl(const Bytes &s, size_t rowBytes, bool strict = true,
-                         const std::vector<size_t> &clearAt = {}) {
+                         const std::vector<size_t> &clearAt = {}, size_t maxBytes = SIZE_MAX) {
   Decoded out;
   int mode = 3;  // the tile streams select nothing
   Bytes seed;
@@ -97,7 +103,7 @@ inline Decoded DecodeRtl(const Bytes &s, size_t rowBytes, bool strict = true,
         negative = s[i++] == '-';
       }
       while (i < s.size() && std::isdigit(s[i])) {
-        value = value * 10 + (s[i++] - '0');
+        value = std::min(value * 10 + (s[i++] - '0'), 1L << 40);
       }
       if (negative) {
         value = -value;
@@ -116,8 +122,11 @@ inline Decoded DecodeRtl(const Bytes &s, size_t rowBytes, bool strict = true,
       const uint8_t *data = s.data() + i;
       const size_t n = key == 'W' ? static_cast<size_t>(value) : 0;
       i += n;
-      if (group == '*' && kind == 'r' && key == 'S') {
-        out.width = static_cast<uint32_t>(value);
+      if (group == '*' && kind == 'r' && (key == 'S' || key == 'T')) {
+        (key == 'S' ? out.width : out.height) =
+            static_cast<uint32_t>(std::clamp(value, 0L, 1L << 30));
+      } else if (group == '*' && kind == 't' && key == 'R') {
+        out.dpi = static_cast<uint32_t>(std::clamp(value, 0L, 1L << 20));
       } else if (group == '*' && kind == 'v' && key == 'W') {
         out.colour = true;
       } else if ((group == '*' && kind == 'r' && key == 'A') ||
@@ -130,6 +139,10 @@ inline Decoded DecodeRtl(const Bytes &s, size_t rowBytes, bool strict = true,
           if (c == out.rows.size()) {
             seed.assign(size(), 0);
           }
+        }
+        if ((out.rows.size() + 1) * size() > maxBytes) {
+          out.fault = "the rows need more than " + std::to_string(maxBytes) + " bytes";
+          return out;
         }
         seed.resize(size(), 0);
         Bytes row(size(), 0);
@@ -152,6 +165,7 @@ inline Decoded DecodeRtl(const Bytes &s, size_t rowBytes, bool strict = true,
   return out;
 }
 
-}  // namespace rtltest
+}  // namespace rtl
+}  // namespace c2dimg
 
-#endif  // TESTS_TILE_RTLDECODER_H_
+#endif  // TOOLS_C2DIMG_RTLDECODE_H_
