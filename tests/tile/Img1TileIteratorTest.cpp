@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <random>
 
+#include "../../tools/c2dimg/RtlDecode.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
 #include "ImgTestSupport.h"
 #include "g4/G4TiledPage.h"
-#include "../../tools/c2dimg/RtlDecode.h"
 
 namespace {
 
@@ -71,7 +71,8 @@ TEST(RtlDecoderTest, ReadsNetpbmDeltaStreams) {
     if (stream.empty()) {
       GTEST_SKIP() << "netpbm is not installed";
     }
-    const c2dimg::rtl::Decoded decoded = c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
+    const c2dimg::rtl::Decoded decoded =
+        c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
     EXPECT_EQ(decoded.fault, "");
     ASSERT_EQ(decoded.rows.size(), h);
     for (uint32_t y = 0; y < h; ++y) {
@@ -159,7 +160,8 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
     ASSERT_TRUE(Coder::outputRTLForRow({out.data(), static_cast<uint32_t>(out.size()), length},
                                        seed.data(), row.data(), payload.data(), payload.size(),
                                        offset + 1));
-    const auto decoded = c2dimg::rtl::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
+    const auto decoded =
+        c2dimg::rtl::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
     ASSERT_EQ(decoded.rows.size(), 1u);
     EXPECT_EQ(decoded.rows[0], Bytes(row.begin(), row.end() - 1)) << offset;
   }

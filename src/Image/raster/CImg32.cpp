@@ -457,15 +457,6 @@ bool CImg32::writePPM(const char *path) const {
 
 bool CImg32::readPPM(const char * /*path*/) { return false; }
 
-Img32TileIterator *CImg32::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                           CImg32::TileFormat /*format*/) const {
-  if (!hasData()) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  return nullptr;
-}
-
 // ---------------------------------------------------------------------------
 // Operations of other subsystems, not available in this build: each gives no
 // result and changes nothing.

@@ -482,15 +482,6 @@ bool CImg8::writePPM(const char *path) const {
 
 bool CImg8::readPPM(const char * /*path*/) { return false; }
 
-Img8TileIterator *CImg8::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                         CImg8::TileFormat /*format*/) const {
-  if (!hasData()) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  return nullptr;
-}
-
 // ---------------------------------------------------------------------------
 // Operations of other subsystems, not available in this build: each gives no
 // result and changes nothing.
