@@ -36,6 +36,26 @@ TEST_F(C2dimgTool, GroupFourPageScaledToRtlReadsBackEqual) {
   EXPECT_EQ(Difference(ReadPng(path("job.png")), Page(300, 200)), "");
 }
 
+// Colour and grey pages go as 24-bit RGB and come back unchanged.
+TEST_F(C2dimgTool, ColourPhotoAndGreyThumbnailRoundTripThroughRtl) {
+  Image photo = Colours(97, 41), thumb(24, 18);
+  for (size_t i = 0; i < photo.rgb.size(); ++i) {
+    photo.rgb[i] ^= static_cast<uint32_t>(i * 2654435761u >> 8) & 0x0F0F0F;  // grain
+    thumb.rgb[i % thumb.rgb.size()] = static_cast<uint32_t>(i * 37 % 256) * 0x010101;
+  }
+  for (const Image *image : {&photo, &thumb}) {
+    WritePngFile(path("in.png"), *image, false);
+    ok({"convert", path("in.png"), "-o", path("job.rtl")});
+    const std::string job = Slurp(path("job.rtl"));
+    EXPECT_TRUE(Contains(job, std::string("\x1B*v6W\0\x03\x08\x08\x08\x08", 11) + "\x1B*r" +
+                                  std::to_string(image->w) + "S"));
+    ok({"convert", path("job.rtl"), "-o", path("back.png")});
+    const Image back = ReadPng(path("back.png"));
+    EXPECT_EQ(Difference(back, *image), "");
+    EXPECT_EQ(back.colourType, image == &thumb ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB);
+  }
+}
+
 // One byte a row cannot hold a record: the job fails and leaves nothing behind.
 TEST_F(C2dimgTool, RtlThatDoesNotFitFailsWithoutAFile) {
   WritePbm(path("narrow.pbm"), Page(8, 30), false);

@@ -2,9 +2,11 @@
 // iterator over one tile that covers the image, and read back with c2dimg's own
 // reader (RtlDecode.h) so that a job can be looked at as any other picture.
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Commands.h"
 #include "Failure.h"
@@ -72,7 +74,10 @@ Picture ReadRtl(const InputFile &file, uint32_t page) {
   return picture;
 }
 
-RowKind RtlKind(RowKind) { return RowKind::kBilevel; }
+// Bilevel pages stay bits; every other page goes as 24-bit RGB.
+RowKind RtlKind(RowKind natural) {
+  return natural == RowKind::kBilevel ? RowKind::kBilevel : RowKind::kRgb;
+}
 
 // ESC followed by the text.
 void Command(std::FILE *f, const std::string &text) {
@@ -80,26 +85,61 @@ void Command(std::FILE *f, const std::string &text) {
   std::fputs(text.c_str(), f);
 }
 
+// The library's records for the rows as one tile: data points into the iterator's
+// buffer, which lives as long as this.
+struct Records {
+  std::unique_ptr<IImg> image;
+  std::unique_ptr<Img1TileIterator> bilevel;
+  std::unique_ptr<Img32TileIterator> colour;
+  unsigned char *data = nullptr;
+  unsigned length = 0;
+  bool ok = false;
+};
+
+void CodeRows(Rows &rows, Records &out) {
+  const uint32_t w = rows.width(), h = rows.height();
+  std::vector<uint8_t> bytes(rows.rowBytes() * h);
+  for (uint32_t y = 0; y < h; ++y) {
+    rows.read(y, bytes.data() + y * rows.rowBytes());
+  }
+  unsigned x, y, tw, th, vw, vh, nullValue;
+  if (rows.kind() == RowKind::kBilevel) {
+    // Ink in set bits, as the library's bilevel image holds them.
+    CImg1 *image = CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), kWhite,
+                                 kBlack, IMG_ALIGN_NONE);
+    out.image.reset(image);
+    out.bilevel.reset(image == nullptr ? nullptr : image->getTileIterator(-1, -1, CImg1::HP_RTL));
+    if (out.bilevel != nullptr) {
+      out.bilevel->getNextTile(out.data, out.length, x, y, tw, th, vw, vh, out.ok);
+    }
+    return;
+  }
+  // The coder takes bytes 0, 1 and 2 of each pixel: red, green and blue in RGB order.
+  std::vector<unsigned> pixels(size_t{w} * h);
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    const uint8_t *p = &bytes[i * 3];
+    pixels[i] = p[0] | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16;
+  }
+  CImg32 *image = pixels.size() > UINT32_MAX / 4
+                      ? nullptr
+                      : CImg32::create(w, h, pixels.data(),
+                                       static_cast<unsigned>(pixels.size() * 4), RGB_ORDER_RGB);
+  out.image.reset(image);
+  out.colour.reset(image == nullptr ? nullptr : image->getTileIterator(-1, -1, CImg32::HP_RTL));
+  if (out.colour != nullptr) {
+    out.colour->getNextTile(out.data, out.length, nullValue, x, y, tw, th, vw, vh, out.ok);
+  }
+}
+
 void WriteRtl(Rows &rows, const Picture &picture, OutputFile &out) {
   const uint32_t w = rows.width(), h = rows.height();
-  // The rows, ink in set bits, as the library's bilevel image.
-  std::vector<uint8_t> bits(rows.rowBytes() * h);
-  for (uint32_t y = 0; y < h; ++y) {
-    rows.read(y, bits.data() + y * rows.rowBytes());
-  }
-  const std::unique_ptr<CImg1> image(CImg1::create(
-      w, h, bits.data(), static_cast<unsigned>(bits.size()), kWhite, kBlack, IMG_ALIGN_NONE));
-  const std::unique_ptr<Img1TileIterator> tiles(
-      image == nullptr ? nullptr : image->getTileIterator(-1, -1, CImg1::HP_RTL));
-  if (tiles == nullptr) {
+  Records records;
+  CodeRows(rows, records);
+  if (records.bilevel == nullptr && records.colour == nullptr) {
     throw FileError(out.path(), "the library cannot code " + std::to_string(w) + " x " +
                                     std::to_string(h) + " pixels as HP-RTL");
   }
-  unsigned char *data = nullptr;
-  unsigned length = 0, x, y, tw, th, vw, vh;
-  bool ok = false;
-  tiles->getNextTile(data, length, x, y, tw, th, vw, vh, ok);
-  if (!ok) {
+  if (!records.ok) {
     throw FileError(out.path(),
                     "the HP-RTL rows do not fit the library's tile buffer (the image codes "
                     "larger than its own pixels)");
@@ -108,11 +148,17 @@ void WriteRtl(Rows &rows, const Picture &picture, OutputFile &out) {
   std::FILE *f = out.stream();
   Command(f, "E");
   Command(f, "*t" + std::to_string(std::lround(dpi)) + "R");
+  if (records.colour != nullptr) {
+    // Configure image data: RGB, direct by pixel, 8 bits an index and a primary.
+    Command(f, "*v6W");
+    const unsigned char configuration[6] = {0, 3, 8, 8, 8, 8};
+    std::fwrite(configuration, 1, sizeof configuration, f);
+  }
   Command(f, "*r" + std::to_string(w) + "S");
   Command(f, "*r" + std::to_string(h) + "T");
   Command(f, "*r1A");
   Command(f, "*b3M");
-  std::fwrite(data, 1, length, f);
+  std::fwrite(records.data, 1, records.length, f);
   Command(f, "*rC");
   Command(f, "E");
 }
