@@ -151,7 +151,8 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
   EXPECT_EQ(code + k + hasFinal + fin, 0u);
 }
 
-// The scratch of 512 bytes holds offsets up to 128,295; a longer one grows it.
+// The scratch of 512 bytes holds commands with offsets up to 128,295; a longer one
+// grows it. Rows build their commands in the payload and need no scratch.
 TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
   for (const unsigned offset : {128295u, 128296u, 200000u}) {
     Bytes seed(offset + 2, 0), row = seed, payload(3 * seed.size()), out(payload.size());
@@ -164,6 +165,10 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
         c2dimg::rtl::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
     ASSERT_EQ(decoded.rows.size(), 1u);
     EXPECT_EQ(decoded.rows[0], Bytes(row.begin(), row.end() - 1)) << offset;
+    // The command built on its own is the record's payload.
+    char *command = nullptr;
+    const uint64_t n = Coder::createRTLCommandFromDeltas(row.data(), 0, offset, 1, command);
+    EXPECT_EQ(Bytes(command, command + n), Bytes(out.begin() + length - n, out.begin() + length));
   }
 }
 

@@ -12,6 +12,13 @@
 #include "Image/core/FreeDeleter.h"
 #include "Image/scale/TableAlloc.h"
 
+// Word-at-a-time scans find the first byte of a difference by its lowest bits.
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define C2D_TILE_LITTLE_ENDIAN 1
+#else
+#define C2D_TILE_LITTLE_ENDIAN 0
+#endif
+
 namespace c2d {
 
 // Where a tile's records go: the iterator's buffer, its capacity and its running
@@ -35,6 +42,14 @@ class DeltaRowCoder {
   // at kMaxRun.
   static uint32_t countDeltas(const unsigned char *seedRow, const unsigned char *currentRow,
                               unsigned start, unsigned rowBytes) {
+#if C2D_TILE_LITTLE_ENDIAN
+    if (start < rowBytes && rowBytes - start >= kMaxRun) {
+      // The first zero byte of the difference: the lowest flagged one is exact.
+      const uint64_t d = Load8(seedRow + start) ^ Load8(currentRow + start);
+      const uint64_t zero = (d - 0x0101010101010101u) & ~d & 0x8080808080808080u;
+      return zero == 0 ? kMaxRun : static_cast<uint32_t>(__builtin_ctzll(zero) / 8);
+    }
+#endif
     uint32_t n = 0;
     while (n < kMaxRun && start + n < rowBytes && seedRow[start + n] != currentRow[start + n]) {
       ++n;
@@ -102,8 +117,8 @@ class DeltaRowCoder {
 
   // Appends one row record to `out`. False when a limit was hit: a command that
   // would bring the payload to payloadCapacity, a header or payload that would
-  // bring the output to its capacity (a header already copied stays), an offset
-  // past INT_MAX or a scratch that cannot grow.
+  // bring the output to its capacity (a header already copied stays), or an offset
+  // past INT_MAX.
   static bool outputRTLForRow(RtlOutput out, const unsigned char *seedRow,
                               unsigned char *currentRow, unsigned char *payloadScratch,
                               uint64_t payloadCapacity, unsigned int rowBytes) {
@@ -113,16 +128,31 @@ class DeltaRowCoder {
     while (position < rowBytes) {
       const uint32_t run = countDeltas(seedRow, currentRow, position, rowBytes);
       if (run != 0) {
-        if (position - previousEnd > static_cast<uint32_t>(INT_MAX)) {
+        const uint32_t offset = position - previousEnd;
+        if (offset > static_cast<uint32_t>(INT_MAX)) {
           return false;
         }
-        char *command = nullptr;
-        const uint64_t length =
-            createRTLCommandFromDeltas(currentRow, previousEnd, position, run, command);
-        if (length == 0 || payloadLength + length >= payloadCapacity) {
+        // The command createRTLCommandFromDeltas would build, written straight into
+        // the payload: no scratch to fill and copy for every run.
+        unsigned char code = 0;
+        uint64_t k = 0;
+        bool hasFinal = false;
+        unsigned char finalByte = 0;
+        calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
+        const uint64_t length = 1 + k + (hasFinal ? 1 : 0) + run;
+        if (payloadLength + length >= payloadCapacity) {
           return false;
         }
-        std::memcpy(payloadScratch + payloadLength, command, length);
+        unsigned char *command = payloadScratch + payloadLength;
+        *command++ = static_cast<unsigned char>(kRunBits[run] | code);
+        std::memset(command, 0xFF, k);
+        command += k;
+        if (hasFinal) {
+          *command++ = finalByte;
+        }
+        for (uint32_t i = 0; i < run; ++i) {
+          command[i] = currentRow[position + i];
+        }
         payloadLength += length;
         position += run;
         previousEnd = position;
@@ -206,19 +236,32 @@ class DeltaRowCoder {
     }
   };
 
-  // The first position from `position` on where the rows differ, or rowBytes; eight
-  // bytes at a time while they last.
+  static uint64_t Load8(const unsigned char *p) {
+    uint64_t v = 0;
+    std::memcpy(&v, p, 8);
+    return v;
+  }
+
+  // The first position from `position` on where the rows differ, or rowBytes: eight
+  // bytes at a time, and past the first 32 equal ones by the C library's compare of
+  // 64 at a time, since most gaps are short and some are whole rows.
   static uint32_t SkipEqual(const unsigned char *a, const unsigned char *b, uint32_t position,
                             uint32_t rowBytes) {
-    while (rowBytes - position >= 8) {
-      uint64_t x = 0;
-      uint64_t y = 0;
-      std::memcpy(&x, a + position, 8);
-      std::memcpy(&y, b + position, 8);
-      if (x != y) {
+    for (uint32_t steps = 1; rowBytes - position >= 8; ++steps) {
+      const uint64_t d = Load8(a + position) ^ Load8(b + position);
+      if (d != 0) {
+#if C2D_TILE_LITTLE_ENDIAN
+        return position + static_cast<uint32_t>(__builtin_ctzll(d) / 8);
+#else
         break;
+#endif
       }
       position += 8;
+      if (steps == 4) {
+        while (rowBytes - position >= 64 && std::memcmp(a + position, b + position, 64) == 0) {
+          position += 64;
+        }
+      }
     }
     while (position < rowBytes && a[position] == b[position]) {
       ++position;
