@@ -3,6 +3,8 @@
 
 #include <new>
 
+#include "Image/tile/internal/TileWalk.h"
+
 Img1G4TileIterator *CImg1G4::getTileIterator() { return Img1G4TileIterator::createIterator(this); }
 
 Img1G4TileIterator::Img1G4TileIterator()
@@ -52,27 +54,15 @@ bool Img1G4TileIterator::getNextTile(unsigned char *&data, unsigned int &length,
                                      unsigned int &y, unsigned int &tileWidthOut,
                                      unsigned int &tileHeightOut, unsigned int &validWidth,
                                      unsigned int &validHeight) {
-  if (currentTileRow == heightInTiles) {
+  if (!c2d::TileWalk::Begin(*this)) {
     return false;
   }
   currentTile = image->getTile(currentTileRow, currentTileColumn);
-  atBottomEdge = currentTileRow + 1 == heightInTiles;
-  atRightEdge = currentTileColumn + 1 == widthInTiles;
   // getTile answers null only outside the grid, which the walk never leaves.
   tileX = currentTile == nullptr ? 0 : currentTile->getXOffset();
   tileY = currentTile == nullptr ? 0 : currentTile->getYOffset();
-  ++currentTileColumn;
-  if (atRightEdge) {
-    ++currentTileRow;
-    currentTileColumn = 0;
-  }
   data = currentTile == nullptr ? nullptr : currentTile->getData();
   length = currentTile == nullptr ? 0 : currentTile->getByteCount();
-  x = tileX;
-  y = tileY;
-  tileWidthOut = tileWidth;
-  tileHeightOut = tileHeight;
-  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
-  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
+  c2d::TileWalk::Finish(*this, x, y, tileWidthOut, tileHeightOut, validWidth, validHeight);
   return true;
 }

@@ -8,6 +8,10 @@
 #include "Image/core/ImgExport.h"
 #include "Image/g4/CImg1G4.h"
 
+namespace c2d {
+struct TileWalk;
+}  // namespace c2d
+
 class C2D_EXPORT Img1G4TileIterator {
  public:
   Img1G4TileIterator(const Img1G4TileIterator &) = default;
@@ -25,6 +29,7 @@ class C2D_EXPORT Img1G4TileIterator {
 
  private:
   friend class CImg1G4;
+  friend struct c2d::TileWalk;
 
   Img1G4TileIterator();
 

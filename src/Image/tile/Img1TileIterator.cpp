@@ -8,6 +8,7 @@
 
 #include "Image/core/ImgSize.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
+#include "Image/tile/internal/TileWalk.h"
 
 namespace {
 using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
@@ -100,11 +101,9 @@ bool Img1TileIterator::getNextTile(unsigned char *&data, unsigned int &length, u
                                    unsigned int &tileHeightOut, unsigned int &validWidth,
                                    unsigned int &validHeight, bool &ok) {
   ok = false;
-  if (currentTileRow == heightInTiles) {
+  if (!c2d::TileWalk::Begin(*this)) {
     return false;
   }
-  atBottomEdge = currentTileRow + 1 == heightInTiles;
-  atRightEdge = currentTileColumn + 1 == widthInTiles;
   tileX = currentTileColumn * tileWidth;
   tileY = currentTileRow * tileHeight;
   switch (format) {
@@ -121,19 +120,9 @@ bool Img1TileIterator::getNextTile(unsigned char *&data, unsigned int &length, u
       ok = tileGROUP4();
       break;
   }
-  ++currentTileColumn;
-  if (atRightEdge) {
-    ++currentTileRow;
-    currentTileColumn = 0;
-  }
   data = outputBuffer;
   length = outputLength;
-  x = tileX;
-  y = tileY;
-  tileWidthOut = tileWidth;
-  tileHeightOut = tileHeight;
-  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
-  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
+  c2d::TileWalk::Finish(*this, x, y, tileWidthOut, tileHeightOut, validWidth, validHeight);
   return true;
 }
 

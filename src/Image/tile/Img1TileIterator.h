@@ -8,6 +8,10 @@
 #include "Image/core/ImgExport.h"
 #include "Image/raster/CImg1.h"
 
+namespace c2d {
+struct TileWalk;
+}  // namespace c2d
+
 class C2D_EXPORT Img1TileIterator {
  public:
   // Member by member: a copy shares the output buffer and nullRow with its source,
@@ -32,6 +36,7 @@ class C2D_EXPORT Img1TileIterator {
 
  private:
   friend class CImg1;
+  friend struct c2d::TileWalk;
 
   Img1TileIterator();
 

@@ -9,6 +9,7 @@
 #include "Image/core/ImgReport.h"
 #include "Image/core/ImgSize.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
+#include "Image/tile/internal/TileWalk.h"
 
 namespace {
 using Coder = c2d::DeltaRowCoder<Img32TileIterator>;
@@ -148,13 +149,11 @@ bool Img32TileIterator::getNextTile(unsigned char *&data, unsigned int &length,
                                     unsigned int &tileWidthOut, unsigned int &tileHeightOut,
                                     unsigned int &validWidth, unsigned int &validHeight, bool &ok) {
   ok = true;
-  if (currentTileRow == heightInTiles) {
+  if (!c2d::TileWalk::Begin(*this)) {
     return false;
   }
   tileX = currentTileColumn * tileWidth;
   tileY = currentTileRow * tileHeight;
-  atBottomEdge = currentTileRow + 1 == heightInTiles;
-  atRightEdge = currentTileColumn + 1 == widthInTiles;
   if (outputBuffer == nullptr) {
     ok = false;  // removeData took the buffer: nothing to write into
   } else {
@@ -173,20 +172,10 @@ bool Img32TileIterator::getNextTile(unsigned char *&data, unsigned int &length,
         break;
     }
   }
-  ++currentTileColumn;
-  if (atRightEdge) {
-    ++currentTileRow;
-    currentTileColumn = 0;
-  }
   data = outputBuffer;
   length = outputLength;
   nullValueOut = nullValue;
-  x = tileX;
-  y = tileY;
-  tileWidthOut = tileWidth;
-  tileHeightOut = tileHeight;
-  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
-  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
+  c2d::TileWalk::Finish(*this, x, y, tileWidthOut, tileHeightOut, validWidth, validHeight);
   return ok;
 }
 

@@ -9,6 +9,10 @@
 #include "Image/core/ImgExport.h"
 #include "Image/raster/CImg32.h"
 
+namespace c2d {
+struct TileWalk;
+}  // namespace c2d
+
 class C2D_EXPORT Img32TileIterator {
  public:
   // Member by member: a copy shares the output buffer and nullRow with its source,
@@ -53,6 +57,7 @@ class C2D_EXPORT Img32TileIterator {
 
  private:
   friend class CImg32;
+  friend struct c2d::TileWalk;
 
   Img32TileIterator();
 
