@@ -3,6 +3,9 @@
 //
 //   HpRtl       an Img1TileIterator over one tile covering the drawing: creation, the
 //               clearing of its buffer and the delta rows of every row
+//   HpRtlBlank  the same on a blank sheet of the same size: what every coding pays
+//               before its first command (the buffer, cleared on an edge tile, and
+//               one empty record a row)
 //   RowMemcmp   a plain memcmp of each row against the one before it, the floor
 //               that any delta coder has to pay; taken in 64-byte pieces, since a
 //               coder reads the whole row while memcmp stops at the first difference
@@ -11,6 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "BenchDrawing.h"
 
@@ -22,8 +26,7 @@ void SetRate(benchmark::State &state, const CImg1 &image) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * image.getTotalBytes());
 }
 
-void BM_HpRtl(benchmark::State &state) {
-  const CImg1 &image = DrawingImage();
+void Code(benchmark::State &state, const CImg1 &image) {
   unsigned length = 0;
   for (auto _ : state) {
     std::unique_ptr<Img1TileIterator> it(image.getTileIterator(-1, -1, CImg1::HP_RTL));
@@ -39,6 +42,18 @@ void BM_HpRtl(benchmark::State &state) {
   }
   state.counters["coded_MB"] = length / 1e6;
   SetRate(state, image);
+}
+
+void BM_HpRtl(benchmark::State &state) { Code(state, DrawingImage()); }
+
+void BM_HpRtlBlank(benchmark::State &state) {
+  static const std::unique_ptr<CImg1> blank = [] {
+    std::vector<uint8_t> bits(size_t{kWidth / 8} * kHeight, 0);
+    return std::unique_ptr<CImg1>(CImg1::create(kWidth, kHeight, bits.data(),
+                                                static_cast<unsigned>(bits.size()), 0xFFFFFFu,
+                                                0xFF000000u, IMG_ALIGN_NONE));
+  }();
+  Code(state, *blank);
 }
 
 constexpr size_t kPiece = 64;
@@ -62,6 +77,7 @@ void BM_RowMemcmp(benchmark::State &state) {
 }
 
 BENCHMARK(BM_HpRtl)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_HpRtlBlank)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RowMemcmp)->Unit(benchmark::kMillisecond);
 
 }  // namespace

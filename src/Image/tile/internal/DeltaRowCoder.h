@@ -134,20 +134,22 @@ class DeltaRowCoder {
         }
         // The command createRTLCommandFromDeltas would build, written straight into
         // the payload: no scratch to fill and copy for every run.
-        unsigned char code = 0;
+        unsigned char code = static_cast<unsigned char>(offset);
         uint64_t k = 0;
         bool hasFinal = false;
         unsigned char finalByte = 0;
-        calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
+        if (offset >= 31) {
+          calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
+        }
         const uint64_t length = 1 + k + (hasFinal ? 1 : 0) + run;
         if (payloadLength + length >= payloadCapacity) {
           return false;
         }
         unsigned char *command = payloadScratch + payloadLength;
         *command++ = static_cast<unsigned char>(kRunBits[run] | code);
-        std::memset(command, 0xFF, k);
-        command += k;
         if (hasFinal) {
+          std::memset(command, 0xFF, k);
+          command += k;
           *command++ = finalByte;
         }
         for (uint32_t i = 0; i < run; ++i) {
@@ -156,7 +158,9 @@ class DeltaRowCoder {
         payloadLength += length;
         position += run;
         previousEnd = position;
-        continue;
+        if (run == kMaxRun) {
+          continue;  // the next byte may differ too
+        }
       }
       position = SkipEqual(seedRow, currentRow, position, rowBytes);
     }
