@@ -33,6 +33,10 @@
 #include "Image/scale/GreyMapping.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/Rothstein.h"
+#include "Image/tile/Img1G4TileIterator.h"
+#include "Image/tile/Img1TileIterator.h"
+#include "Image/tile/Img32TileIterator.h"
+#include "Image/tile/Img8TileIterator.h"
 #include "util2d/ColorMap.h"
 #include "util2d/utl_endian.h"
 

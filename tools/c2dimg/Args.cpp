@@ -98,6 +98,14 @@ const std::vector<CommandSpec> &Commands() {
        {"output=", "rect=*", "circle=*", "line=*", "stroke=*", "fill=*"},
        kDrawSynopsis,
        kDrawHelp},
+      {"rtl",
+       {"FILE"},
+       {"output=", "dpi="},
+       "rtl FILE -o OUT.rtl [--dpi N]",
+       "Writes FILE as a complete HP-RTL raster job for a plotter: bilevel pages as\n"
+       "bits with ink set, colour and grey as 24-bit RGB, in delta rows.\n"
+       "  -o, --output OUT  the job to write (any -o OUT.rtl of another command does too)\n"
+       "  --dpi N           the resolution the job asks for; else FILE's own, or 300\n"},
   };
   return kCommands;
 }
@@ -256,10 +264,10 @@ std::string Help(const CommandSpec *command) {
   return Usage(nullptr) +
          "\nLooks at, scales, rotates, mirrors, converts, composites and marks up raster\n"
          "pages with the Core2DImage library. Reads TIFF (Group 4 pages stay compressed), PNG,\n"
-         "PBM, PGM, PPM, PDF (pages rendered on demand at 200 dpi) and EMF, recognised by\n"
-         "their contents; writes the format that the extension of OUT names (.png,\n"
-         ".tif/.tiff, .pbm, .pgm, .ppm). Pages are shown as stored: a negative stays a\n"
-         "negative, whatever its storage.\n\n"
+         "PBM, PGM, PPM, HP-RTL, PDF (pages rendered on demand at 200 dpi) and EMF,\n"
+         "recognised by their contents; writes the format that the extension of OUT names\n"
+         "(.png, .tif/.tiff, .pbm, .pgm, .ppm, .rtl). Pages are shown as stored: a negative\n"
+         "stays a negative, whatever its storage.\n\n"
          "'c2dimg COMMAND --help' describes a command.\n\n" +
          kCommonHelp +
          "\nExit status: 0 on success, 1 for bad arguments, 2 when a file cannot be read\n"

@@ -400,7 +400,7 @@ void RunCommand(const CommandLine &line) {
   static const std::pair<const char *, void (*)(const CommandLine &)> kRunners[] = {
       {"info", Info},           {"scale", Scale},     {"rotate", Rotate},
       {"mirror", Mirror},       {"convert", Convert}, {"background", Background},
-      {"composite", Composite}, {"draw", Draw}};
+      {"composite", Composite}, {"draw", Draw},       {"rtl", RtlJob}};
   for (const auto &runner : kRunners) {
     if (std::string(line.command->name) == runner.first) {
       runner.second(line);

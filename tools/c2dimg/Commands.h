@@ -11,6 +11,8 @@ namespace c2dimg {
 
 // Runs line.command. Throws UsageError or FileError (see Failure.h).
 void RunCommand(const CommandLine &line);
+// The rtl command (RtlIO.cpp).
+void RtlJob(const CommandLine &line);
 
 // Writes the picture to OUT and, unless quiet, says what was written.
 void Write(const Picture &picture, const std::string &path, const CommandLine &line);

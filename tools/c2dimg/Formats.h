@@ -69,6 +69,7 @@ extern const Format kPbmFormat;
 extern const Format kPgmFormat;
 extern const Format kPpmFormat;
 extern const Format kEmfFormat;
+extern const Format kRtlFormat;
 
 // Reads FILE by its contents. A FileError for a missing, unreadable, empty, truncated,
 // unsupported or self-contradicting file. A rendered document (a PDF page or a

@@ -21,7 +21,7 @@ namespace c2dimg {
 namespace {
 
 const Format *const kFormats[] = {&kTiffFormat, &kPngFormat, &kPbmFormat,
-                                  &kPgmFormat,  &kPpmFormat, &kPdfFormat, &kEmfFormat};
+                                  &kPgmFormat,  &kPpmFormat, &kRtlFormat, &kPdfFormat, &kEmfFormat};
 
 constexpr size_t kHeadBytes = 64;
 
@@ -101,7 +101,8 @@ Picture ReadPicture(const std::string &path, uint32_t page, bool keepDocument) {
       return picture;
     }
   }
-  throw FileError(path, "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM, PDF and EMF)");
+  throw FileError(path,
+                  "unsupported format (c2dimg reads TIFF, PNG, PBM, PGM, PPM, HP-RTL, PDF and EMF)");
 }
 
 const Format &OutputFormat(const std::string &path) {
@@ -119,11 +120,11 @@ const Format &OutputFormat(const std::string &path) {
     }
   }
   if (!chosen.empty()) {
-    throw UsageError("--format takes png, tif, tiff, pbm, pgm or ppm, not '" + chosen + "'");
+    throw UsageError("--format takes png, tif, tiff, pbm, pgm, ppm or rtl, not '" + chosen + "'");
   }
   throw UsageError(path == "-" ? "writing to standard output needs --format"
                                : "cannot tell the format of '" + path +
-                                     "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm)");
+                                     "' from its extension (.png, .tif, .tiff, .pbm, .pgm, .ppm, .rtl)");
 }
 
 RowKind WritePicture(const Picture &picture, const std::string &path) {

@@ -415,8 +415,3 @@ unsigned char *CImg1G4::ownData() { return nullptr; }
 
 void CImg1G4::SendIncompleteStatus(int /*status*/) {}
 
-// ---------------------------------------------------------------------------
-// Operations of other subsystems, not available in this build: each gives no
-// result and changes nothing.
-
-Img1G4TileIterator *CImg1G4::getTileIterator() { return nullptr; }

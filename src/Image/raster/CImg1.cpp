@@ -441,12 +441,3 @@ IImg *CImg1::applyFilter() { return this; }
 bool CImg1::stream(void * /*sink*/) { return false; }
 
 IImg *CImg1::sxfm() { return this; }
-
-// ---------------------------------------------------------------------------
-// Operations of other subsystems, not available in this build: each gives no
-// result and changes nothing.
-
-Img1TileIterator *CImg1::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                         CImg1::TileFormat /*format*/) const {
-  return nullptr;
-}

@@ -156,6 +156,8 @@ class C2D_EXPORT CImg1 : public CImg {
  protected:
   // The conversion paths read and write pixels and header fields directly.
   friend class Export;
+  // The tile iterator reads the rows and checks the header.
+  friend class Img1TileIterator;
 
   CImg1();
 

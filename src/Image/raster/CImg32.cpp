@@ -479,12 +479,3 @@ bool CImg32::writePPM(const char *path) const {
 }
 
 bool CImg32::readPPM(const char * /*path*/) { return false; }
-
-Img32TileIterator *CImg32::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                           CImg32::TileFormat /*format*/) const {
-  if (!hasData()) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  return nullptr;
-}

@@ -481,12 +481,3 @@ bool CImg8::writePPM(const char *path) const {
 }
 
 bool CImg8::readPPM(const char * /*path*/) { return false; }
-
-Img8TileIterator *CImg8::getTileIterator(int /*tileWidth*/, int /*tileHeight*/,
-                                         CImg8::TileFormat /*format*/) const {
-  if (!hasData()) {
-    Report(IMG_FAIL);
-    return nullptr;
-  }
-  return nullptr;
-}

@@ -1,0 +1,306 @@
+// The HP-RTL delta row coder shared by the bilevel and true-colour tile iterators.
+// Internal: each iterator class forwards its private coding members here, and the
+// template keyed by that class gives each class a command scratch of its own.
+#ifndef IMAGE_TILE_INTERNAL_DELTAROWCODER_H_
+#define IMAGE_TILE_INTERNAL_DELTAROWCODER_H_
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "Image/core/internal/FreeDeleter.h"
+#include "Image/scale/internal/TableAlloc.h"
+
+// Word-at-a-time scans find the first byte of a difference by its lowest bits.
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define C2D_TILE_LITTLE_ENDIAN 1
+#else
+#define C2D_TILE_LITTLE_ENDIAN 0
+#endif
+
+namespace c2d {
+
+// Where a tile's records go: the iterator's buffer, its capacity and its running
+// length, which only the iterator's construction clears.
+struct RtlOutput {
+  unsigned char *buffer;
+  uint32_t capacity;
+  uint32_t &length;
+};
+
+template <typename Owner>
+class DeltaRowCoder {
+ public:
+  // Bits 7 to 5 of a command byte, by run length (index 0 is never a run).
+  static constexpr unsigned char kRunBits[9] = {0x00, 0x00, 0x20, 0x40, 0x60,
+                                                0x80, 0xA0, 0xC0, 0xE0};
+  // The longest run one command replaces.
+  static constexpr uint32_t kMaxRun = 8;
+
+  // Differing bytes from `start`, stopping at the first equal byte, at rowBytes or
+  // at kMaxRun.
+  static uint32_t countDeltas(const unsigned char *seedRow, const unsigned char *currentRow,
+                              unsigned start, unsigned rowBytes) {
+#if C2D_TILE_LITTLE_ENDIAN
+    if (start < rowBytes && rowBytes - start >= kMaxRun) {
+      // The first zero byte of the difference: the lowest flagged one is exact.
+      const uint64_t d = Load8(seedRow + start) ^ Load8(currentRow + start);
+      const uint64_t zero = (d - 0x0101010101010101u) & ~d & 0x8080808080808080u;
+      return zero == 0 ? kMaxRun : static_cast<uint32_t>(__builtin_ctzll(zero) / 8);
+    }
+#endif
+    uint32_t n = 0;
+    while (n < kMaxRun && start + n < rowBytes && seedRow[start + n] != currentRow[start + n]) {
+      ++n;
+    }
+    return n;
+  }
+
+  // Offsets under 31 fit the command byte; longer ones take the code 31, k bytes of
+  // 0xFF and a final byte that is never 0xFF. A negative offset leaves all at zero.
+  static void calculateOffsetCodes(int offset, unsigned char &offsetCode, uint64_t &ffCount,
+                                   bool &hasFinal, unsigned char &finalByte) {
+    offsetCode = 0;
+    ffCount = 0;
+    hasFinal = false;
+    finalByte = 0;
+    if (offset < 0) {
+      return;
+    }
+    if (offset < 31) {
+      offsetCode = static_cast<unsigned char>(offset);
+      return;
+    }
+    offsetCode = 31;
+    hasFinal = true;
+    if (offset >= 286) {
+      ffCount = static_cast<uint64_t>(offset - 286) / 255 + 1;
+    }
+    finalByte = static_cast<unsigned char>(static_cast<uint64_t>(offset) - 31 - 255 * ffCount);
+  }
+
+  // Builds one command for the run of runLength bytes at `position` and points
+  // `command` at it; its length is the result, 0 when the scratch cannot be grown
+  // to hold it. The command stays good until the next call.
+  static uint64_t createRTLCommandFromDeltas(unsigned char *currentRow, unsigned previousEnd,
+                                             unsigned position, unsigned runLength,
+                                             char *&command) {
+    unsigned char code = 0;
+    uint64_t k = 0;
+    bool hasFinal = false;
+    unsigned char finalByte = 0;
+    calculateOffsetCodes(static_cast<int>(position - previousEnd), code, k, hasFinal, finalByte);
+    const uint64_t length = 1 + k + (hasFinal ? 1 : 0) + runLength;
+    Scratch &s = scratch_;
+    if (length > s.capacity && !s.Grow(length)) {
+      command = reinterpret_cast<char *>(s.bytes);
+      return 0;
+    }
+    // The bytes after the first read as zero outside the command, as if the whole
+    // scratch were cleared: only the stretch the last command left behind needs it.
+    if (s.used > length) {
+      std::memset(s.bytes + length, 0, s.used - length);
+    }
+    s.used = length;
+    unsigned char *out = s.bytes;
+    *out++ = static_cast<unsigned char>(kRunBits[runLength] | code);
+    std::memset(out, 0xFF, k);
+    out += k;
+    if (hasFinal) {
+      *out++ = finalByte;
+    }
+    std::memcpy(out, currentRow + position, runLength);
+    command = reinterpret_cast<char *>(s.bytes);
+    return length;
+  }
+
+  // Appends one row record to `out`. False when a limit was hit: a command that
+  // would bring the payload to payloadCapacity, a header or payload that would
+  // bring the output to its capacity (a header already copied stays), or an offset
+  // past INT_MAX.
+  static bool outputRTLForRow(RtlOutput out, const unsigned char *seedRow,
+                              unsigned char *currentRow, unsigned char *payloadScratch,
+                              uint64_t payloadCapacity, unsigned int rowBytes) {
+    uint32_t position = 0;
+    uint32_t previousEnd = 0;
+    uint64_t payloadLength = 0;
+    while (position < rowBytes) {
+      const uint32_t run = countDeltas(seedRow, currentRow, position, rowBytes);
+      if (run != 0) {
+        const uint32_t offset = position - previousEnd;
+        if (offset > static_cast<uint32_t>(INT_MAX)) {
+          return false;
+        }
+        // The command createRTLCommandFromDeltas would build, written straight into
+        // the payload: no scratch to fill and copy for every run.
+        unsigned char code = static_cast<unsigned char>(offset);
+        uint64_t k = 0;
+        bool hasFinal = false;
+        unsigned char finalByte = 0;
+        if (offset >= 31) {
+          calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
+        }
+        const uint64_t length = 1 + k + (hasFinal ? 1 : 0) + run;
+        if (payloadLength + length >= payloadCapacity) {
+          return false;
+        }
+        unsigned char *command = payloadScratch + payloadLength;
+        *command++ = static_cast<unsigned char>(kRunBits[run] | code);
+        if (hasFinal) {
+          std::memset(command, 0xFF, k);
+          command += k;
+          *command++ = finalByte;
+        }
+        for (uint32_t i = 0; i < run; ++i) {
+          command[i] = currentRow[position + i];
+        }
+        payloadLength += length;
+        position += run;
+        previousEnd = position;
+        if (run == kMaxRun) {
+          continue;  // the next byte may differ too
+        }
+      }
+      position = SkipEqual(seedRow, currentRow, position, rowBytes);
+    }
+    char header[16];
+    const uint32_t headerLength =
+        FormatHeader(static_cast<int32_t>(static_cast<uint32_t>(payloadLength)), header);
+    if (uint64_t{out.length} + headerLength >= out.capacity) {
+      return false;
+    }
+    std::memcpy(out.buffer + out.length, header, headerLength);
+    out.length += headerLength;
+    if (out.length + payloadLength >= out.capacity) {
+      return false;  // the header stays: the record is left half written
+    }
+    std::memcpy(out.buffer + out.length, payloadScratch, payloadLength);
+    out.length += static_cast<uint32_t>(payloadLength);
+    return true;
+  }
+
+  // Codes `rows` rows of one tile against a seed that starts all zero. fetch(i,
+  // spare) gives row i's bytes, either in place or packed into `spare` (tileBytes
+  // zeroed bytes, of which it sets the same ones every row); rowBytes of each are
+  // compared. The seed is the previous row itself rather than a copy of it. False
+  // at the first failing row, or when the scratch cannot be allocated.
+  template <typename Fetch>
+  static bool codeTile(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
+                       bool clearOutput, Fetch fetch) {
+    if (clearOutput) {
+      std::memset(out.buffer, 0, out.capacity);
+    }
+    const uint64_t payloadCapacity = uint64_t{tileBytes} * 3;
+    MallocArray<unsigned char> seed(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
+    MallocArray<unsigned char> spare(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
+    MallocArray<unsigned char> payload(
+        payloadCapacity > SIZE_MAX
+            ? nullptr
+            : static_cast<unsigned char *>(TableCalloc(static_cast<size_t>(payloadCapacity), 1)));
+    if (seed == nullptr || spare == nullptr || payload == nullptr) {
+      return false;
+    }
+    const unsigned char *seedRow = seed.get();
+    for (uint32_t i = 0; i < rows; ++i) {
+      // A packed row goes into whichever buffer the seed is not.
+      unsigned char *into = seedRow == spare.get() ? seed.get() : spare.get();
+      unsigned char *row = fetch(i, into);
+      if (!outputRTLForRow(out, seedRow, row, payload.get(), payloadCapacity, rowBytes)) {
+        return false;
+      }
+      seedRow = row;
+    }
+    return true;
+  }
+
+ private:
+  struct Scratch {
+    // 512 bytes hold any command up to an offset of 128,295; wider rows grow it.
+    unsigned char fixed[512] = {};
+    MallocArray<unsigned char> grown;
+    unsigned char *bytes = fixed;
+    uint64_t capacity = sizeof fixed;
+    uint64_t used = 0;
+
+    bool Grow(uint64_t need) {
+      if (need > SIZE_MAX) {
+        return false;
+      }
+      MallocArray<unsigned char> more(
+          static_cast<unsigned char *>(TableCalloc(static_cast<size_t>(need), 1)));
+      if (more == nullptr) {
+        return false;
+      }
+      grown = std::move(more);
+      bytes = grown.get();
+      capacity = need;
+      used = 0;
+      return true;
+    }
+  };
+
+  static uint64_t Load8(const unsigned char *p) {
+    uint64_t v = 0;
+    std::memcpy(&v, p, 8);
+    return v;
+  }
+
+  // The first position from `position` on where the rows differ, or rowBytes: eight
+  // bytes at a time, and past the first 32 equal ones by the C library's compare of
+  // 64 at a time, since most gaps are short and some are whole rows.
+  static uint32_t SkipEqual(const unsigned char *a, const unsigned char *b, uint32_t position,
+                            uint32_t rowBytes) {
+    for (uint32_t steps = 1; rowBytes - position >= 8; ++steps) {
+      const uint64_t d = Load8(a + position) ^ Load8(b + position);
+      if (d != 0) {
+#if C2D_TILE_LITTLE_ENDIAN
+        return position + static_cast<uint32_t>(__builtin_ctzll(d) / 8);
+#else
+        break;
+#endif
+      }
+      position += 8;
+      if (steps == 4) {
+        while (rowBytes - position >= 64 && std::memcmp(a + position, b + position, 64) == 0) {
+          position += 64;
+        }
+      }
+    }
+    while (position < rowBytes && a[position] == b[position]) {
+      ++position;
+    }
+    return position;
+  }
+
+  // ESC "*b<n>W" with n in decimal, no padding; the length of the text.
+  static uint32_t FormatHeader(int32_t n, char *out) {
+    char digits[12];
+    uint32_t count = 0;
+    const bool negative = n < 0;
+    uint32_t v = negative ? 0u - static_cast<uint32_t>(n) : static_cast<uint32_t>(n);
+    do {
+      digits[count++] = static_cast<char>('0' + v % 10);
+      v /= 10;
+    } while (v != 0);
+    uint32_t length = 0;
+    out[length++] = '\x1B';
+    out[length++] = '*';
+    out[length++] = 'b';
+    if (negative) {
+      out[length++] = '-';
+    }
+    while (count != 0) {
+      out[length++] = digits[--count];
+    }
+    out[length++] = 'W';
+    return length;
+  }
+
+  // One per iterator class, unguarded: one tile coding of a class at a time.
+  static inline Scratch scratch_;
+};
+
+}  // namespace c2d
+
+#endif  // IMAGE_TILE_INTERNAL_DELTAROWCODER_H_

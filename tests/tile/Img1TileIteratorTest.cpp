@@ -1,0 +1,288 @@
+// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracle is the
+// independent reader of c2dimg (RtlDecode.h), checked first against netpbm's delta writers.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+
+#include "../../tools/c2dimg/RtlDecode.h"
+#include "Image/tile/internal/DeltaRowCoder.h"
+#include "ImgTestSupport.h"
+#include "g4/G4TiledPage.h"
+
+namespace {
+
+using c2d_test::ImgPtr;
+using c2dimg::rtl::Bytes;
+using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
+
+Bytes Record(const Bytes &payload) {
+  const std::string head = "\x1B*b" + std::to_string(payload.size()) + "W";
+  Bytes out(head.begin(), head.end());
+  out.insert(out.end(), payload.begin(), payload.end());
+  return out;
+}
+
+// Rows that repeat with a few changes, long equal gaps and runs of every length;
+// `sparse` rows change at most 3 bytes, so that their records fit an iterator's buffer.
+Bytes Drawing(size_t rowBytes, size_t rows, unsigned seed, bool sparse = false) {
+  std::mt19937 rng(seed);
+  Bytes bits(rowBytes * rows, 0);
+  for (size_t y = 0; y < rows; ++y) {
+    if (y > 0 && (sparse || rng() % 3 != 0)) {
+      std::copy_n(&bits[(y - 1) * rowBytes], rowBytes, &bits[y * rowBytes]);
+    }
+    bits[y * rowBytes] |= 0x80;  // netpbm codes a blank row as an empty record in any mode
+    for (unsigned k = rng() % (sparse ? 2 : 4); k-- > 0;) {
+      const size_t at = rng() % rowBytes, len = 1 + rng() % (sparse ? 3 : 20);
+      for (size_t i = at; i < std::min(rowBytes, at + len); ++i) {
+        bits[y * rowBytes + i] = static_cast<uint8_t>(rng());
+      }
+    }
+  }
+  return bits;
+}
+
+Bytes RunTool(const std::string &command, const std::string &input) {
+  std::FILE *pipe = ::popen((command + " " + input + " 2>/dev/null").c_str(), "r");
+  Bytes out;
+  for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) {
+    out.push_back(static_cast<uint8_t>(c));
+  }
+  if (pipe != nullptr) {
+    ::pclose(pipe);
+  }
+  return out;
+}
+
+TEST(RtlDecoderTest, ReadsNetpbmDeltaStreams) {
+  for (const bool colour : {false, true}) {
+    const std::string path = ::testing::TempDir() + (colour ? "rtl-oracle.ppm" : "rtl-oracle.pbm");
+    const uint32_t w = colour ? 300 : 2504, h = 40;
+    const size_t rowBytes = colour ? w * 3 : (w + 7) / 8;
+    const Bytes bits = Drawing(rowBytes, h, w);
+    const std::string head = std::string(colour ? "P6\n" : "P4\n") + std::to_string(w) + " " +
+                             std::to_string(h) + (colour ? "\n255\n" : "\n");
+    std::FILE *f = std::fopen(path.c_str(), "wb");
+    std::fwrite(head.data(), 1, head.size(), f);
+    std::fwrite(bits.data(), 1, bits.size(), f);
+    std::fclose(f);
+    const Bytes stream = RunTool(colour ? "ppmtolj -delta" : "pbmtolj -delta", path);
+    if (stream.empty()) {
+      GTEST_SKIP() << "netpbm is not installed";
+    }
+    const c2dimg::rtl::Decoded decoded =
+        c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
+    EXPECT_EQ(decoded.fault, "");
+    ASSERT_EQ(decoded.rows.size(), h);
+    for (uint32_t y = 0; y < h; ++y) {
+      EXPECT_TRUE(std::equal(decoded.rows[y].begin(), decoded.rows[y].end(), &bits[y * rowBytes]))
+          << "colour " << colour << " row " << y;
+    }
+  }
+}
+
+TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
+  const uint8_t X = 0x5A;
+  const struct {
+    std::vector<std::pair<size_t, uint8_t>> changes;  // on a zero seed
+    size_t rowBytes;
+    Bytes payload;
+  } cases[] = {
+      {{{1, 0xAA}, {2, 0xBB}}, 16, {0x21, 0xAA, 0xBB}},
+      {{{30, X}}, 600, {0x1E, X}},
+      {{{31, X}}, 600, {0x1F, 0x00, X}},
+      {{{285, X}}, 600, {0x1F, 0xFE, X}},
+      {{{286, X}}, 600, {0x1F, 0xFF, 0x00, X}},
+      {{{540, X}}, 600, {0x1F, 0xFF, 0xFE, X}},
+      {{{541, X}}, 600, {0x1F, 0xFF, 0xFF, 0x00, X}},
+      {{}, 16, {}},  // a row equal to its seed still makes a record
+      {{{0, X}}, 0, {}},
+      {{{8, 1}, {9, 2}}, 10, {0x28, 1, 2}},         // cut short by the row's end
+      {{{8, 1}, {10, 2}}, 12, {0x08, 1, 0x01, 2}},  // no run bridges an equal byte
+  };
+  for (const auto &c : cases) {
+    Bytes seed(c.rowBytes + 1, 0), row = seed, payload(3 * c.rowBytes + 3);
+    for (const auto &[at, v] : c.changes) {
+      row[at] = v;
+    }
+    Bytes out(64, 0xEE);
+    uint32_t length = 0;
+    ASSERT_TRUE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
+                                       payload.data(), payload.size(),
+                                       static_cast<unsigned>(c.rowBytes)));
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Record(c.payload)) << c.rowBytes;
+  }
+  // Nine and seventeen differing bytes: runs of 8 and 1, and 8, 8 and 1.
+  Bytes seed(17, 0), row(17), payload(64), out(64);
+  for (size_t i = 0; i < 17; ++i) {
+    row[i] = static_cast<uint8_t>(i + 1);
+  }
+  for (const unsigned n : {9u, 17u}) {
+    uint32_t length = 0;
+    ASSERT_TRUE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
+                                       payload.data(), 64, n));
+    Bytes want;
+    for (unsigned at = 0; at < n; at += 8) {
+      want.push_back(n - at >= 8 ? 0xE0 : 0x00);
+      want.insert(want.end(), row.begin() + at, row.begin() + std::min(n, at + 8));
+    }
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Record(want));
+  }
+  // Limits are >=: a command that fills the payload scratch, a header that fills the
+  // output, and a payload that fills it after its header, which stays.
+  uint32_t length = 0;
+  EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
+                                      payload.data(), 3, 2));
+  EXPECT_TRUE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
+                                     payload.data(), 4, 2));
+  length = 0;
+  EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 5, length}, seed.data(), seed.data(),
+                                      payload.data(), 4, 2));
+  EXPECT_EQ(length, 0u);
+  EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 8, length}, seed.data(), row.data(),
+                                      payload.data(), 4, 2));
+  EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Bytes({0x1B, '*', 'b', '3', 'W'}));
+  // A negative offset codes as nothing.
+  unsigned char code = 9, fin = 9;
+  uint64_t k = 9;
+  bool hasFinal = true;
+  Coder::calculateOffsetCodes(-1, code, k, hasFinal, fin);
+  EXPECT_EQ(code + k + hasFinal + fin, 0u);
+}
+
+// The scratch of 512 bytes holds commands with offsets up to 128,295; a longer one
+// grows it. Rows build their commands in the payload and need no scratch.
+TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
+  for (const unsigned offset : {128295u, 128296u, 200000u}) {
+    Bytes seed(offset + 2, 0), row = seed, payload(3 * seed.size()), out(payload.size());
+    row[offset] = 7;
+    uint32_t length = 0;
+    ASSERT_TRUE(Coder::outputRTLForRow({out.data(), static_cast<uint32_t>(out.size()), length},
+                                       seed.data(), row.data(), payload.data(), payload.size(),
+                                       offset + 1));
+    const auto decoded =
+        c2dimg::rtl::DecodeRtl(Bytes(out.begin(), out.begin() + length), offset + 1);
+    ASSERT_EQ(decoded.rows.size(), 1u);
+    EXPECT_EQ(decoded.rows[0], Bytes(row.begin(), row.end() - 1)) << offset;
+    // The command built on its own is the record's payload.
+    char *command = nullptr;
+    const uint64_t n = Coder::createRTLCommandFromDeltas(row.data(), 0, offset, 1, command);
+    EXPECT_EQ(Bytes(command, command + n), Bytes(out.begin() + length - n, out.begin() + length));
+  }
+}
+
+struct Grid {
+  unsigned w, h, tw, th;
+  ImgAlignmentEnum align;
+  unsigned pad, tileBytes, across, down, validW, validH;
+};
+
+TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
+  const Grid grids[] = {
+      {100, 9, 100, 4, IMG_ALIGN_8, 4, 13, 1, 3, 100, 1},
+      {100, 9, 100, 9, IMG_ALIGN_32, 28, 16, 1, 1, 100, 9},
+      {1000, 5, 300, 5, IMG_ALIGN_NONE, 4, 38, 4, 1, 100, 5},
+      {1000, 5, 300, 2, IMG_ALIGN_32, 20, 40, 4, 3, 100, 1},
+      {137, 6, 5000, -1u, IMG_ALIGN_8, 7, 18, 1, 1, 137, 6},  // whole image
+  };
+  for (const Grid &g : grids) {
+    SCOPED_TRACE(std::to_string(g.w) + " in " + std::to_string(g.tw));
+    const unsigned stride =
+        (g.w + (g.align == IMG_ALIGN_32 ? 31 : 7)) / 8 & (g.align == IMG_ALIGN_32 ? ~3u : ~0u);
+    Bytes bits = Drawing(stride, g.h, g.w, true);
+    ImgPtr<CImg1> image(
+        CImg1::create(g.w, g.h, bits.data(), static_cast<unsigned>(bits.size()), 0, 1, g.align));
+    std::unique_ptr<Img1TileIterator> it(image->getTileIterator(g.tw, g.th, CImg1::HP_RTL));
+    ASSERT_NE(it, nullptr);
+    EXPECT_EQ(it->getTileRowBitPadding(), g.pad);
+    EXPECT_EQ(it->getWidthInTiles() * 100 + it->getHeightInTiles(), g.across * 100 + g.down);
+    unsigned char *data = nullptr;
+    unsigned length = 0, previous = 0, x, y, tw, th, vw, vh, tiles = 0;
+    bool ok = false;
+    // The records of every tile go on after the last: the buffer fills after a few.
+    for (bool full = false; it->getNextTile(data, length, x, y, tw, th, vw, vh, ok);) {
+      EXPECT_TRUE(ok || tiles > 0);
+      full = full || !ok;
+      ++tiles;
+      if (full) {
+        continue;
+      }
+      const bool right = x + tw >= g.w, bottom = y + th >= g.h;
+      EXPECT_EQ(vw, right ? g.validW : tw);
+      EXPECT_EQ(vh, bottom ? g.validH : th);
+      // Each tile's records follow the running total; its rows are the image's first.
+      const unsigned rowBytes = g.tileBytes - (right ? (tw - vw + 7) / 8 : 0);
+      const auto decoded = c2dimg::rtl::DecodeRtl(Bytes(data + previous, data + length), rowBytes);
+      EXPECT_EQ(decoded.fault, "");
+      ASSERT_EQ(decoded.rows.size(), vh);
+      for (unsigned r = 0; r < vh; ++r) {
+        EXPECT_TRUE(
+            std::equal(decoded.rows[r].begin(), decoded.rows[r].end(), &bits[r * g.tileBytes]));
+      }
+      previous = length;
+    }
+    EXPECT_EQ(tiles, g.across * g.down);
+    EXPECT_FALSE(ok);
+  }
+}
+
+TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
+  Bytes bits(8, 0xA5);
+  ImgPtr<CImg1> image(CImg1::create(64, 1, bits.data(), 8, 0, 1, IMG_ALIGN_8));
+  for (const auto &[tw, th, format] : {std::tuple{0, 1, 4}, {1, 0, 4}, {8, 1, 0}, {8, 1, 5}}) {
+    EXPECT_EQ(image->getTileIterator(tw, th, CImg1::TileFormat(format)), nullptr);
+  }
+  unsigned char *data = nullptr;
+  unsigned length = 0, x, y, tw, th, vw, vh;
+  bool ok = true;
+  for (const auto format : {CImg1::UNCOMPRESSED, CImg1::UNCOMPRESSED_NULL, CImg1::GROUP4}) {
+    std::unique_ptr<Img1TileIterator> it(image->getTileIterator(32, 1, format));
+    for (int tile = 0; tile < 2; ++tile) {
+      EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
+      EXPECT_FALSE(ok);
+      EXPECT_EQ(length, 0u);
+    }
+  }
+  // A row of eight changed bytes needs 14 bytes, more than the 8 of the buffer: the
+  // header stays, the walk goes on. Failed scratch allocation writes nothing.
+  std::unique_ptr<Img1TileIterator> it(image->getTileIterator(-1, -1, CImg1::HP_RTL));
+  EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(Bytes(data, data + length), Bytes({0x1B, '*', 'b', '9', 'W'}));
+  it.reset(image->getTileIterator(-1, -1, CImg1::HP_RTL));
+  {
+    c2d_test::FailTables fail(1, 1);
+    EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
+  }
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(length, 0u);
+  // An image that gave its pixels away gets no iterator.
+  IImg::deallocImageBuffer(reinterpret_cast<void *&>(data = image->ownData()));
+  EXPECT_EQ(image->getTileIterator(8, 1, CImg1::HP_RTL), nullptr);
+}
+
+TEST(Img1G4TileIteratorTest, HandsOutEachStoredTileInGridOrder) {
+  g4test::Bitmap page(70, 45);
+  for (uint32_t y = 0; y < 45; y += 3) {
+    page.fill(y, y + 20, y);
+  }
+  const g4test::TiledPage tiled = g4test::MakeTiledPage(page, 32, 16);
+  std::unique_ptr<Img1G4TileIterator> it(tiled.image->getTileIterator());
+  ASSERT_NE(it, nullptr);
+  EXPECT_EQ(it->getWidthInTiles() * 10 + it->getHeightInTiles(), 33u);
+  unsigned char *data = nullptr;
+  unsigned length = 0, x, y, tw, th, vw, vh, i = 0;
+  while (it->getNextTile(data, length, x, y, tw, th, vw, vh)) {
+    Img1G4Tile *tile = tiled.image->getTile(i / 3, i % 3);
+    EXPECT_EQ(data, tile->getData());
+    EXPECT_EQ(length, tile->getByteCount());
+    EXPECT_EQ(std::vector<unsigned>({x, y, tw, th, vw, vh}),
+              std::vector<unsigned>(
+                  {i % 3 * 32, i / 3 * 16, 32, 16, i % 3 == 2 ? 6u : 32u, i / 3 == 2 ? 13u : 16u}));
+    ++i;
+  }
+  EXPECT_EQ(i, 9u);
+}
+
+}  // namespace
