@@ -323,6 +323,17 @@ inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, u
   return read ? out : Bitmap();
 }
 
+// Whether row y of `image` changes colour at every column (counting a black first
+// pixel). Only then may the decoder's walker, which stops at index W + 1, fail the
+// next row with G4_DECODE_REF_END.
+inline bool ChangesInEveryColumn(const Bitmap &image, uint32_t y) {
+  uint32_t changes = image.get(0, y);
+  for (uint32_t x = 1; x < image.width; ++x) {
+    changes += image.get(x, y) != image.get(x - 1, y);
+  }
+  return changes == image.width;
+}
+
 // Change buffers of exactly W + 6 entries, and a tile set up for the first row.
 struct RowDecoder {
   RowDecoder(const uint8_t *data, uint32_t byteCount, uint32_t w)
