@@ -1,9 +1,9 @@
 // libFuzzer harness for the metafile path of the EMF renderer: the header check, the
 // conversion to SVG and a small render (built with -DC2D_FUZZ=ON; scripts/fuzz runs it).
 //
-// Seed the corpus with a few small metafiles (c2dimg's end-to-end test draws some
-// with libEMF). The input is the metafile; a renderer that accepts it must report a
-// size and render a thumbnail of at most 64 x 64 pixels in both depths.
+// fuzz/make-seeds writes a small metafile to start from. The input is the metafile;
+// a renderer that accepts it must report a size and render a thumbnail of at most
+// 64 x 64 pixels in both depths.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -54,6 +54,10 @@ TEST_F(C2dimgTool, MetafilesRenderAtTheSizeAsked) {
     }
   }
 
+  const Outcome noPage = run({"info", emf, "--page", "2"});
+  EXPECT_EQ(noPage.status, 2);
+  EXPECT_NE(noPage.err.find("has 1 page, no page 2"), std::string::npos) << noPage.err;
+
   std::vector<unsigned char> damaged = emftest::Metafile(2540, 2540, kBoxes);
   damaged.resize(100);
   WriteMetafile(emf, damaged);
