@@ -211,14 +211,13 @@ void Scale(const CommandLine &line) {
     ImgScaleAttr attr;
     attr.bitDepth = line.has("grey") ? 32 : 0;
     attr.resample = line.has("resample");
-    if (fromG4 && attr.bitDepth == 32) {
-      // The grey reduction of a page whose background is still unknown counts the
-      // white runs as ink; settled first, it counts the ink.
-      (void)dynamic_cast<CImg1G4 &>(image).calculateBackground();
-      op.check(IMG_OK);
-    }
+    // The grey reduction of a page whose background is still unknown counts the
+    // white runs as ink; scaleToGrey settles it first, on light paper in the same pass.
+    auto *g4 = fromG4 && attr.bitDepth == 32 ? dynamic_cast<CImg1G4 *>(&image) : nullptr;
     op.finish(picture,
-              image.scale(source, static_cast<unsigned>(w), static_cast<unsigned>(h), attr));
+              g4 != nullptr
+                  ? g4->scaleToGrey(source, static_cast<unsigned>(w), static_cast<unsigned>(h))
+                  : image.scale(source, static_cast<unsigned>(w), static_cast<unsigned>(h), attr));
     if (fromBilevel) {
       MarkInkIfBilevel(picture);
     }
