@@ -433,6 +433,20 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
     return G4_DECODE_REF_END;
   }
   changes[0] = 0;
+  // A white row under a white one, most rows of a tiled page's margins and blank
+  // tiles: a single V0 code gives the reference again. Anything else, a failing step
+  // included, takes the loop.
+  if (numRef == 4 && w > 0 && ref[0] == 0 && ref[1] == w + 1) {
+    const uint32_t mode = tables->G4ModeTable[s.bits.Peek(7)];
+    if (G4EntryValue(mode) == c2d::G4_MODE_V0 && s.bits.Consume(G4EntryLength(mode))) {
+      changes[1] = w + 1;
+      changes[2] = w + 1;
+      changes[3] = w + 1;
+      s.bits.Save(*tile);
+      tile->numChanges() = 4;
+      return G4_DECODE_OK;
+    }
+  }
   bool endOfBlock = false;
 
   while (s.out.last <= w) {
