@@ -329,9 +329,11 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   // is refused like a missing table rather than let the allocation failure out.
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
+  std::vector<uint8_t> wideColumn;
   try {
     dstIndex.assign(sw, 0u);
     sums.assign(width, 0u);
+    wideColumn.assign(width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
     return nullptr;
@@ -380,6 +382,14 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   G4ScaleInfo info = tables.info(ink, source, 1);
   info.dstWidth = width;
   info.srcWidth = sw;
+  // Which cells of a row are wide, and how many columns the rectangle fills: the same
+  // for every row, so the walk through the column runs is made once.
+  uint32_t filled = 0;
+  for (uint64_t q = 0; filled < width && q < sw; ++filled) {
+    const uint32_t xRun = tables.runs.cols[q];
+    wideColumn[filled] = xRun == floorX ? 0 : 1;
+    q += xRun;
+  }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
   // error.
   bool failed = false;
@@ -404,16 +414,13 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     // The row's pointers and tables in locals: the stores into the row cannot then
     // be taken to change them.
     unsigned *const row = out[t];
-    const unsigned int *const cols = tables.runs.cols.get();
     const unsigned int *const cellSums = sums.data();
-    const GreyTable &narrow = pair[0];
-    const GreyTable &wide = pair[1];
-    uint64_t q = 0;
-    for (uint32_t j = 0; j < width && q < sw; ++j) {
-      const uint32_t xRun = cols[q];
-      const unsigned g = (xRun == floorX ? narrow : wide).level(cellSums[j]);
+    const uint8_t *const wide = wideColumn.data();
+    const GreyTable &narrowCell = pair[0];
+    const GreyTable &wideCell = pair[1];
+    for (uint32_t j = 0; j < filled; ++j) {
+      const unsigned g = (wide[j] != 0 ? wideCell : narrowCell).level(cellSums[j]);
       row[j] = g * 0x010101u;
-      q += xRun;
     }
     p += yRun;
   }
