@@ -26,12 +26,14 @@
 #include <string>
 #include <vector>
 
-#include "../tests/g4/G4TiffOracle.h"
+#include "G4Layouts.h"
 #include "Image/Core2DImage.h"
 
 namespace {
 
 using g4test::Bitmap;
+using g4test::Coded;
+using g4test::CodeLayout;
 
 constexpr uint32_t kStripRows = 256;
 constexpr uint32_t kTile = 512;
@@ -88,64 +90,6 @@ bool ReadPage(const char *path, Bitmap &page) {
     }
   }
   return ok;
-}
-
-// One layout: its TIFF in memory and its pieces in the decoder's word order.
-struct Coded {
-  bool tiled = false;
-  g4test::MemTiff tiff;
-  std::vector<std::vector<uint8_t>> pieces;
-};
-
-Coded Code(const Bitmap &page, bool tiled) {
-  Coded coded;
-  coded.tiled = tiled;
-  TIFF *tif = coded.tiff.open("w");
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.width);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.height);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  if (tiled) {
-    TIFFSetField(tif, TIFFTAG_TILEWIDTH, kTile);
-    TIFFSetField(tif, TIFFTAG_TILELENGTH, kTile);
-    std::vector<uint8_t> tile(kTile / 8 * kTile);
-    for (uint32_t y0 = 0; y0 < page.height; y0 += kTile) {
-      for (uint32_t x0 = 0; x0 < page.width; x0 += kTile) {
-        std::fill(tile.begin(), tile.end(), 0);
-        const uint32_t bytes = (std::min(kTile, page.width - x0) + 7) / 8;
-        for (uint32_t y = 0; y < kTile && y0 + y < page.height; ++y) {
-          std::copy_n(page.row(y0 + y) + x0 / 8, bytes, tile.data() + y * (kTile / 8));
-        }
-        TIFFWriteEncodedTile(tif, TIFFComputeTile(tif, x0, y0, 0, 0), tile.data(),
-                             static_cast<tmsize_t>(tile.size()));
-      }
-    }
-  } else {
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, kStripRows);
-    for (uint32_t y = 0; y < page.height; ++y) {
-      TIFFWriteScanline(tif, const_cast<uint8_t *>(page.row(y)), y, 0);
-    }
-  }
-  TIFFClose(tif);
-  tif = coded.tiff.open("r");
-  const uint32_t count = tiled ? TIFFNumberOfTiles(tif) : TIFFNumberOfStrips(tif);
-  uint64_t *sizes = nullptr;
-  TIFFGetField(tif, tiled ? TIFFTAG_TILEBYTECOUNTS : TIFFTAG_STRIPBYTECOUNTS, &sizes);
-  for (uint32_t i = 0; i < count; ++i) {
-    std::vector<uint8_t> raw(static_cast<size_t>(sizes[i]));
-    if (tiled) {
-      TIFFReadRawTile(tif, i, raw.data(), static_cast<tmsize_t>(raw.size()));
-    } else {
-      TIFFReadRawStrip(tif, i, raw.data(), static_cast<tmsize_t>(raw.size()));
-    }
-    coded.pieces.push_back(g4test::ToDecoderOrder(raw));
-  }
-  TIFFClose(tif);
-  return coded;
 }
 
 int gRuns = 7;
@@ -254,7 +198,7 @@ int main(int argc, char **argv) {
     return 1;
   }
   for (const bool tiled : {false, true}) {
-    Coded coded = Code(bitmap, tiled);
+    Coded coded = CodeLayout(bitmap, tiled, kStripRows, kTile);
     const char *layout = tiled ? "tiles 512" : "strips 256";
     if (!keep.empty()) {
       const std::string path = keep + "/" + argv[2] + (tiled ? "-tiles.tif" : "-strips.tif");

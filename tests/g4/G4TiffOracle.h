@@ -133,21 +133,27 @@ class MemTiff {
 
 // Writes `image` as a one-strip Group 4 TIFF (fill order most significant bit first,
 // 1 = black) into memory. Empty on failure.
+// The tags of a w x h Group 4 page, 1 = black, bits most significant first; the
+// layout (strips or tiles) is the caller's.
+inline void SetG4Tags(TIFF *tif, uint32_t w, uint32_t h) {
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+}
+
 inline MemTiff WriteG4Tiff(const Bitmap &image) {
   MemTiff file;
   TIFF *tif = file.open("w");
   if (tif == nullptr) {
     return MemTiff();
   }
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, image.width);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, image.height);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+  SetG4Tags(tif, image.width, image.height);
   TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, image.height);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
   bool ok = true;
   std::vector<uint8_t> row(image.stride);
   for (uint32_t y = 0; y < image.height && ok; ++y) {
