@@ -25,7 +25,7 @@
 #include <memory>
 #include <vector>
 
-#include "../tests/g4/G4TiffOracle.h"
+#include "G4Layouts.h"
 #include "Image/Core2DImage.h"
 
 // ---------------------------------------------------------------------------
@@ -100,6 +100,7 @@ int posix_memalign(void **out, size_t alignment, size_t size) noexcept {
 namespace {
 
 using g4test::Bitmap;
+using g4test::Coded;
 using g4test::Rng;
 
 constexpr uint32_t kWidth = 13600;
@@ -179,70 +180,10 @@ Bitmap MakeSheet() {
   return page;
 }
 
-// One layout of the sheet: its TIFF, and the coded bytes of each strip or tile in the
-// decoder's word order.
-struct Coded {
-  bool tiled = false;
-  g4test::MemTiff tiff;
-  std::vector<std::vector<uint8_t>> pieces;
-};
-
-Coded Code(const Bitmap &sheet, bool tiled) {
-  Coded coded;
-  coded.tiled = tiled;
-  TIFF *tif = coded.tiff.open("w");
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, kWidth);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, kHeight);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
-  TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  if (tiled) {
-    TIFFSetField(tif, TIFFTAG_TILEWIDTH, kTile);
-    TIFFSetField(tif, TIFFTAG_TILELENGTH, kTile);
-    std::vector<uint8_t> tile(kTile / 8 * kTile);
-    for (uint32_t y0 = 0; y0 < kHeight; y0 += kTile) {
-      for (uint32_t x0 = 0; x0 < kWidth; x0 += kTile) {
-        std::fill(tile.begin(), tile.end(), 0);
-        for (uint32_t y = 0; y < kTile && y0 + y < kHeight; ++y) {
-          const uint32_t bytes = std::min(kTile, kWidth - x0) / 8;
-          std::copy_n(sheet.row(y0 + y) + x0 / 8, bytes, tile.data() + y * (kTile / 8));
-        }
-        TIFFWriteEncodedTile(tif, TIFFComputeTile(tif, x0, y0, 0, 0), tile.data(),
-                             static_cast<tmsize_t>(tile.size()));
-      }
-    }
-  } else {
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, kStripRows);
-    for (uint32_t y = 0; y < kHeight; ++y) {
-      TIFFWriteScanline(tif, const_cast<uint8_t *>(sheet.row(y)), y, 0);
-    }
-  }
-  TIFFClose(tif);
-  tif = coded.tiff.open("r");
-  const uint32_t count = tiled ? TIFFNumberOfTiles(tif) : TIFFNumberOfStrips(tif);
-  for (uint32_t i = 0; i < count; ++i) {
-    std::vector<uint8_t> raw;
-    if (tiled) {
-      uint64_t *sizes = nullptr;
-      TIFFGetField(tif, TIFFTAG_TILEBYTECOUNTS, &sizes);
-      raw.resize(static_cast<size_t>(sizes[i]));
-      TIFFReadRawTile(tif, i, raw.data(), static_cast<tmsize_t>(raw.size()));
-    } else {
-      raw = g4test::ReadRawStrip(tif, i);
-    }
-    coded.pieces.push_back(g4test::ToDecoderOrder(raw));
-  }
-  TIFFClose(tif);
-  return coded;
-}
-
 const Coded &Layout(bool tiled) {
   static const Bitmap sheet = MakeSheet();
-  static const Coded strips = Code(sheet, false);
-  static const Coded tiles = Code(sheet, true);
+  static const Coded strips = g4test::CodeLayout(sheet, false, kStripRows, kTile);
+  static const Coded tiles = g4test::CodeLayout(sheet, true, kStripRows, kTile);
   return tiled ? tiles : strips;
 }
 

@@ -249,6 +249,69 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
   EXPECT_EQ(BitsOf(bilevel.get()).bits, (std::vector<uint8_t>{0x04, 0x04, 0x04, 0}));
 }
 
+TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirst) {
+  Bitmap light = g4test::StrokePage(203, 157, 4, 0.15);
+  Bitmap dark = light;
+  for (uint8_t &b : dark.bits) {
+    b = static_cast<uint8_t>(~b);
+  }
+  std::vector<uint8_t> corrupt = g4test::CodeBits(
+      "001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
+  const ImgRect all(0u, 0u, 202u, 156u);
+  struct Case {
+    const char *name;
+    std::function<ImgPtr<CImg1G4>()> make;
+    ImgRect rect;
+    unsigned w, h;
+  };
+  const auto tiled = [](const Bitmap &b) {
+    return [&b] { return ImgPtr<CImg1G4>(MakeTiledPage(b, 64, 48).image.release()); };
+  };
+  const Case cases[] = {
+      {"light paper", tiled(light), all, 26, 20},
+      {"dark paper", tiled(dark), all, 51, 40},
+      {"a rectangle", tiled(light), ImgRect(3u, 5u, 199u, 150u), 29, 21},
+      {"the same size", tiled(light), all, 203, 157},
+      {"a failed row",
+       [&] {
+         unsigned char *data[] = {corrupt.data()};
+         unsigned counts[] = {static_cast<unsigned>(corrupt.size())};
+         return ImgPtr<CImg1G4>(CImg1G4::create(16, 8, 16, 8, data, counts, 0, 1, IMG_ALIGN_NONE));
+       },
+       ImgRect(0u, 0u, 15u, 7u), 8, 4},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    ImgPtr<CImg1G4> first = c.make(), once = c.make();
+    CImgErr::set(IMG_OK, nullptr, 0);
+    ErrWatch twoCalls;
+    (void)first->calculateBackground();
+    ImgPtr<IImg> expected(Scale(*first, c.rect, c.w, c.h, 32));
+    const uint32_t expectedReports = twoCalls.reports();
+    const ImgErr expectedCode = CImgErr::get();
+    CImgErr::set(IMG_OK, nullptr, 0);
+    ErrWatch oneCall;
+    ImgPtr<IImg> got(once->scaleToGrey(c.rect, c.w, c.h));
+    EXPECT_EQ(oneCall.reports(), expectedReports);
+    EXPECT_EQ(CImgErr::get(), expectedCode);
+    EXPECT_EQ(once->getBackgroundColor(), first->getBackgroundColor());
+    EXPECT_EQ(once->getBackgroundState(), first->getBackgroundState());
+    ASSERT_NE(got, nullptr);
+    ASSERT_EQ(got->getType(), expected->getType());
+    EXPECT_EQ(got->getBackgroundColor(), expected->getBackgroundColor());
+    if (auto *grey = dynamic_cast<CImg32 *>(got.get())) {
+      auto *want = dynamic_cast<CImg32 *>(expected.get());
+      for (unsigned y = 0; y < c.h; ++y) {
+        EXPECT_EQ(std::vector<unsigned>(grey->peekDataArray()[y], grey->peekDataArray()[y] + c.w),
+                  std::vector<unsigned>(want->peekDataArray()[y], want->peekDataArray()[y] + c.w))
+            << y;
+      }
+    } else {
+      EXPECT_EQ(FirstDifference(BitsOf(got.get()), BitsOf(expected.get())), "");
+    }
+  }
+}
+
 TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
   TiledPage page = MakeTiledPage(g4test::StrokePage(40, 20, 5), 16, 8);
   const ImgRect all(0u, 0u, 39u, 19u);

@@ -200,18 +200,23 @@ class MemTiff {
   uint64_t pos_ = 0;
 };
 
-// The fields of a one-strip Group 4 TIFF, fill order most significant bit first,
-// 1 = black.
-inline void SetG4Fields(TIFF *tif, uint32_t width, uint32_t height) {
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, width);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, height);
+// The tags of a w x h Group 4 page, 1 = black, bits most significant first; the
+// layout (strips or tiles) is the caller's.
+inline void SetG4Tags(TIFF *tif, uint32_t w, uint32_t h) {
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
   TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 1);
   TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
   TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
   TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
   TIFFSetField(tif, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
-  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
   TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+}
+
+// The tags of a one-strip Group 4 TIFF.
+inline void SetG4Fields(TIFF *tif, uint32_t width, uint32_t height) {
+  SetG4Tags(tif, width, height);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
 }
 
 // Writes `image` as a one-strip Group 4 TIFF (fill order most significant bit first,

@@ -198,13 +198,6 @@ void Scale(const CommandLine &line) {
   } else if (document) {
     attr.bitDepth = 32;
   }
-  if (page != nullptr && attr.bitDepth == 32 && page->getBackgroundState() != IMG_BG_KNOWN) {
-    // The grey reduction of a page whose background is still unknown counts the
-    // white runs as ink; settled first, it counts the ink.
-    Operation settle(picture, "find the background");
-    (void)page->calculateBackground();
-    settle.check(IMG_OK);
-  }
   Operation op(picture, "scale it to " + std::to_string(w) + " x " + std::to_string(h), &source);
   const auto tw = static_cast<unsigned>(w), th = static_cast<unsigned>(h);
   IImg *result = nullptr;

@@ -151,7 +151,14 @@ IImg *ScaleG4(CImg1G4 &page, const ImgRect &rect, uint32_t width, uint32_t heigh
   const auto dark = [&] {
     return page.getBackgroundState() == IMG_BG_KNOWN && page.getBackgroundColor() != 0;
   };
-  IImg *result = dark() ? nullptr : page.scale(rect, width, height, attr);
+  // The grey reduction of a page whose background is still unknown counts the white
+  // runs as ink; scaleToGrey settles it first, on light paper in the same pass.
+  IImg *result = nullptr;
+  if (!dark()) {
+    result = attr.bitDepth == 32 && page.getBackgroundState() != IMG_BG_KNOWN
+                 ? page.scaleToGrey(rect, width, height)
+                 : page.scale(rect, width, height, attr);
+  }
   if (dark()) {
     // On dark paper the library paints the light runs, and drops those that start a
     // row's first tile as well as the rectangle's last column; the page is decoded as

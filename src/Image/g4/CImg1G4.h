@@ -137,6 +137,12 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // the code and cached. A cached IMG_BG_NONE gives 0 and IMG_FAIL; rows that fail
   // give IMG_DECODE_FAILED and the answer of the rows counted.
   unsigned int calculateBackground();
+  // The grey reduction of a page whose background may be unknown: what
+  // calculateBackground followed by scale(source, width, height) with a bit depth of
+  // 32 gives, image, page state and CImgErr alike, or null when the background could
+  // not be counted. A reduction of the whole page on light paper learns the
+  // background while it reduces, so the page is decoded once instead of twice.
+  IImg *scaleToGrey(const ImgRect &source, unsigned width, unsigned height);
   // A compressed page hands out no pixel buffer: null.
   unsigned char *ownData();
   // Progress is not reported: does nothing.
@@ -281,6 +287,11 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // IMG_OK or the first answer of `paint` that is not IMG_OK.
   template <typename Paint>
   ImgErr DecodeWantedTiles(Paint &&paint);
+  // Reduce_greyscale adding up the runs of colour `ink` (0 black, 1 white), and, with
+  // `count`, the painted pixels and decoded rows into count[0] and count[1]. `clean`
+  // tells whether every row was decoded without a failure.
+  CImg32 *ReduceGrey(unsigned width, unsigned height, const ImgRect &source, uint32_t ink,
+                     uint64_t *count, bool &clean);
   // Reduce (sample true) and Reduce_bkg, which differ only in that.
   CImg1 *ReduceBilevel(unsigned width, unsigned height, const ImgRect &source, bool sample);
   // Records the background of a page whose background was unknown, 1 when `dark`,

@@ -267,7 +267,8 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
   const uint64_t dstWidth = std::min<uint64_t>(info->dstWidth, sums.size());
   const unsigned int *groupOf = info->srcMap;
   const unsigned int *colRuns = info->colRuns;
-  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+  uint32_t count = 0;
+  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
     bool ok = true;
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
@@ -275,6 +276,7 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
       if (!ok) {
         return false;
       }
+      count += Span(d0, d1);
       // The exact area of the run in each cell it crosses: the part of the first
       // cell, the whole cells between, the part of the last.
       uint64_t k = dstIndex[d0];
@@ -302,4 +304,6 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
     });
     return ok ? IMG_OK : IMG_DECODE_FAILED;
   });
+  info->blackCount = count;
+  return result;
 }

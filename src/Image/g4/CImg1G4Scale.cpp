@@ -265,6 +265,60 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
 }
 
 CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const ImgRect &source) {
+  bool clean = true;
+  return ReduceGrey(width, height, source, backgroundColor != 0 ? 1u : 0u, nullptr, clean);
+}
+
+IImg *CImg1G4::scaleToGrey(const ImgRect &source, unsigned width, unsigned height) {
+  ImgScaleAttr grey;
+  grey.bitDepth = 32;
+  const ImgRect page = getRect();
+  const bool whole = source.left == page.left && source.top == page.top &&
+                     source.right == page.right && source.bottom == page.bottom;
+  // The fallback starts from the record as the caller left it, so that it reports
+  // exactly what the two calls would.
+  const ImgErr codeBefore = CImgErr::sm_errcode;
+  const uint32_t totalBefore = CImgErr::sm_errtotal;
+  const auto twoPasses = [&]() -> IImg * {
+    CImgErr::sm_errcode = codeBefore;
+    CImgErr::sm_errtotal = totalBefore;
+    (void)calculateBackground();
+    if (CImgErr::sm_errtotal != totalBefore && CImgErr::get() == IMG_DECODE_FAILED) {
+      return nullptr;
+    }
+    return scale(source, width, height, grey);
+  };
+  if (backgroundState != IMG_BG_UNKNOWN || !whole ||
+      ScaleHow(source.getWidth(), source.getHeight(), width, height) != IMG_SCALE_REDUCE ||
+      CCITT_EnableG4Decode() != IMG_OK) {
+    return twoPasses();
+  }
+  // Black runs, as on light paper, counting the ink on the way. A row that fails, or
+  // a walk that does not cover every row, leaves the count unlike
+  // calculateBackground's: the page is then counted on its own.
+  uint64_t count[2] = {0, 0};
+  bool clean = true;
+  std::unique_ptr<CImg32> result(ReduceGrey(width, height, source, 0, count, clean));
+  CCITT_DisableG4Decode();
+  if (result == nullptr || !clean || count[1] != getHeight()) {
+    result.reset();
+    return twoPasses();
+  }
+  const double pixels = static_cast<double>(getWidth()) * static_cast<double>(count[1]);
+  const double ratio = pixels > 0 ? static_cast<double>(count[0]) / pixels : 0.0;
+  backgroundColor = ratio > get1BitBGThreshold() ? 1u : 0u;
+  backgroundState = IMG_BG_KNOWN;
+  if (backgroundColor != 0) {
+    // Dark paper: the white runs are the ink, and they need a pass of their own.
+    result.reset();
+    return scale(source, width, height, grey);
+  }
+  result->setBackgroundColor(0xFFFFFFu);
+  return result.release();
+}
+
+CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &source, uint32_t ink,
+                            uint64_t *count, bool &clean) {
   const uint32_t sw = source.getWidth();
   const uint32_t sh = source.getHeight();
   if (sw < width || sh < height) {
@@ -275,9 +329,11 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   // is refused like a missing table rather than let the allocation failure out.
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
+  std::vector<uint8_t> wideColumn;
   try {
     dstIndex.assign(sw, 0u);
     sums.assign(width, 0u);
+    wideColumn.assign(width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
     return nullptr;
@@ -308,6 +364,7 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   }
   if (PrepForDecode(source) == 0) {
     Report(IMG_DECODE_FAILED);
+    clean = false;
     return target.release();
   }
   ScaleTables tables;
@@ -322,9 +379,17 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
     Report(IMG_FAIL);
     return nullptr;
   }
-  G4ScaleInfo info = tables.info(backgroundColor, source, 1);
+  G4ScaleInfo info = tables.info(ink, source, 1);
   info.dstWidth = width;
   info.srcWidth = sw;
+  // Which cells of a row are wide, and how many columns the rectangle fills: the same
+  // for every row, so the walk through the column runs is made once.
+  uint32_t filled = 0;
+  for (uint64_t q = 0; filled < width && q < sw; ++filled) {
+    const uint32_t xRun = tables.runs.cols[q];
+    wideColumn[filled] = xRun == floorX ? 0 : 1;
+    q += xRun;
+  }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
   // error.
   bool failed = false;
@@ -336,18 +401,26 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
     for (uint32_t k = 0; k < yRun && !failed; ++k) {
       failed = decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK;
       if (!failed) {
+        if (count != nullptr) {
+          count[0] += info.blackCount;
+          ++count[1];
+        }
         StepCursor();
       }
     }
     if (failed) {
       break;
     }
-    uint64_t q = 0;
-    for (uint32_t j = 0; j < width && q < sw; ++j) {
-      const uint32_t xRun = tables.runs.cols[q];
-      const unsigned g = pair[xRun == floorX ? 0 : 1].level(sums[j]);
-      out[t][j] = g + 256u * g + 65536u * g;
-      q += xRun;
+    // The row's pointers and tables in locals: the stores into the row cannot then
+    // be taken to change them.
+    unsigned *const row = out[t];
+    const unsigned int *const cellSums = sums.data();
+    const uint8_t *const wide = wideColumn.data();
+    const GreyTable &narrowCell = pair[0];
+    const GreyTable &wideCell = pair[1];
+    for (uint32_t j = 0; j < filled; ++j) {
+      const unsigned g = (wide[j] != 0 ? wideCell : narrowCell).level(cellSums[j]);
+      row[j] = g * 0x010101u;
     }
     p += yRun;
   }
@@ -356,6 +429,7 @@ CImg32 *CImg1G4::Reduce_greyscale(unsigned int width, unsigned int height, const
   target->setBackgroundColor(backgroundColor != 0 ? 0u : 0xFFFFFFu);
   if (failed) {
     Report(IMG_DECODE_FAILED);
+    clean = false;
   }
   return target.release();
 }

@@ -3,6 +3,7 @@
 #include "Image/g4/G4Decode.h"
 
 #include <cstdint>
+#include <cstring>
 
 #include "Image/g4/internal/G4Tables.h"
 
@@ -21,11 +22,17 @@ inline int32_t WrapAdd(int32_t a, int32_t b) {
 }
 
 // The coded bits of a tile, read as 16-bit little-endian words from the most
-// significant bit down: stream byte 2k is the byte at offset 2k + 1. The next bit is
-// the top bit of `buf`; `fill` counts the bits gone from it, so 32 - fill bits are
-// valid, and `next` is the word that comes in when fill passes 16. The word order,
-// the odd-byte rule and the 1-based bitLoc appear only in StartBit, the constructor,
-// Word and Save.
+// significant bit down: stream byte 2k is the byte at offset 2k + 1. `pos` counts the
+// bits consumed from the top of word 0; the reader's window holds the bits from pos
+// on, top-aligned, `avail` of them valid (at least 16 after every step), and
+// `nextWord` is the word that comes in next. Far from the ends of the data a step is
+// a shift and, now and then, one 8-byte load of four words; near them each step
+// checks the bounds word by word. The word order, the odd-byte rule and the 1-based
+// bitLoc appear only in StartBit, the constructor, Word, Words and Save.
+//
+// The bounds are those of a reader that kept 17 to 32 bits in a 32-bit buffer and
+// loaded one word at a time: the word it needed next is next = (pos + 31) / 16, and
+// `fill` = pos + 32 - 16 * next, from 1 to 16, the bits gone from that buffer.
 class G4BitReader {
  public:
   // The bit a row starts at. A row that starts at an odd byte begins in the high byte
@@ -40,9 +47,9 @@ class G4BitReader {
     return tile.bitLoc();
   }
 
-  // Copies the position out of the tile, bitLoc being StartBit's answer, so that
-  // fill = bitLoc + 15 skips the high byte of an odd byteLoc's word; that first load
-  // is not checked against the read bound.
+  // Copies the position out of the tile, bitLoc being StartBit's answer (0 to 16).
+  // A bitLoc of 0 reads one zero bit before the word. The first words are not
+  // checked against the read bound.
   G4BitReader(const unsigned char *data, uint32_t byteCount, uint32_t byteLoc, uint32_t bitLoc,
               unsigned long long limitBytes)
       : data_(data),
@@ -51,53 +58,65 @@ class G4BitReader {
         limit_(limitBytes),
         limit32_(static_cast<uint32_t>(limitBytes)) {
     fastNext_ = fullWords_ < limit_ ? fullWords_ : limit_;
-    fill_ = bitLoc + 15;  // bitLoc <= 16, so fill < 32.
+    // Steps that start at or before safe_ pass every bound: the word they may need
+    // lies inside the tile and below both forms of the caller's bound.
+    if (limit32_ == 0) {
+      safe_ = INT64_MIN;
+    } else {
+      const uint64_t bounded = (limit32_ - 1u) / 2u;
+      const uint64_t m = fastNext_ < bounded ? fastNext_ : bounded;
+      safe_ = 16 * static_cast<int64_t>(m) - 16;
+    }
     const uint64_t word = byteLoc / 2;
-    buf_ = Word(word) << fill_;
-    next_ = word + 1;
-    if (fill_ > 16) {
-      fill_ -= 16;
-      buf_ |= Word(next_) << fill_;
-      ++next_;
+    pos_ = 16 * static_cast<int64_t>(word) + static_cast<int64_t>(bitLoc) - 1;
+    win_ = (static_cast<uint64_t>(Word(word)) << 48) |
+           (static_cast<uint64_t>(Word(word + 1)) << 32) |
+           (static_cast<uint64_t>(Word(word + 2)) << 16);
+    nextWord_ = word + 3;
+    if (bitLoc == 0) {
+      win_ >>= 1;
+      avail_ = 49;
+    } else {
+      win_ <<= bitLoc - 1;
+      avail_ = 49 - static_cast<int>(bitLoc);
     }
   }
 
-  uint32_t Bits() const { return buf_; }
+  uint32_t Bits() const { return static_cast<uint32_t>(win_ >> 32); }
   // The top n bits, 1 <= n <= 16.
-  uint32_t Peek(unsigned n) const { return buf_ >> (32 - n); }
+  uint32_t Peek(unsigned n) const { return static_cast<uint32_t>(win_ >> (64 - n)); }
 
-  // Drops n <= 13 bits and tops the buffer up to at least 16 valid bits. False when
-  // the data has run out: the next word lies past the caller's bound, or the bits
-  // consumed pass the tile's own bytes.
+  // Drops n <= 13 bits. False when the data has run out: the word needed next lies
+  // past the caller's bound, or the bits consumed pass the tile's own bytes.
   [[nodiscard]] bool Consume(unsigned n) {
-    if (next_ > fastNext_ && !StaysInside(n)) {
+    if (pos_ > safe_ && !StaysInside(n)) {
       return false;
     }
-    buf_ <<= n;
-    fill_ += n;
-    if (fill_ > 16) {
-      if (static_cast<uint32_t>(2 * next_) >= limit32_) {
-        return false;
-      }
-      fill_ -= 16;
-      buf_ |= Word(next_) << fill_;
-      ++next_;
+    pos_ += n;
+    win_ <<= n;
+    avail_ -= static_cast<int>(n);
+    if (avail_ < 16) {
+      Refill();
     }
     return true;
   }
 
   // Whether the consumed bits end on a byte boundary of the stream.
-  bool AtByteBoundary() const { return fill_ % 8 == 0; }
+  bool AtByteBoundary() const { return Fill() % 8 == 0; }
 
   // Writes the position of the next unread bit back into the tile.
   void Save(Img1G4Tile &tile) const {
-    const uint32_t unreadLess1 = 31 - fill_;  // fill <= 16 after every refill
-    const uint64_t endOfLoaded = 2 * next_;
+    const uint32_t unreadLess1 = 31 - static_cast<uint32_t>(Fill());
+    const uint64_t endOfLoaded = 2 * Next();
     tile.byteLoc() = static_cast<uint32_t>(endOfLoaded - unreadLess1 / 8 - 1);
     tile.bitLoc() = 8 - unreadLess1 % 8;
   }
 
  private:
+  // pos is never below -1, so both are defined.
+  uint64_t Next() const { return static_cast<uint64_t>(pos_ + 31) >> 4; }
+  int64_t Fill() const { return pos_ + 32 - 16 * static_cast<int64_t>(Next()); }
+
   // Word k of the tile, or 0 when it is not wholly inside the tile's bytes.
   uint32_t Word(uint64_t k) const {
     if (k >= fullWords_) {
@@ -107,15 +126,44 @@ class G4BitReader {
     return static_cast<uint32_t>(data_[2 * k]) | (static_cast<uint32_t>(data_[2 * k + 1]) << 8);
   }
 
-  // The slow half of Consume: the next word's byte offset against twice the caller's
-  // bound, as callers have always had it, and the consumed position against the end
-  // of the tile's whole words.
+  // Words k to k + 3 top-aligned, k + 3 below fullWords.
+  uint64_t Words(uint64_t k) const {
+    uint64_t v;
+    // SAFETY: the caller checked that the eight bytes lie inside the tile.
+    std::memcpy(&v, data_ + 2 * k, sizeof v);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    v = __builtin_bswap64(v);
+#endif
+    v = (v >> 32) | (v << 32);
+    return ((v & 0x0000FFFF0000FFFFull) << 16) | ((v >> 16) & 0x0000FFFF0000FFFFull);
+  }
+
+  // Tops the window up to more than 48 valid bits. Bits past the valid ones may
+  // already hold the words that come next; loading them again sets the same bits.
+  void Refill() {
+    if (nextWord_ + 4 <= fullWords_) {
+      win_ |= Words(nextWord_) >> avail_;
+      avail_ += 48;
+      nextWord_ += 3;
+      return;
+    }
+    while (avail_ <= 48) {
+      win_ |= static_cast<uint64_t>(Word(nextWord_)) << (48 - avail_);
+      avail_ += 16;
+      ++nextWord_;
+    }
+  }
+
+  // The checked step near the ends: the next word against twice the caller's bound
+  // (word index against the byte count, as callers have always had it), the consumed
+  // position against the end of the tile's whole words, and the byte offset of a
+  // word about to be loaded against the bound.
   bool StaysInside(unsigned n) const {
-    if (next_ > limit_) {
+    const uint64_t next = Next();
+    if (next > fastNext_ && (next > limit_ || pos_ + n > endBits_)) {
       return false;
     }
-    const int64_t consumed = 16 * static_cast<int64_t>(next_) + fill_ + n - 32;
-    return consumed <= endBits_;
+    return Fill() + n <= 16 || static_cast<uint32_t>(2 * next) < limit32_;
   }
 
   const unsigned char *data_;
@@ -124,9 +172,11 @@ class G4BitReader {
   uint64_t limit_;
   uint32_t limit32_;
   uint64_t fastNext_;
-  uint32_t buf_;
-  uint32_t fill_;
-  uint64_t next_;
+  int64_t safe_;
+  int64_t pos_;
+  uint64_t win_;
+  int avail_;
+  uint64_t nextWord_;
 };
 
 // The entry of the sub-table that `escape` names, for the colour being read.
@@ -205,18 +255,20 @@ struct RefWalker {
   }
 };
 
-// The change list being written: entry `pos` is the last one, and no entry goes
-// past `lastSlot`.
+// The change list being written: entry `pos` is the last one, kept in `last` too so
+// that the row loop tests a register, and no entry goes past `lastSlot`.
 struct ChangeWriter {
   int32_t *changes;
   int32_t pos;
   int32_t lastSlot;
+  int32_t last;
 
   [[nodiscard]] bool Push(int32_t column) {
     if (pos >= lastSlot) {
       return false;
     }
     changes[++pos] = column;
+    last = column;
     return true;
   }
 };
@@ -338,7 +390,7 @@ inline short DecodeEndOfBlock(RowState &s, int32_t w) {
     }
   }
   ChangeWriter &out = s.out;
-  if (out.changes[out.pos] <= w) {
+  if (out.last <= w) {
     if (s.colour) {
       ++out.pos;
     }
@@ -346,6 +398,7 @@ inline short DecodeEndOfBlock(RowState &s, int32_t w) {
       return G4_DECODE_NO_DATA;
     }
     out.changes[out.pos] = w;
+    out.last = w;
   }
   return G4_DECODE_OK;
 }
@@ -375,17 +428,40 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
   }
   RowState s{G4BitReader(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes),
              RefWalker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0},
-             ChangeWriter{changes, 0, lastSlot}, 0, 0};
+             ChangeWriter{changes, 0, lastSlot, 0}, 0, 0};
   if (s.walker.end > lastSlot) {
     return G4_DECODE_REF_END;
   }
   changes[0] = 0;
+  // A white row under a white one, most rows of a tiled page's margins and blank
+  // tiles: a single V0 code gives the reference again. Anything else, a failing step
+  // included, takes the loop.
+  if (numRef == 4 && w > 0 && ref[0] == 0 && ref[1] == w + 1) {
+    const uint32_t mode = tables->G4ModeTable[s.bits.Peek(7)];
+    if (G4EntryValue(mode) == c2d::G4_MODE_V0 && s.bits.Consume(G4EntryLength(mode))) {
+      changes[1] = w + 1;
+      changes[2] = w + 1;
+      changes[3] = w + 1;
+      s.bits.Save(*tile);
+      tile->numChanges() = 4;
+      return G4_DECODE_OK;
+    }
+  }
   bool endOfBlock = false;
 
-  while (changes[s.out.pos] <= w) {
+  while (s.out.last <= w) {
     const uint32_t mode = tables->G4ModeTable[s.bits.Peek(7)];
     const int32_t kind = G4EntryValue(mode);
     short result;
+    // Vertical codes are most of a page's codes: one range test instead of the
+    // jump through the table of kinds.
+    if (static_cast<uint32_t>(kind - c2d::G4_MODE_VL3) <=
+        static_cast<uint32_t>(c2d::G4_MODE_VR3 - c2d::G4_MODE_VL3)) {
+      if (const short vertical = DecodeVertical(s, mode, kind - c2d::G4_MODE_V0)) {
+        return vertical;
+      }
+      continue;
+    }
     switch (kind) {
       case c2d::G4_MODE_VL3:
       case c2d::G4_MODE_VL2:
