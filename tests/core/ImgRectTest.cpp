@@ -27,25 +27,6 @@ TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
   EXPECT_EQ(IntRect(INT32_MIN, 0, INT32_MAX, 0).width(), 0);  // wraps, no overflow
 }
 
-TEST(ImgRectTest, VerticalReordering) {
-  ImgRect r = R(0, 2, 9, 7);
-  r.invertY();
-  EXPECT_EQ(r, R(0, 7, 9, 2));
-  EXPECT_EQ(r.getHeight(), 6u);
-  r.reorderTopLeftMin();
-  EXPECT_EQ(r, R(0, 2, 9, 7));
-  r.reorderBottomLeftMin();
-  EXPECT_EQ(r, R(0, 7, 9, 2));
-  // Neither ever exchanges left and right.
-  ImgRect h = R(9, 2, 0, 7);
-  h.reorderTopLeftMin();
-  h.reorderBottomLeftMin();
-  EXPECT_EQ(h, R(9, 7, 0, 2));
-  ImgRect y = R(0, 2, 9, 7);
-  y.makeYUpSubrect(10);
-  EXPECT_EQ(y, R(0, 3, 9, 8));
-}
-
 TEST(ImgRectTest, ConversionFromIntRectClampsOriginAndTakesFullExtent) {
   EXPECT_EQ(ImgRect(IntRect(-3, -1, 5, 4)), R(0, 0, 9, 6));
   EXPECT_EQ(ImgRect(IntRect(-3, 0, 5, 9)), R(0, 0, 9, 9));

@@ -99,21 +99,6 @@ TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   }
 }
 
-// A header out of step with its buffer refuses copies: a new alignment or new
-// extents change the row layout without recomputing it.
-TEST(CImg1Test, StaleHeadersRefuseCopies) {
-  ImagePtr image(CImg1::create(16, 2, 0, 1, IMG_ALIGN_NONE));
-  unsigned char source[4] = {1, 2, 3, 4};
-  image->setAlignment(IMG_ALIGN_32);
-  EXPECT_EQ(image->getBytesPerLine(), 2u);
-  EXPECT_EQ(image->dupData(source, 4), IMG_FAIL);
-  image->setAlignment(IMG_ALIGN_8);
-  EXPECT_EQ(image->dupData(source, 4), IMG_OK);
-  EXPECT_FALSE(image->setExtents(0, 2));
-  EXPECT_TRUE(image->setExtents(12, 2));
-  EXPECT_EQ(image->dupData(source, 4), IMG_FAIL);
-}
-
 // A transfer frees neither a buffer the image was lent nor the one it adopts; a
 // second initData replaces and frees the buffer the image owns (checked by the
 // sanitizer build).
@@ -218,21 +203,6 @@ TEST(CImg1Test, SubImageReadsZerosBeyondTheBuffer) {
     EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
     EXPECT_EQ(watch.reports(), 1u);
   }
-}
-
-TEST(CImg1Test, InvertFlipsPadBitsToo) {
-  ImagePtr image(CImg1::create(10, 2, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));  // 6 pad bits a row
-  image->peekData()[0] = 0x0F;
-  EXPECT_EQ(image->invert(), image.get());
-  EXPECT_EQ(BufferOf(*image), Bytes({0xF0, 0xFF, 0xFF, 0xFF}));  // pixels and pad bits
-  EXPECT_EQ(image->getBackgroundInterpretation(), 0xFFFFFFu);    // not exchanged
-  EXPECT_EQ(image->getBackgroundState(), IMG_BG_UNKNOWN);
-  // A cut-out of the last two columns takes the source's inverted pad bits along.
-  ImagePtr sub(AsCImg1(image->getSubImage(ImgRect(8, 0, 9, 0))));
-  ASSERT_NE(sub, nullptr);
-  EXPECT_EQ(BufferOf(*sub), Bytes{0xFF});
-  image->invert();
-  EXPECT_EQ(BufferOf(*image), Bytes({0x0F, 0x00, 0x00, 0x00}));
 }
 
 }  // namespace

@@ -22,27 +22,6 @@ ImagePtr Counting(unsigned w, unsigned h, unsigned base = 0) {
   return ImagePtr(CImg32::create(w, h, pixels, w * h * 4, true, RGB_ORDER_RGB));
 }
 
-TEST(CImg32Test, LazyPixelsFillWithTheKnownBackground) {
-  ImagePtr image(CImg32::create(6, 3, RGB_ORDER_BGR));
-  ASSERT_NE(image, nullptr);
-  EXPECT_EQ(image->getTotalBytes(), 72u);
-  EXPECT_EQ(image->constDataArray(), nullptr);  // never allocates
-  image->setBackgroundColor(0x11223344u);
-  const unsigned *pixels = image->peekData();
-  EXPECT_EQ(c2d_test::BufferOf(*image), std::vector<unsigned>(18, 0x11223344u));
-  EXPECT_EQ(image->peekDataArray()[2], pixels + 12);
-
-  // A second initData is IMG_FALSE, reported once, and keeps the pixels.
-  struct Open : CImg32 {
-    using CImg32::initData;
-  };
-  ErrWatch watch;
-  EXPECT_EQ((image.get()->*static_cast<ImgErr (CImg32::*)()>(&Open::initData))(), IMG_FALSE);
-  EXPECT_EQ(CImgErr::get(), IMG_FALSE);
-  EXPECT_EQ(watch.reports(), 1u);
-  EXPECT_EQ(image->peekData(), pixels);
-}
-
 // After setExtents the buffer keeps its old rows: copies and views are made wherever
 // their reads stay inside it, and refused (IMG_FAIL) where they would not.
 TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {

@@ -81,27 +81,6 @@ struct Impostor : CImg1 {
   }
 };
 
-TEST(ExportTest, ShareTablesSplitEveryErrorExactly) {
-  const c2d::ErrorShares &s = c2d::kErrorShares;
-  EXPECT_EQ((std::vector<int>{s.right[9], s.lowerLeft[9], s.below[9], s.lowerRight[9]}),
-            (std::vector<int>{4, 2, 3, 0}));
-  const int weights[4] = {7, 3, 5, 1};
-  for (int e = 0; e < 128; ++e) {
-    SCOPED_TRACE(e);
-    const int shares[4] = {s.right[e], s.lowerLeft[e], s.below[e], s.lowerRight[e]};
-    EXPECT_EQ(shares[0] + shares[1] + shares[2] + shares[3], e);
-    for (int k = 0; k < 4; ++k) {
-      EXPECT_LE(std::abs(16 * shares[k] - weights[k] * e), 16) << k;  // within one unit
-    }
-  }
-  for (int g = 1; g < 256; ++g) {
-    EXPECT_GE(c2d::kToneCurve[g], c2d::kToneCurve[g - 1]) << g;
-  }
-  EXPECT_EQ(c2d::kToneCurve[20], 0);
-  EXPECT_EQ(c2d::kToneCurve[128], 127);
-  EXPECT_EQ(c2d::kToneCurve[240], 255);
-}
-
 TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   ImgPtr<CImg1> bits = Bits(8, 2, IMG_ALIGN_NONE, 1), bits8 = Bits(8, 2, IMG_ALIGN_8, 2);
   ImgPtr<CImg1> wide = Bits(9, 2, IMG_ALIGN_NONE, 3), small = Bits(4, 2, IMG_ALIGN_NONE, 4);
@@ -370,61 +349,6 @@ TEST(ExportTest, CreateFrom24) {
   Words expected(9, 0x5A5A5Au);
   expected.insert(expected.end(), 3, 0u);
   EXPECT_EQ(BufferOf(*padded), expected);
-}
-
-TEST(ExportTest, FactoriesAndClones) {
-  // CImg32 clones are RGB: a BGR image comes back exchanged, its background cut to
-  // one byte.
-  ImgPtr<CImg32> bgr = True(2, 1, {0x00112233u, 0x80445566u});
-  bgr->setBackgroundColor(0x00AABBCCu);
-  ImgPtr<CImg32> clone(dynamic_cast<CImg32 *>(bgr->clone()));
-  ASSERT_NE(clone, nullptr);
-  EXPECT_EQ(clone->getRGBOrder(), RGB_ORDER_RGB);
-  EXPECT_EQ(BufferOf(*clone), (Words{0x00332211u, 0x80665544u}));
-  EXPECT_EQ(clone->getBackgroundColor(), 0xAAu);
-  // A source without pixels gives a lazy image that keeps a known colour as it is;
-  // a palette without entries is refused.
-  ImgPtr<CImg8> lazy(CImg8::create(3, 2, nullptr, IMG_ALIGN_NONE));
-  EXPECT_EQ(ImgPtr<CImg32>(CImg32::create(*lazy, RGB_ORDER_BGR))->getBackgroundState(),
-            IMG_BG_UNKNOWN);
-  lazy->setBackgroundColor(7);
-  ImgPtr<CImg32> known(CImg32::create(*lazy, RGB_ORDER_BGR));
-  EXPECT_EQ(known->getBackgroundColor(), 7u);
-  EXPECT_FALSE(known->hasData());
-  ColorMap none(0, 255);
-  ErrWatch watch;
-  EXPECT_EQ(CImg32::create(*Palette(2, 1, {0, 0}, &none), RGB_ORDER_BGR), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(watch.reports(), 1u);
-
-  // CImg8: 8 bits with pixels do not convert to 8 bits; a lazy clone is unaligned,
-  // grey and without background.
-  EXPECT_EQ(Palette(2, 1, {0, 0})->clone(), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  ColorMap map(1, 255);
-  ImgPtr<CImg8> lazyMapped(CImg8::create(5, 2, &map, IMG_ALIGN_32));
-  lazyMapped->setBackgroundColor(3);
-  ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazyMapped->clone()));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(copy->getAlignment(), IMG_ALIGN_NONE);
-  EXPECT_EQ(copy->getColorMap()->numEntries, 256);
-  EXPECT_EQ(copy->getBackgroundState(), IMG_BG_UNKNOWN);
-
-  // CImg1 clones take fixed colours and no alignment, so an aligned image cannot be
-  // copied into its clone, which comes back clear.
-  for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-    SCOPED_TRACE(align);
-    ImgPtr<CImg1> src = Bits(12, 2, align, 9);
-    src->setBackgroundInterpretation(5);
-    ErrWatch cloned;
-    ImgPtr<CImg1> dup(dynamic_cast<CImg1 *>(src->clone()));
-    ASSERT_NE(dup, nullptr);
-    EXPECT_EQ(CImgErr::get(), IMG_OK);
-    EXPECT_EQ(cloned.reports(), 1u);
-    EXPECT_EQ(dup->getAlignment(), IMG_ALIGN_NONE);
-    EXPECT_EQ(dup->getBackgroundInterpretation(), 0xFFFFFFu);
-    EXPECT_EQ(BufferOf(*dup), align == IMG_ALIGN_NONE ? BufferOf(*src) : Bytes(4, 0));
-  }
 }
 
 }  // namespace

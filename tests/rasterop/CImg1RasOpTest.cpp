@@ -277,40 +277,4 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   EXPECT_EQ(byte->peekData()[0], 0x01);
 }
 
-TEST(CImg1RasOpTest, OtherTypesAndTheFillForms) {
-  ImgPtr<CImg1> image = Bits(8, 2, IMG_ALIGN_NONE, {0x0F, 0xF0});
-  ImgPtr<CImg32> colour(CImg32::create(8, 2, RGB_ORDER_RGB));
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  EXPECT_EQ(image->doRasOp(RasOpSet, attr, *colour), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-  MarkRegistry();
-  image->doRasOpInPlace(RasOpSet, attr, *colour);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-
-  // The fill forms of the operators do nothing; the copying one answers this image.
-  ErrWatch watch;
-  EXPECT_EQ(image->doRasOp(RasOpSet, false, 0, 1), image.get());
-  image->doRasOpInPlace(RasOpSet, false, 0, 1);
-  EXPECT_EQ(BufferOf(*image), (ByteVec{0x0F, 0xF0}));
-  EXPECT_EQ(watch.reports(), 0u);
-
-  // The fill worker itself: every byte, pad bits included.
-  const struct {
-    bool keyed;
-    unsigned key, colour;
-    unsigned char result;
-  } fills[] = {{false, 0, 7, 0xFF}, {false, 9, 0, 0x00}, {true, 3, 7, 0xFF},
-               {true, 0, 0, 0x00},  {true, 0, 7, 0x5A},  {true, 3, 0, 0x5A}};
-  for (const auto &f : fills) {
-    SCOPED_TRACE(testing::Message() << f.keyed << " " << f.key << " " << f.colour);
-    ImgPtr<CImg1> padded = Bits(5, 2, IMG_ALIGN_NONE, {0x5A, 0x5A});
-    EXPECT_EQ(((*padded).*kFill)(padded.get(), f.keyed, f.key, f.colour), IMG_OK);
-    EXPECT_EQ(BufferOf(*padded), ByteVec(2, f.result));
-  }
-  ErrWatch fillWatch;
-  EXPECT_EQ(((*image).*kFill)(nullptr, false, 0, 1), IMG_INVALID_ARG);
-  EXPECT_EQ(fillWatch.reports(), 0u);
-}
-
 }  // namespace

@@ -177,24 +177,6 @@ TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
   EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
-TEST(CImg8RasOpTest, CopiesOfPixelsCannotBeMade) {
-  ImgPtr<CImg8> image = Image8(2, 2, IMG_ALIGN_NONE, {1, 2, 3, 4});
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  EXPECT_EQ(image->doRasOp(RasOpSet, attr, *Image8(1, 1, IMG_ALIGN_NONE, {9})), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);  // from the conversion
-  ErrWatch watch;
-  EXPECT_EQ(image->doRasOp(RasOpSet, false, 0, 1), nullptr);
-  EXPECT_EQ(watch.reports(), 2u);  // the conversion's, then the operator's own
-
-  // A lazy image copies, and the copy takes the colour as its background.
-  ImgPtr<CImg8> lazy(CImg8::create(2, 2, nullptr, IMG_ALIGN_NONE));
-  ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazy->doRasOp(RasOpSet, false, 0, 0x1F3u)));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_FALSE(copy->hasData());
-  EXPECT_EQ(BufferOf(*copy), Bytes(4, 0xF3));
-}
-
 TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
   ImgPtr<CImg8> source = Image8(2, 2, IMG_ALIGN_NONE, {0xFF, 5, 6, 0xFF});
   const struct {

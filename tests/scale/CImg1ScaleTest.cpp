@@ -281,16 +281,6 @@ TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   EXPECT_EQ(BitsOf(*Work(*wide, kQuickReduce, 2u, 1u, wide->getRect(), 0u)), (Bits{false, true}));
 }
 
-TEST(CImg1GreyTest, EmptyBlocksAreWhiteAndFullOnesBlack) {
-  ImgPtr<CImg1> page = Page(32, 20);
-  for (unsigned i = 0; i < 20; ++i) {
-    page->peekData()[i * 4] = page->peekData()[i * 4 + 1] = 0xFF;  // the left half
-  }
-  const unsigned k = 0xFFFFFF;
-  EXPECT_EQ(c2d_test::BufferOf(*Work(*page, kGrey, 4u, 3u, page->getRect())),  // 8 by 6 or 7
-            (std::vector<unsigned>{0, 0, k, k, 0, 0, k, k, 0, 0, k, k}));
-}
-
 TEST(CImg1ScaleTest, SizesAndTheWorkerForEachRequest) {
   Rng rng(9);
   ImgPtr<CImg1> page = RandomPage(rng, 100, 100, IMG_ALIGN_NONE, 0.2);

@@ -83,29 +83,6 @@ TEST(CImg8ScaleTest, WorkedExamples) {
   }
 }
 
-// The dispatch is CImg32's (see there) with this class's workers; resample means
-// nothing to palette images.
-TEST(CImg8ScaleTest, DispatchPicksTheWorkerForEachRequest) {
-  ImgPtr<CImg8> image =
-      Image(12, 10, [](unsigned x, unsigned y) { return (x * 7 + y * 13) % 5 == 0 ? 2u : 0u; });
-  const ImgRect all = image->getRect();
-  ImgPtr<CImg8> mid = Apply(*image, kEnlarge, 20, 10, all);
-  const struct {
-    unsigned w, h;
-    Bytes expected;
-  } cases[] = {
-      {20, 15, BytesOf(Apply(*image, kEnlarge, 20, 15, all).get())},
-      {5, 4, BytesOf(Apply(*image, kReduceBkg, 5, 4, all).get())},
-      {20, 5, BytesOf(Apply(*mid, kReduceBkg, 20, 5, mid->getRect()).get())},
-  };
-  ImgScaleAttr attr;
-  attr.resample = true;
-  for (const auto &c : cases) {
-    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h);
-    EXPECT_EQ(BytesOf(ImgPtr<IImg>(image->scale(all, c.w, c.h, attr)).get()), c.expected);
-  }
-}
-
 TEST(CImg8ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ImgPtr<CImg8> image = Image(8, 8, [](unsigned x, unsigned) { return x % 2; });
