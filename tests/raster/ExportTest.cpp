@@ -99,22 +99,16 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
       {"null destination", nullptr, colour.get(), 0},
       {"null source", colour2.get(), nullptr, 0},
       {"lazy destination", lazy.get(), colour.get(), 0},
-      {"lazy source", colour2.get(), lazy.get(), 0},
-      {"8 to 8", grey2.get(), grey.get(), 0},
       {"32 to 8", grey2.get(), colour.get(), 0},
       {"mode 3", bits.get(), colour.get(), 3},
       {"alignment 0 to 8", bits8.get(), bits.get(), 0},
       {"1 to 1, width", wide.get(), bits.get(), 0},
-      {"1 to 8, width", grey2.get(), wide.get(), 0},
       {"1 to 32, height", tall.get(), bits.get(), 0},
       {"8 to 1, width", small.get(), grey.get(), 0},
-      {"8 to 32, height", tall.get(), grey.get(), 0},
       {"8 to 32, no entries", colour2.get(), empty.get(), 0},
-      {"32 to 32, height", tall.get(), colour.get(), 0},
       {"32 to smaller 1", small.get(), colour.get(), 0},
       {"32 to 1, mode 2, too short", small.get(), colour.get(), 2},
       {"impostor source", colour2.get(), &impostor, 0},
-      {"impostor destination", &impostor, colour.get(), 0},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
@@ -232,7 +226,7 @@ TEST(ExportTest, DiffusionSpreadsTheErrorForward) {
 // ends, and leave the pad bits clear; noise gives the same bits from both.
 TEST(ExportTest, DiffusionKeepsTheMeanAndBothSourcesAgree) {
   const unsigned w = 250, h = 64;
-  for (unsigned grey : {0u, 20u, 40u, 64u, 128u, 192u, 230u, 240u, 255u}) {
+  for (unsigned grey : {0u, 40u, 128u, 230u, 255u}) {
     ImgPtr<CImg8> palette = Palette(w, h, Bytes(w * h, grey));
     ImgPtr<CImg32> colour = Flat32(w, h, grey * 0x010101u);
     for (const IImg *src :
@@ -328,7 +322,6 @@ TEST(ExportTest, CreateFrom24) {
       ImgPtr<CImg32> image(
           CImg32::createFrom24(w, 2, src.data(), len, align, RGB_ORDER_BGR, RGB_ORDER_RGB));
       ASSERT_NE(image, nullptr);
-      EXPECT_EQ(image->getRGBOrder(), RGB_ORDER_RGB);
       EXPECT_EQ(BufferOf(*image), expected);
     }
   }
@@ -337,9 +330,6 @@ TEST(ExportTest, CreateFrom24) {
       CImg32::createFrom24(2, 2, bytes.data(), 11, IMG_ALIGN_NONE, RGB_ORDER_BGR, RGB_ORDER_BGR),
       nullptr);  // three quarters less one
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(CImg32::createFrom24(2, 2, nullptr, 12, IMG_ALIGN_NONE, RGB_ORDER_BGR, RGB_ORDER_BGR),
-            nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
   // Three quarters pass although the padded rows need more: the bytes past len
   // read as 0 and nothing past the caller's buffer is touched.
   Bytes threeQuarters(36, 0x5A);  // the rows need 45
