@@ -93,6 +93,7 @@ TEST(CImg32ScaleTest, WorkedExamples) {
     return Image(10, 10,
                  [](unsigned x, unsigned y) { return x < 4 && y < 4 ? 0x00C08040u : kWhite; });
   };
+  const ImgRect r3(3u, 3u);
   const auto uniform = [] { return Image(7, 5, [](unsigned, unsigned) { return 0x00123456u; }); };
   struct {
     const char *name;
@@ -104,15 +105,9 @@ TEST(CImg32ScaleTest, WorkedExamples) {
     unsigned mask;
   } cases[] = {
       // Eight white background pixels and one ink pixel: count 11, cut toward zero.
-      {"black dot", Dot(3, 3, 1, 1, 0), kReduceResample, 1, 1, ImgRect(3u, 3u), Greys({185}), kRgb},
-      {"colour dot",
-       Dot(3, 3, 1, 1, 0x306090u),
-       kReduceResample,
-       1,
-       1,
-       ImgRect(3u, 3u),
-       {0xC6D3E0u},
-       kRgb},  // 198, 211, 224
+      {"black dot", Dot(3, 3, 1, 1, 0), kReduceResample, 1, 1, r3, Greys({185}), kRgb},
+      // 198, 211, 224.
+      {"colour dot", Dot(3, 3, 1, 1, 0x306090u), kReduceResample, 1, 1, r3, {0xC6D3E0u}, kRgb},
       {"uniform page", uniform(), kReduceResample, 3, 2, ImgRect(7u, 5u), uniform6, kRgb},
       {"uniform page", uniform(), kReduce, 3, 2, ImgRect(7u, 5u), uniform6, ~0u},
       {"uniform ink", patch(), kReduceBkg, 2, 2, ImgRect(4u, 4u), colour4, ~0u},
