@@ -174,14 +174,6 @@ TEST(CImg1RasOpTest, TheByteAfterARowIsTheNextRowsFirst) {
   ImgPtr<CImg1> orTarget = Bits(16, 2, IMG_ALIGN_NONE, ByteVec(4, 0x00));
   ASSERT_EQ(((*orTarget).*kOr)(orTarget.get(), attr, *source), IMG_OK);
   EXPECT_EQ(BufferOf(*orTarget), (ByteVec{0x1F, 0xFF, 0x1F, 0xFF}));
-
-  // Keyed set is exactly Or: the target's bits stay and the source's set bits add.
-  ImgPtr<CImg1> keyed = Bits(16, 2, IMG_ALIGN_NONE, {0x80, 0x01, 0x00, 0x00});
-  ImgPtr<CImg1> dot = Bits(13, 2, IMG_ALIGN_NONE, {0x00, 0x10, 0x80, 0x00});
-  RasOpXfmAttr keyedAttr = At(3, 0, true);
-  keyedAttr.transparentColor = 0x12345u;
-  ASSERT_EQ(((*keyed).*kSet)(keyed.get(), keyedAttr, *dot), IMG_OK);
-  EXPECT_EQ(BufferOf(*keyed), (ByteVec{0x80, 0x03, 0x10, 0x00}));
 }
 
 // Dispatch with the source on a byte boundary, where each worker gives its own byte:

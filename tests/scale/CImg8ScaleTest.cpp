@@ -81,6 +81,17 @@ TEST(CImg8ScaleTest, WorkedExamples) {
   }
 }
 
+// A mixed request enlarges first, then reduces; resample means nothing to palettes.
+TEST(CImg8ScaleTest, MixedRequestsEnlargeThenReduce) {
+  ImgPtr<CImg8> image =
+      Image(12, 10, [](unsigned x, unsigned y) { return (x * 7 + y * 13) % 5 == 0 ? 2u : 0u; });
+  ImgPtr<CImg8> mid = Apply(*image, kEnlarge, 20, 10, image->getRect());
+  ImgScaleAttr attr;
+  attr.resample = true;
+  EXPECT_EQ(BytesOf(ImgPtr<IImg>(image->scale(image->getRect(), 20, 5, attr)).get()),
+            BytesOf(Apply(*mid, kReduceBkg, 20, 5, mid->getRect()).get()));
+}
+
 TEST(CImg8ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ImgPtr<CImg8> image = Image(8, 8, [](unsigned x, unsigned) { return x % 2; });

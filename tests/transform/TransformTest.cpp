@@ -341,6 +341,10 @@ TEST(TransformTest, ChangedExtentsAndMissingPixels) {
     }
   }
 
+  // A colour image without pixels is refused; a CImg1 without them reads as clear.
+  ImgPtr<IImg> lazy(kKinds[1].create(4, 4, IMG_ALIGN_NONE));
+  EXPECT_EQ(lazy->rotate(90.0), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   ImgPtr<IImg> bits = Make(kKinds[0], Random(9, 5, 1, 3));
   std::free(dynamic_cast<CImg1 &>(*bits).ownData());
   for (const double degrees : {90.0, 180.0, 30.0}) {
