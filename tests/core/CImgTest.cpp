@@ -1,5 +1,4 @@
-// CImg: the shared header arithmetic, the protected static helpers, the untyped
-// pointer helpers.
+// CImg: the protected static helpers and the tile counts of a bare image.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"

@@ -1,6 +1,5 @@
-// CImg1: the row layout, stale headers, buffer ownership in
-// every combination, cut-outs at every bit offset against a pixel reference, reads
-// past the buffer, and inversion with its pad bits.
+// CImg1: the bare object, the row layout, buffer ownership in every combination,
+// cut-outs at every bit offset against a pixel reference, and reads past the buffer.
 #include <gtest/gtest.h>
 
 #include <vector>

@@ -1,5 +1,5 @@
-// CImg32: creation, lazy pixels, ownership of buffers, reference images, sub-images
-// and the error codes and counts of each failure.
+// CImg32: changed extents, sub-images, reference images and the ownership of their
+// pixels.
 #include <gtest/gtest.h>
 
 #include <vector>

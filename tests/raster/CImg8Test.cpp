@@ -1,6 +1,5 @@
-// CImg8: alignment and the packed row table, the palette, the failure codes and
-// counts of the factories, reference images, lazy fills and sub-images, including
-// reads that would leave the pixel buffer.
+// CImg8: alignment and the packed row table, the palette, reference images and
+// sub-images, including reads that would leave the pixel buffer, and stale headers.
 #include <gtest/gtest.h>
 
 #include <vector>

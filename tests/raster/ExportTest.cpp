@@ -1,6 +1,5 @@
-// Format conversion: the constant tables, the refusals of Export::xfm, each path
-// against pixels read back independently, the 24-bit widening, and the conversion
-// factories and clones with their odd results.
+// Format conversion: the refusals of Export::xfm, each path against pixels read back
+// independently or worked by hand, and the 24-bit widening.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // CImg1 raster operators: each worker's bytes at every bit offset against a
 // pixel-by-pixel model of its rules, the spill into the next row, the dispatch
-// tables of the copying and the in-place operation, placement failures and the fill.
+// tables of the copying and the in-place operation, and placement failures.
 #include <gtest/gtest.h>
 
 #include <cstdint>

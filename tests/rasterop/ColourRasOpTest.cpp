@@ -1,6 +1,6 @@
 // CImg32 and CImg8 raster operators: every operator value sets, the keys of the
-// two classes, refusals, the fill forms with lazy pixels, grown extents, and palette
-// copies that cannot be made. Placement in detail is in CImg1RasOpTest.
+// two classes, refusals, the fill forms with lazy pixels, and grown extents.
+// Placement in detail is in CImg1RasOpTest.
 #include <gtest/gtest.h>
 
 #include <vector>

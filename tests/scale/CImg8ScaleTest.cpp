@@ -1,5 +1,5 @@
 // CImg8 scaling: worked examples (the diagonal test of Reduce_bkg, a source read as
-// it stands), the worker each request reaches, and refusals.
+// it stands), a mixed request, and refusals.
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -1,7 +1,7 @@
 // Mirrors and rotations of CImg1, CImg32 and CImg8, each checked against one
 // per-pixel model of the transforms (with its own shear tables) over several sizes
-// and alignments; angle snapping, the in-place flip, the shear tables, refusals,
-// changed extents and failed allocations.
+// and alignments; the shear tables, changed extents, missing pixels and failed
+// allocations.
 #include <gtest/gtest.h>
 
 #include <algorithm>
