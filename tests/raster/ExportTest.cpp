@@ -2,7 +2,6 @@
 // independently or worked by hand, and the 24-bit widening.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <vector>
 
 #include "Image/Core2DImage.h"
