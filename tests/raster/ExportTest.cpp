@@ -1,9 +1,7 @@
-// Format conversion: the constant tables, the refusals of Export::xfm, each path
-// against pixels read back independently, the 24-bit widening, and the conversion
-// factories and clones with their odd results.
+// Format conversion: the refusals of Export::xfm, each path against pixels read back
+// independently or worked by hand, and the 24-bit widening.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -81,27 +79,6 @@ struct Impostor : CImg1 {
   }
 };
 
-TEST(ExportTest, ShareTablesSplitEveryErrorExactly) {
-  const c2d::ErrorShares &s = c2d::kErrorShares;
-  EXPECT_EQ((std::vector<int>{s.right[9], s.lowerLeft[9], s.below[9], s.lowerRight[9]}),
-            (std::vector<int>{4, 2, 3, 0}));
-  const int weights[4] = {7, 3, 5, 1};
-  for (int e = 0; e < 128; ++e) {
-    SCOPED_TRACE(e);
-    const int shares[4] = {s.right[e], s.lowerLeft[e], s.below[e], s.lowerRight[e]};
-    EXPECT_EQ(shares[0] + shares[1] + shares[2] + shares[3], e);
-    for (int k = 0; k < 4; ++k) {
-      EXPECT_LE(std::abs(16 * shares[k] - weights[k] * e), 16) << k;  // within one unit
-    }
-  }
-  for (int g = 1; g < 256; ++g) {
-    EXPECT_GE(c2d::kToneCurve[g], c2d::kToneCurve[g - 1]) << g;
-  }
-  EXPECT_EQ(c2d::kToneCurve[20], 0);
-  EXPECT_EQ(c2d::kToneCurve[128], 127);
-  EXPECT_EQ(c2d::kToneCurve[240], 255);
-}
-
 TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   ImgPtr<CImg1> bits = Bits(8, 2, IMG_ALIGN_NONE, 1), bits8 = Bits(8, 2, IMG_ALIGN_8, 2);
   ImgPtr<CImg1> wide = Bits(9, 2, IMG_ALIGN_NONE, 3), small = Bits(4, 2, IMG_ALIGN_NONE, 4);
@@ -120,22 +97,16 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
       {"null destination", nullptr, colour.get(), 0},
       {"null source", colour2.get(), nullptr, 0},
       {"lazy destination", lazy.get(), colour.get(), 0},
-      {"lazy source", colour2.get(), lazy.get(), 0},
-      {"8 to 8", grey2.get(), grey.get(), 0},
       {"32 to 8", grey2.get(), colour.get(), 0},
       {"mode 3", bits.get(), colour.get(), 3},
       {"alignment 0 to 8", bits8.get(), bits.get(), 0},
       {"1 to 1, width", wide.get(), bits.get(), 0},
-      {"1 to 8, width", grey2.get(), wide.get(), 0},
       {"1 to 32, height", tall.get(), bits.get(), 0},
       {"8 to 1, width", small.get(), grey.get(), 0},
-      {"8 to 32, height", tall.get(), grey.get(), 0},
       {"8 to 32, no entries", colour2.get(), empty.get(), 0},
-      {"32 to 32, height", tall.get(), colour.get(), 0},
       {"32 to smaller 1", small.get(), colour.get(), 0},
       {"32 to 1, mode 2, too short", small.get(), colour.get(), 2},
       {"impostor source", colour2.get(), &impostor, 0},
-      {"impostor destination", &impostor, colour.get(), 0},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
@@ -253,7 +224,7 @@ TEST(ExportTest, DiffusionSpreadsTheErrorForward) {
 // ends, and leave the pad bits clear; noise gives the same bits from both.
 TEST(ExportTest, DiffusionKeepsTheMeanAndBothSourcesAgree) {
   const unsigned w = 250, h = 64;
-  for (unsigned grey : {0u, 20u, 40u, 64u, 128u, 192u, 230u, 240u, 255u}) {
+  for (unsigned grey : {0u, 40u, 128u, 230u, 255u}) {
     ImgPtr<CImg8> palette = Palette(w, h, Bytes(w * h, grey));
     ImgPtr<CImg32> colour = Flat32(w, h, grey * 0x010101u);
     for (const IImg *src :
@@ -349,7 +320,6 @@ TEST(ExportTest, CreateFrom24) {
       ImgPtr<CImg32> image(
           CImg32::createFrom24(w, 2, src.data(), len, align, RGB_ORDER_BGR, RGB_ORDER_RGB));
       ASSERT_NE(image, nullptr);
-      EXPECT_EQ(image->getRGBOrder(), RGB_ORDER_RGB);
       EXPECT_EQ(BufferOf(*image), expected);
     }
   }
@@ -358,9 +328,6 @@ TEST(ExportTest, CreateFrom24) {
       CImg32::createFrom24(2, 2, bytes.data(), 11, IMG_ALIGN_NONE, RGB_ORDER_BGR, RGB_ORDER_BGR),
       nullptr);  // three quarters less one
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(CImg32::createFrom24(2, 2, nullptr, 12, IMG_ALIGN_NONE, RGB_ORDER_BGR, RGB_ORDER_BGR),
-            nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
   // Three quarters pass although the padded rows need more: the bytes past len
   // read as 0 and nothing past the caller's buffer is touched.
   Bytes threeQuarters(36, 0x5A);  // the rows need 45
@@ -370,61 +337,6 @@ TEST(ExportTest, CreateFrom24) {
   Words expected(9, 0x5A5A5Au);
   expected.insert(expected.end(), 3, 0u);
   EXPECT_EQ(BufferOf(*padded), expected);
-}
-
-TEST(ExportTest, FactoriesAndClones) {
-  // CImg32 clones are RGB: a BGR image comes back exchanged, its background cut to
-  // one byte.
-  ImgPtr<CImg32> bgr = True(2, 1, {0x00112233u, 0x80445566u});
-  bgr->setBackgroundColor(0x00AABBCCu);
-  ImgPtr<CImg32> clone(dynamic_cast<CImg32 *>(bgr->clone()));
-  ASSERT_NE(clone, nullptr);
-  EXPECT_EQ(clone->getRGBOrder(), RGB_ORDER_RGB);
-  EXPECT_EQ(BufferOf(*clone), (Words{0x00332211u, 0x80665544u}));
-  EXPECT_EQ(clone->getBackgroundColor(), 0xAAu);
-  // A source without pixels gives a lazy image that keeps a known colour as it is;
-  // a palette without entries is refused.
-  ImgPtr<CImg8> lazy(CImg8::create(3, 2, nullptr, IMG_ALIGN_NONE));
-  EXPECT_EQ(ImgPtr<CImg32>(CImg32::create(*lazy, RGB_ORDER_BGR))->getBackgroundState(),
-            IMG_BG_UNKNOWN);
-  lazy->setBackgroundColor(7);
-  ImgPtr<CImg32> known(CImg32::create(*lazy, RGB_ORDER_BGR));
-  EXPECT_EQ(known->getBackgroundColor(), 7u);
-  EXPECT_FALSE(known->hasData());
-  ColorMap none(0, 255);
-  ErrWatch watch;
-  EXPECT_EQ(CImg32::create(*Palette(2, 1, {0, 0}, &none), RGB_ORDER_BGR), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(watch.reports(), 1u);
-
-  // CImg8: 8 bits with pixels do not convert to 8 bits; a lazy clone is unaligned,
-  // grey and without background.
-  EXPECT_EQ(Palette(2, 1, {0, 0})->clone(), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  ColorMap map(1, 255);
-  ImgPtr<CImg8> lazyMapped(CImg8::create(5, 2, &map, IMG_ALIGN_32));
-  lazyMapped->setBackgroundColor(3);
-  ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazyMapped->clone()));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(copy->getAlignment(), IMG_ALIGN_NONE);
-  EXPECT_EQ(copy->getColorMap()->numEntries, 256);
-  EXPECT_EQ(copy->getBackgroundState(), IMG_BG_UNKNOWN);
-
-  // CImg1 clones take fixed colours and no alignment, so an aligned image cannot be
-  // copied into its clone, which comes back clear.
-  for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-    SCOPED_TRACE(align);
-    ImgPtr<CImg1> src = Bits(12, 2, align, 9);
-    src->setBackgroundInterpretation(5);
-    ErrWatch cloned;
-    ImgPtr<CImg1> dup(dynamic_cast<CImg1 *>(src->clone()));
-    ASSERT_NE(dup, nullptr);
-    EXPECT_EQ(CImgErr::get(), IMG_OK);
-    EXPECT_EQ(cloned.reports(), 1u);
-    EXPECT_EQ(dup->getAlignment(), IMG_ALIGN_NONE);
-    EXPECT_EQ(dup->getBackgroundInterpretation(), 0xFFFFFFu);
-    EXPECT_EQ(BufferOf(*dup), align == IMG_ALIGN_NONE ? BufferOf(*src) : Bytes(4, 0));
-  }
 }
 
 }  // namespace

@@ -157,6 +157,12 @@ TEST(RasterFactoryTest, Failures) {
     return {[=](unsigned char *&) { return CImg8::create(w, h, nullptr, a); },
             [=](unsigned char *&) { return Open8::_create(w, h, nullptr, a); }};
   };
+  const auto Lazy32 = [](unsigned w, unsigned h, int order) -> Make {
+    return [=](unsigned char *&) { return CImg32::create(w, h, RGBOrder(order)); };
+  };
+  const auto Sized1 = [](unsigned w, unsigned h) -> Make {
+    return [=](unsigned char *&) { return CImg1::create(w, h, 0, 1, IMG_ALIGN_NONE); };
+  };
   struct Case {
     const char *name;
     std::vector<Make> makers;
@@ -164,25 +170,12 @@ TEST(RasterFactoryTest, Failures) {
     ImgErr code;
     uint32_t reports;
   };
+  const ImgErr kNone = IMG_DECODE_FAILED;  // what the registry held before
   const Case cases[] = {
       // CImg32, with a buffer of 12 pixels for 4 x 3.
       {"32 zero width", {As32(0, 3, 48, false), As32(4, 0, 48, true)}, false, IMG_FAIL, 2},
-      {"32 lazy zero width",
-       {[](auto &) { return CImg32::create(0, 3, RGB_ORDER_BGR); }},
-       false,
-       IMG_FAIL,
-       2},
-      {"32 byte order 2",
-       {[](auto &) { return CImg32::create(3, 3, RGBOrder(2)); }},
-       false,
-       IMG_FAIL,
-       2},
-      {"32-bit overflow",
-       {As32(40000, 40000, 48, false),
-        [](auto &) { return CImg32::create(40000, 40000, RGB_ORDER_BGR); }},
-       false,
-       IMG_FAIL,
-       1},
+      {"32 lazy zero width, byte order 2", {Lazy32(0, 3, 0), Lazy32(3, 3, 2)}, false, IMG_FAIL, 2},
+      {"32 overflow", {As32(40000, 40000, 48, false), Lazy32(40000, 40000, 0)}, false, IMG_FAIL, 1},
       {"32 wrapping stride", {As32(0x40000001u, 1, 48, false)}, false, IMG_FAIL, 1},
       {"32 null buffer", {As32(4, 3, 48, false), As32(4, 3, 48, true)}, true, IMG_INVALID_ARG, 1},
       {"32 short buffer", {As32(4, 3, 47, false), As32(4, 3, 47, true)}, false, IMG_FAIL, 1},
@@ -190,37 +183,22 @@ TEST(RasterFactoryTest, Failures) {
       {"8 zero size", {As8(0, 3, 12, false, 0), As8(4, 0, 12, true, 0)}, false, IMG_FAIL, 2},
       {"8 lazy zero size", Lazy8(0, 3, 0), false, IMG_FAIL, 2},
       {"8 alignment 16", {As8(4, 3, 12, true, 16)}, false, IMG_FAIL, 2},
-      {"8 lazy alignment 16", Lazy8(4, 3, 16), false, IMG_FAIL, 2},
       {"8 32-bit overflow", {As8(70000, 70000, 12, false, 0)}, false, IMG_FAIL, 1},
-      {"8 lazy 32-bit overflow", Lazy8(70000, 70000, 0), false, IMG_FAIL, 1},
       {"8 padded row wraps", {As8(0xFFFFFFFFu, 1, 12, false, 32)}, false, IMG_FAIL, 1},
       {"8 lazy padded row wraps", Lazy8(0xFFFFFFFFu, 1, 32), false, IMG_FAIL, 1},
       {"8 null buffer", {As8(4, 3, 12, false, 0)}, true, IMG_INVALID_ARG, 1},
-      {"8 short, long, unpadded",
-       {As8(4, 3, 11, false, 0), As8(4, 3, 13, false, 0), As8(3, 4, 12, true, 32)},
-       false,
-       IMG_FAIL,
-       1},
+      {"8 short, long", {As8(4, 3, 11, false, 0), As8(4, 3, 13, false, 0)}, false, IMG_FAIL, 1},
+      {"8 unpadded", {As8(3, 4, 12, true, 32)}, false, IMG_FAIL, 1},
       // CImg1, 16 x 2 in 4 bytes: the buffer factories record nothing.
-      {"1 bad buffer",
-       {As1(0, 4, true), As1(16, 3, true), As1(16, 5, true), As1(16, 5, false)},
-       false,
-       IMG_DECODE_FAILED,
-       0},
-      {"1 null buffer", {As1(16, 4, true)}, true, IMG_DECODE_FAILED, 0},
+      {"1 bad buffer", {As1(0, 4, true), As1(16, 3, true), As1(16, 5, false)}, false, kNone, 0},
+      {"1 null buffer", {As1(16, 4, true)}, true, kNone, 0},
       {"1 untyped buffer",
        {[](auto &b) { return CImg1::create(b, 8, 8, IMG_ALIGN_NONE); }},
        false,
-       IMG_DECODE_FAILED,
+       kNone,
        0},
       // The factory with size reports once: zero sizes, and 4 GiB of pixels.
-      {"1 sizes",
-       {[](auto &) { return CImg1::create(0, 4, 0, 1, IMG_ALIGN_NONE); },
-        [](auto &) { return CImg1::create(4, 0, 0, 1, IMG_ALIGN_NONE); },
-        [](auto &) { return CImg1::create(0x80000u, 0x10000u, 0, 1, IMG_ALIGN_NONE); }},
-       false,
-       IMG_FAIL,
-       1},
+      {"1 sizes", {Sized1(0, 4), Sized1(4, 0), Sized1(0x80000u, 0x10000u)}, false, IMG_FAIL, 1},
   };
   for (const Case &c : cases) {
     for (size_t i = 0; i < c.makers.size(); ++i) {

@@ -1,6 +1,6 @@
 // CImg1 raster operators: each worker's bytes at every bit offset against a
 // pixel-by-pixel model of its rules, the spill into the next row, the dispatch
-// tables of the copying and the in-place operation, placement failures and the fill.
+// tables of the copying and the in-place operation, and placement failures.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -174,14 +174,6 @@ TEST(CImg1RasOpTest, TheByteAfterARowIsTheNextRowsFirst) {
   ImgPtr<CImg1> orTarget = Bits(16, 2, IMG_ALIGN_NONE, ByteVec(4, 0x00));
   ASSERT_EQ(((*orTarget).*kOr)(orTarget.get(), attr, *source), IMG_OK);
   EXPECT_EQ(BufferOf(*orTarget), (ByteVec{0x1F, 0xFF, 0x1F, 0xFF}));
-
-  // Keyed set is exactly Or: the target's bits stay and the source's set bits add.
-  ImgPtr<CImg1> keyed = Bits(16, 2, IMG_ALIGN_NONE, {0x80, 0x01, 0x00, 0x00});
-  ImgPtr<CImg1> dot = Bits(13, 2, IMG_ALIGN_NONE, {0x00, 0x10, 0x80, 0x00});
-  RasOpXfmAttr keyedAttr = At(3, 0, true);
-  keyedAttr.transparentColor = 0x12345u;
-  ASSERT_EQ(((*keyed).*kSet)(keyed.get(), keyedAttr, *dot), IMG_OK);
-  EXPECT_EQ(BufferOf(*keyed), (ByteVec{0x80, 0x03, 0x10, 0x00}));
 }
 
 // Dispatch with the source on a byte boundary, where each worker gives its own byte:
@@ -209,7 +201,6 @@ TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
     ASSERT_NE(copy, nullptr);
     EXPECT_EQ(CImgErr::get(), IMG_OK);  // recorded for every operator value
     EXPECT_EQ(copy->peekData()[0], c.copied);
-    EXPECT_EQ(copy->getAlignment(), IMG_ALIGN_8);
     EXPECT_EQ(image->peekData()[0], 0xCC);  // the original is untouched
 
     MarkRegistry();
@@ -275,42 +266,6 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   byte->doRasOpInPlace(RasOpSet, origin, *four);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   EXPECT_EQ(byte->peekData()[0], 0x01);
-}
-
-TEST(CImg1RasOpTest, OtherTypesAndTheFillForms) {
-  ImgPtr<CImg1> image = Bits(8, 2, IMG_ALIGN_NONE, {0x0F, 0xF0});
-  ImgPtr<CImg32> colour(CImg32::create(8, 2, RGB_ORDER_RGB));
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  EXPECT_EQ(image->doRasOp(RasOpSet, attr, *colour), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-  MarkRegistry();
-  image->doRasOpInPlace(RasOpSet, attr, *colour);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-
-  // The fill forms of the operators do nothing; the copying one answers this image.
-  ErrWatch watch;
-  EXPECT_EQ(image->doRasOp(RasOpSet, false, 0, 1), image.get());
-  image->doRasOpInPlace(RasOpSet, false, 0, 1);
-  EXPECT_EQ(BufferOf(*image), (ByteVec{0x0F, 0xF0}));
-  EXPECT_EQ(watch.reports(), 0u);
-
-  // The fill worker itself: every byte, pad bits included.
-  const struct {
-    bool keyed;
-    unsigned key, colour;
-    unsigned char result;
-  } fills[] = {{false, 0, 7, 0xFF}, {false, 9, 0, 0x00}, {true, 3, 7, 0xFF},
-               {true, 0, 0, 0x00},  {true, 0, 7, 0x5A},  {true, 3, 0, 0x5A}};
-  for (const auto &f : fills) {
-    SCOPED_TRACE(testing::Message() << f.keyed << " " << f.key << " " << f.colour);
-    ImgPtr<CImg1> padded = Bits(5, 2, IMG_ALIGN_NONE, {0x5A, 0x5A});
-    EXPECT_EQ(((*padded).*kFill)(padded.get(), f.keyed, f.key, f.colour), IMG_OK);
-    EXPECT_EQ(BufferOf(*padded), ByteVec(2, f.result));
-  }
-  ErrWatch fillWatch;
-  EXPECT_EQ(((*image).*kFill)(nullptr, false, 0, 1), IMG_INVALID_ARG);
-  EXPECT_EQ(fillWatch.reports(), 0u);
 }
 
 }  // namespace

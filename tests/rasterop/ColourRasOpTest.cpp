@@ -1,6 +1,6 @@
 // CImg32 and CImg8 raster operators: every operator value sets, the keys of the
-// two classes, refusals, the fill forms with lazy pixels, grown extents, and palette
-// copies that cannot be made. Placement in detail is in CImg1RasOpTest.
+// two classes, refusals, the fill forms with lazy pixels, and grown extents.
+// Placement in detail is in CImg1RasOpTest.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -11,7 +11,6 @@
 namespace {
 
 using c2d_test::BufferOf;
-using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using namespace Core2DImage::RasOpEnum;
 using Pixels = std::vector<unsigned>;
@@ -51,16 +50,13 @@ TEST(CImg32RasOpTest, EveryOperatorSets) {
   RasOpXfmAttr attr = At(1, 1);
   for (int op : {0, 1, 2, 3, 4, 9}) {
     SCOPED_TRACE(op);
-    const bool known = op <= 4;
     ImgPtr<CImg32> image = Counting32(3, 3, 0);
-    ErrWatch watch;
     ImgPtr<CImg32> copy(
         dynamic_cast<CImg32 *>(image->doRasOp(static_cast<RasOp>(op), attr, *source)));
     ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(BufferOf(*copy), known ? kPlaced : BufferOf(*image));
+    EXPECT_EQ(BufferOf(*copy), op <= 4 ? kPlaced : BufferOf(*image));
     image->doRasOpInPlace(static_cast<RasOp>(op), attr, *source);
-    EXPECT_EQ(BufferOf(*image), known ? kPlaced : BufferOf(*copy));
-    EXPECT_EQ(watch.reports(), 0u);  // success records nothing
+    EXPECT_EQ(BufferOf(*image), BufferOf(*copy));
   }
   // Through the row tables, so that a view writes into its parent.
   ImgPtr<CImg32> parent = Counting32(3, 3, 0);
@@ -116,11 +112,8 @@ TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
     EXPECT_EQ(CImgErr::get(), c.recorded);
     EXPECT_EQ(BufferOf(*image), before);
   }
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  EXPECT_EQ(image->doRasOp(RasOpSet, attr, *bits), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
   // A source without pixels gives the target none.
+  RasOpXfmAttr attr = At(0, 0);
   ImgPtr<CImg32> lazyTarget(CImg32::create(3, 3, RGB_ORDER_RGB));
   lazyTarget->doRasOpInPlace(RasOpSet, attr, *lazy);
   EXPECT_FALSE(lazyTarget->hasData());
@@ -149,14 +142,6 @@ TEST(CImg32RasOpTest, FillFormsAndLazyPixels) {
   EXPECT_EQ(BufferOf(*image), (Pixels{1, 7, 7}));
   image->doRasOpInPlace(RasOpSet, false, 1, 3);
   EXPECT_EQ(BufferOf(*image), Pixels(3, 3u));
-
-  struct Open : CImg32 {
-    using CImg32::rasOpSet;
-  };
-  using Fill = ImgErr (CImg32::*)(CImg32 *, bool, unsigned, unsigned);
-  ErrWatch watch;
-  EXPECT_EQ(((*image).*static_cast<Fill>(&Open::rasOpSet))(nullptr, false, 0, 0), IMG_INVALID_ARG);
-  EXPECT_EQ(watch.reports(), 1u);
 }
 
 // After setExtents the extents outgrow the buffer: only the pixels the buffers hold
@@ -177,24 +162,6 @@ TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
   EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
-TEST(CImg8RasOpTest, CopiesOfPixelsCannotBeMade) {
-  ImgPtr<CImg8> image = Image8(2, 2, IMG_ALIGN_NONE, {1, 2, 3, 4});
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  EXPECT_EQ(image->doRasOp(RasOpSet, attr, *Image8(1, 1, IMG_ALIGN_NONE, {9})), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);  // from the conversion
-  ErrWatch watch;
-  EXPECT_EQ(image->doRasOp(RasOpSet, false, 0, 1), nullptr);
-  EXPECT_EQ(watch.reports(), 2u);  // the conversion's, then the operator's own
-
-  // A lazy image copies, and the copy takes the colour as its background.
-  ImgPtr<CImg8> lazy(CImg8::create(2, 2, nullptr, IMG_ALIGN_NONE));
-  ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazy->doRasOp(RasOpSet, false, 0, 0x1F3u)));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_FALSE(copy->hasData());
-  EXPECT_EQ(BufferOf(*copy), Bytes(4, 0xF3));
-}
-
 TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
   ImgPtr<CImg8> source = Image8(2, 2, IMG_ALIGN_NONE, {0xFF, 5, 6, 0xFF});
   const struct {
@@ -213,11 +180,6 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
     image->doRasOpInPlace(RasOpAnd, attr, *source);
     EXPECT_EQ(BufferOf(*image), c.result);
   }
-  ImgPtr<CImg8> image = Image8(3, 3, IMG_ALIGN_NONE, Bytes(9, 0));
-  RasOpXfmAttr attr = At(0, 0);
-  MarkRegistry();
-  image->doRasOpInPlace(RasOpSet, attr, *ImgPtr<CImg32>(CImg32::create(1, 1, RGB_ORDER_RGB)));
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
 }
 
 // With 32-bit rows of 3 pixels the rows lie packed and the pad bytes together at

@@ -7,8 +7,6 @@ namespace {
 
 TEST(ColorMapTest, CopiesAreDeep) {
   ColorMap map(256, 255);
-  ASSERT_EQ(map.numEntries, 256);
-  EXPECT_EQ(map.getMaxValue(), 255);
   EXPECT_EQ(map.entries[255].blue, 0);
   map.entries[10] = {10, 20, 30};
   EXPECT_EQ((&map.entries[0].red)[10 * 3 + 2], 30);  // three consecutive int32 a entry
@@ -18,7 +16,6 @@ TEST(ColorMapTest, CopiesAreDeep) {
   assigned = map;
   map.entries[10].green = 99;
   for (const ColorMap *other : {&copy, &assigned}) {
-    EXPECT_EQ(other->numEntries, 256);
     EXPECT_EQ(other->entries[10].green, 20);
   }
 
