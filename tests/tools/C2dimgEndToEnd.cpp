@@ -267,6 +267,11 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   std::string lying = tiff;
   ASSERT_TRUE(InflateTag(lying, TIFFTAG_STRIPBYTECOUNTS));
   WriteText(path("lying.tif"), lying);
+  std::string huge = tiff, unknown = tiff;  // 32576 x 32560 pixels; compression 32516
+  ASSERT_TRUE(InflateTag(huge, TIFFTAG_IMAGEWIDTH) && InflateTag(huge, TIFFTAG_IMAGELENGTH));
+  ASSERT_TRUE(InflateTag(unknown, TIFFTAG_COMPRESSION));
+  WriteText(path("huge.tif"), huge);
+  WriteText(path("unknown.tif"), unknown);
   WriteText(path("cut.tif"), tiff.substr(0, tiff.size() / 2));
   WriteText(path("cut.png"), png.substr(0, png.size() / 2));
   WriteText(path("corrupt.png"), png.substr(0, 8) + std::string(200, 'x'));
@@ -279,7 +284,8 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   fs::create_directory(path("folder"));
   const char *const inputs[] = {"missing.tif", "folder",   "empty",    "text.txt",
                                 "lying.tif",   "cut.tif",  "cut.png",  "corrupt.png",
-                                "cut.pbm",     "zero.pgm", "good.tif", "huge.png"};
+                                "cut.pbm",     "zero.pgm", "good.tif", "huge.png",
+                                "huge.tif",    "unknown.tif"};
   for (const std::string input : inputs) {
     for (const char *out : {"new.png", "kept.png"}) {
       SCOPED_TRACE(input + " -> " + out);
@@ -292,6 +298,11 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
       EXPECT_EQ(Slurp(path("kept.png")), "old contents");
     }
   }
+  // An output that cannot be written names itself.
+  const Outcome nowhere =
+      run({"scale", path("good.tif"), "-o", path("no-such-dir/new.png"), "--width", "10"});
+  EXPECT_EQ(nowhere.status, 2);
+  EXPECT_NE(nowhere.err.find("no-such-dir/new.png"), std::string::npos) << nowhere.err;
   // Nothing half-written is left beside OUT either.
   for (const auto &entry : fs::directory_iterator(dir_)) {
     EXPECT_EQ(entry.path().filename().string().find(".c2dimg-"), std::string::npos) << entry.path();
