@@ -259,17 +259,6 @@ inline void WritePbm(const std::string &path, const Image &page, bool plain) {
   WriteText(path, text);
 }
 
-// Plain PPM with a maximum value of 1000, which is scaled to 255.
-inline void WritePlainPpm(const std::string &path, const Image &image) {
-  std::string text = "P3\n" + std::to_string(image.w) + " " + std::to_string(image.h) + "\n1000\n";
-  for (uint32_t c : image.rgb) {
-    for (int shift : {16, 8, 0}) {
-      text += std::to_string(((c >> shift) & 0xFF) * 1000 / 255) + " ";
-    }
-  }
-  WriteText(path, text);
-}
-
 // Damages the coded bytes of a TIFF's tile or strip `index`, from `fraction` of its
 // length on: zero bits are no code.
 inline void DamageStrile(const std::string &path, uint32_t index, double fraction) {
