@@ -225,12 +225,13 @@ TEST(DrawTest, BilevelLinesAndPixels) {
     }
   }
   // The integer halving: from (0,0) to (1,3) the second column starts on row 2. Then
-  // plots outside the buffer: a pixel past the right edge, and a clear from before the
-  // buffer to past it, row 1's columns 16 and 17 landing in row 2 as the buffer lies.
+  // a pixel past the right edge is refused by its own bounds test, while a line's
+  // plots go where the buffer puts them: a clear from before the buffer to past it
+  // changes only the bits inside, row 1's columns 16 and 17 landing in row 2.
   ImgPtr<CImg1> image(CImg1::create(16, 4, 0, 1, IMG_ALIGN_NONE));
   int_pt_t a = {0, 0}, b = {1, 3}, far0 = {-40, -9}, far1 = {60, 9}, up0 = {2, -50}, up1 = {2, -3};
   image->drawLines(&a, &b, false);
-  image->drawPixel(16, 0, 1);
+  image->drawPixel(16, 1, 1);
   EXPECT_EQ(c2d_test::BufferOf(*image),
             (std::vector<unsigned char>{0x80, 0, 0x80, 0, 0x40, 0, 0x40, 0}));
   image->drawLines(&far0, &far1, true);
