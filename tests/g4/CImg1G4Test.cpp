@@ -1,6 +1,6 @@
 // CImg1G4: the markers of a bare object, factory failures that report nothing, the
-// tile grid over exact and ragged extents with the copied bytes, and setExtents. The row cursor is
-// proven by decoding in the scanline tests.
+// tile grid over exact and ragged extents with the copied bytes, and setExtents. The
+// row cursor is proven by decoding in the scanline tests.
 #include <gtest/gtest.h>
 
 #include <cstdint>
