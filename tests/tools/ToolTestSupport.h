@@ -409,6 +409,18 @@ class C2dimgTool : public ::testing::Test {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   }
 
+  // Runs c2dimg, expects `status` and each of `words` in stdout and stderr together,
+  // and gives what it said.
+  std::string answer(const Args &args, int status, const std::vector<const char *> &words) const {
+    const Outcome outcome = run(args);
+    const std::string said = outcome.out + outcome.err;
+    EXPECT_EQ(outcome.status, status) << said;
+    for (const char *w : words) {
+      EXPECT_NE(said.find(w), std::string::npos) << w << " in\n" << said;
+    }
+    return said;
+  }
+
   std::string dir_;
 };
 
