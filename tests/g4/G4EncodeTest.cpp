@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "G4TiffOracle.h"
-#include "G4TiledPage.h"
 #include "Image/Core2DImage.h"
 #include "Image/g4/internal/G4TileBatch.h"
 
