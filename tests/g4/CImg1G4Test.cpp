@@ -1,6 +1,6 @@
 // CImg1G4: the markers of a bare object, factory failures that report nothing, the
-// tile grid over exact and ragged extents with the copied bytes, setExtents and
-// clone. The row cursor is proven by decoding in the scanline tests.
+// tile grid over exact and ragged extents with the copied bytes, and setExtents. The
+// row cursor is proven by decoding in the scanline tests.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -149,34 +149,6 @@ TEST(CImg1G4Test, SetExtentsRecutsAnImageWithColours) {
   EXPECT_EQ(image->getTile(3, 3)->getData(), nullptr);
   EXPECT_EQ(image->getPadBits(), 0u);
   EXPECT_EQ(image->getBackgroundInterpretation(), 5u);
-}
-
-TEST(CImg1G4Test, CloneAndConversionGiveEmptyImagesOfTheSize) {
-  unsigned char bytes[] = {0xAA, 0x55};
-  unsigned char *data[] = {bytes, bytes, bytes, bytes, bytes, bytes};
-  unsigned counts[] = {2, 2, 2, 2, 2, 2};
-  G4Ptr image(CImg1G4::create(20, 9, 8, 8, data, counts, 5, 6, IMG_ALIGN_32));
-  ASSERT_NE(image, nullptr);
-  G4Ptr copy(dynamic_cast<CImg1G4 *>(image->clone()));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(copy->getRect().right, 19u);
-  EXPECT_EQ(copy->getRect().bottom, 8u);
-  EXPECT_EQ(copy->getNumberOfTiles(), 180u);
-  EXPECT_EQ(copy->getBackgroundInterpretation(), 0xFFFFFFu);
-  EXPECT_EQ(copy->getTile(8, 19)->getData(), nullptr);
-  // A grid without bytes still counts as data, and cuts out clear.
-  EXPECT_TRUE(copy->hasData());
-  const ErrWatch watch;
-  c2d_test::ImgPtr<IImg> cut(copy->getSubImage(ImgRect(0u, 0u, 3u, 3u)));
-  ASSERT_NE(cut, nullptr);
-  EXPECT_EQ(cut->getType(), IMG_TYPE_1BIT);
-  EXPECT_EQ(watch.reports(), 0u);
-
-  c2d_test::ImgPtr<CImg1> bilevel(CImg1::create(21, 10, 0, 1, IMG_ALIGN_NONE));
-  G4Ptr converted(CImg1G4::create(*bilevel, 8, 4, 0, 1, IMG_ALIGN_NONE));
-  ASSERT_NE(converted, nullptr);
-  EXPECT_EQ(converted->getNumberOfTiles(), 9u);
-  EXPECT_EQ(converted->getTile(2, 2)->getData(), nullptr);
 }
 
 }  // namespace

@@ -159,43 +159,35 @@ class MemTiff {
 
   TIFF *open(const char *mode) {
     pos_ = 0;
-    return TIFFClientOpen("memory", mode, this, &Read, &Write, &Seek, &Close, &Size, &Map, &Unmap);
+    return TIFFClientOpen(
+        "memory", mode, this,
+        [](thandle_t h, void *buf, tmsize_t n) {
+          MemTiff *m = static_cast<MemTiff *>(h);
+          const uint64_t left = m->pos_ < m->bytes_.size() ? m->bytes_.size() - m->pos_ : 0;
+          const uint64_t take = std::min<uint64_t>(left, static_cast<uint64_t>(n));
+          std::memcpy(buf, m->bytes_.data() + m->pos_, take);
+          m->pos_ += take;
+          return static_cast<tmsize_t>(take);
+        },
+        [](thandle_t h, void *buf, tmsize_t n) {
+          MemTiff *m = static_cast<MemTiff *>(h);
+          m->bytes_.resize(std::max<uint64_t>(m->bytes_.size(), m->pos_ + n));
+          std::memcpy(m->bytes_.data() + m->pos_, buf, static_cast<size_t>(n));
+          m->pos_ += n;
+          return n;
+        },
+        [](thandle_t h, toff_t off, int whence) {
+          MemTiff *m = static_cast<MemTiff *>(h);
+          return m->pos_ = off + (whence == SEEK_CUR   ? m->pos_
+                                  : whence == SEEK_END ? m->bytes_.size()
+                                                       : 0);
+        },
+        [](thandle_t) { return 0; },
+        [](thandle_t h) { return static_cast<toff_t>(static_cast<MemTiff *>(h)->bytes_.size()); },
+        [](thandle_t, void **, toff_t *) { return 0; }, [](thandle_t, void *, toff_t) {});
   }
 
  private:
-  static MemTiff *self(thandle_t h) { return static_cast<MemTiff *>(h); }
-  static tmsize_t Read(thandle_t h, void *buf, tmsize_t n) {
-    MemTiff *m = self(h);
-    const uint64_t left = m->pos_ < m->bytes_.size() ? m->bytes_.size() - m->pos_ : 0;
-    const uint64_t take = std::min<uint64_t>(left, static_cast<uint64_t>(n));
-    std::memcpy(buf, m->bytes_.data() + m->pos_, take);
-    m->pos_ += take;
-    return static_cast<tmsize_t>(take);
-  }
-  static tmsize_t Write(thandle_t h, void *buf, tmsize_t n) {
-    MemTiff *m = self(h);
-    if (m->pos_ + n > m->bytes_.size()) {
-      m->bytes_.resize(m->pos_ + n);
-    }
-    std::memcpy(m->bytes_.data() + m->pos_, buf, static_cast<size_t>(n));
-    m->pos_ += n;
-    return n;
-  }
-  static toff_t Seek(thandle_t h, toff_t off, int whence) {
-    MemTiff *m = self(h);
-    if (whence == SEEK_CUR) {
-      off += m->pos_;
-    } else if (whence == SEEK_END) {
-      off += m->bytes_.size();
-    }
-    m->pos_ = off;
-    return off;
-  }
-  static int Close(thandle_t) { return 0; }
-  static toff_t Size(thandle_t h) { return self(h)->bytes_.size(); }
-  static int Map(thandle_t, void **, toff_t *) { return 0; }
-  static void Unmap(thandle_t, void *, toff_t) {}
-
   std::vector<uint8_t> bytes_;
   uint64_t pos_ = 0;
 };
@@ -238,13 +230,6 @@ inline MemTiff WriteG4Tiff(const Bitmap &image) {
   return ok ? file : MemTiff();
 }
 
-inline void ReverseBitsInBytes(std::vector<uint8_t> &bytes) {
-  for (uint8_t &b : bytes) {
-    b = static_cast<uint8_t>(((b * 0x0802u & 0x22110u) | (b * 0x8020u & 0x88440u)) * 0x10101u >>
-                             16);
-  }
-}
-
 // The raw coded bytes of strip `s`, most significant bit first.
 inline std::vector<uint8_t> ReadRawStrip(TIFF *tif, uint32_t s) {
   const tmsize_t size = TIFFRawStripSize(tif, s);
@@ -254,8 +239,11 @@ inline std::vector<uint8_t> ReadRawStrip(TIFF *tif, uint32_t s) {
   }
   uint16_t fillOrder = FILLORDER_MSB2LSB;
   TIFFGetFieldDefaulted(tif, TIFFTAG_FILLORDER, &fillOrder);
-  if (fillOrder == FILLORDER_LSB2MSB) {
-    ReverseBitsInBytes(raw);
+  for (uint8_t &b : raw) {  // fill order 2: each byte's bits reversed
+    b = fillOrder != FILLORDER_LSB2MSB
+            ? b
+            : static_cast<uint8_t>(
+                  ((b * 0x0802u & 0x22110u) | (b * 0x8020u & 0x88440u)) * 0x10101u >> 16);
   }
   return raw;
 }

@@ -37,12 +37,10 @@ struct TiledPage {
   c2d_test::ImgPtr<G4Page> image;
 };
 
-// `edit` may change a tile's coded bytes (index row-major) before they are copied;
-// `code` gives a tile's stream in the decoder's word order.
+// `edit` may change a tile's coded bytes (index row-major) before they are copied.
 inline TiledPage MakeTiledPage(
     const Bitmap &source, unsigned tw, unsigned th, ImgAlignmentEnum align = IMG_ALIGN_NONE,
-    const std::function<void(unsigned, std::vector<uint8_t> &)> &edit = nullptr,
-    const std::function<std::vector<uint8_t>(const Bitmap &)> &code = EncodeForDecoder) {
+    const std::function<void(unsigned, std::vector<uint8_t> &)> &edit = nullptr) {
   TiledPage page{source, tw, th, {}, c2d_test::ImgPtr<G4Page>(new G4Page())};
   const unsigned across = (source.width + tw - 1) / tw;
   const unsigned down = (source.height + th - 1) / th;
@@ -57,7 +55,7 @@ inline TiledPage MakeTiledPage(
         white = white && !black;
       }
     }
-    streams.push_back(white ? std::vector<uint8_t>() : code(tile));
+    streams.push_back(white ? std::vector<uint8_t>() : EncodeForDecoder(tile));
     if (edit) {
       edit(i, streams.back());
     }

@@ -162,10 +162,8 @@ TEST(CImgEMFTest, GetUnformattedGivesWayByTwentiethsAndStopsAtZero) {
   }
   // Full size, then 95% ... 5%; the factor's twentieth step is just below 0.
   ASSERT_EQ(sizes.size(), 20u);
-  EXPECT_EQ(sizes[0], "output 101 203");
-  EXPECT_EQ(sizes[1], "output 95 192");
-  EXPECT_EQ(sizes[2], "output 90 182");
-  EXPECT_EQ(sizes[19], "output 5 10");
+  EXPECT_EQ(sizes[0] + sizes[1] + sizes[2] + sizes[19],
+            "output 101 203output 95 192output 90 182output 5 10");
 
   auto *succeeds = new RecordingRenderer(40, 20);
   succeeds->answers = {{false, 0, 0}, {false, 0, 0}, {true, 36 * 18 * 4, 0}};
@@ -210,11 +208,7 @@ TEST(CImgEMFTest, HeaderAndFixedAnswers) {
   EXPECT_FALSE(doc.setExtents(0, 5));
   EXPECT_TRUE(doc.setExtents(8, 5));
   EXPECT_EQ(doc.getRect(), ImgRect(8u, 5u));
-  EXPECT_EQ(doc.getTotalBytes(), 0xFFFFFFFFu);
-  EXPECT_EQ(doc.getSubImage(ImgRect(2u, 2u)), nullptr);
-  EXPECT_EQ(doc.clone(), nullptr);
-  EXPECT_EQ(doc.invert(), nullptr);
-  EXPECT_EQ(doc.rotate(90.0), nullptr);
+  EXPECT_TRUE(doc.getSubImage(ImgRect(2u, 2u)) == nullptr && doc.clone() == nullptr);
 }
 
 TEST(CImgEMFTest, TheIteratorWalksTheGridAndWritesNothing) {

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <tiffio.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <array>
@@ -222,15 +223,10 @@ inline std::string WithPngSize(std::string png, uint32_t w, uint32_t h) {
     png[16 + i] = static_cast<char>(w >> (24 - 8 * i));
     png[20 + i] = static_cast<char>(h >> (24 - 8 * i));
   }
-  uint32_t crc = 0xFFFFFFFFu;
-  for (size_t i = 12; i < 29; ++i) {
-    crc ^= static_cast<uint8_t>(png[i]);
-    for (int k = 0; k < 8; ++k) {
-      crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
-    }
-  }
+  const uint32_t crc = static_cast<uint32_t>(
+      crc32(0, reinterpret_cast<const Bytef *>(png.data()) + 12, 17));  // IHDR's type and data
   for (int i = 0; i < 4; ++i) {
-    png[29 + i] = static_cast<char>(~crc >> (24 - 8 * i));
+    png[29 + i] = static_cast<char>(crc >> (24 - 8 * i));
   }
   return png;
 }
@@ -255,17 +251,6 @@ inline void WritePbm(const std::string &path, const Image &page, bool plain) {
     }
     const std::vector<uint8_t> row = PackRow(page, y, 0, page.w, false);
     text += plain ? std::string("\n") : std::string(row.begin(), row.end());
-  }
-  WriteText(path, text);
-}
-
-// Plain PPM with a maximum value of 1000, which is scaled to 255.
-inline void WritePlainPpm(const std::string &path, const Image &image) {
-  std::string text = "P3\n" + std::to_string(image.w) + " " + std::to_string(image.h) + "\n1000\n";
-  for (uint32_t c : image.rgb) {
-    for (int shift : {16, 8, 0}) {
-      text += std::to_string(((c >> shift) & 0xFF) * 1000 / 255) + " ";
-    }
   }
   WriteText(path, text);
 }
@@ -330,13 +315,11 @@ inline Image ReadTiff(const std::string &path) {
   std::vector<uint32_t> raster(size_t{w} * h);
   EXPECT_NE(TIFFReadRGBAImageOriented(tif, w, h, raster.data(), ORIENTATION_TOPLEFT, 1), 0);
   TIFFClose(tif);
-  std::vector<uint8_t> bytes;
-  for (uint32_t p : raster) {
-    bytes.insert(bytes.end(),
-                 {static_cast<uint8_t>(TIFFGetR(p)), static_cast<uint8_t>(TIFFGetG(p)),
-                  static_cast<uint8_t>(TIFFGetB(p)), static_cast<uint8_t>(TIFFGetA(p))});
+  Image image(w, h);
+  for (size_t i = 0; i < raster.size(); ++i) {
+    image.rgb[i] = TIFFGetR(raster[i]) << 16 | TIFFGetG(raster[i]) << 8 | TIFFGetB(raster[i]);
+    image.alpha[i] = static_cast<uint8_t>(TIFFGetA(raster[i]));
   }
-  Image image = FromRgba(w, h, bytes.data());
   image.bitDepth = bps;
   image.compression = compression;
   return image;
@@ -424,6 +407,18 @@ class C2dimgTool : public ::testing::Test {
   void ok(const Args &args, const Args &more = {}) const {
     const Outcome outcome = run(args, more);
     ASSERT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  // Runs c2dimg, expects `status` and each of `words` in stdout and stderr together,
+  // and gives what it said.
+  std::string answer(const Args &args, int status, const std::vector<const char *> &words) const {
+    const Outcome outcome = run(args);
+    const std::string said = outcome.out + outcome.err;
+    EXPECT_EQ(outcome.status, status) << said;
+    for (const char *w : words) {
+      EXPECT_NE(said.find(w), std::string::npos) << w << " in\n" << said;
+    }
+    return said;
   }
 
   std::string dir_;
