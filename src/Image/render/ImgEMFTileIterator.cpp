@@ -6,6 +6,7 @@
 #include <new>
 
 #include "Image/core/internal/ImgSize.h"
+#include "Image/tile/internal/TileWalk.h"
 
 namespace {
 
@@ -114,28 +115,16 @@ bool ImgEMFTileIterator::getNextTile(unsigned char *&data, unsigned int &length,
                                      unsigned int &validWidth, unsigned int &validHeight,
                                      bool &ok) {
   ok = true;
-  if (currentTileRow == heightInTiles) {
+  if (!c2d::TileWalk::Begin(*this)) {
     return false;
   }
   tileX = currentTileColumn * tileWidth;
   tileY = currentTileRow * tileHeight;
-  atBottomEdge = currentTileRow + 1 == heightInTiles;
-  atRightEdge = currentTileColumn + 1 == widthInTiles;
   // Whatever the format, no tile is produced here.
-  ++currentTileColumn;
-  if (atRightEdge) {
-    ++currentTileRow;
-    currentTileColumn = 0;
-  }
+  c2d::TileWalk::Finish(*this, x, y, tileWidthOut, tileHeightOut, validWidth, validHeight);
   data = outputBuffer;
   length = outputLength;
   nullValueOut = nullValue;
-  x = tileX;
-  y = tileY;
-  tileWidthOut = tileWidth;
-  tileHeightOut = tileHeight;
-  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
-  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
   return ok;
 }
 

@@ -10,6 +10,10 @@
 #include "Image/core/ImgExport.h"
 #include "Image/render/CImgEMF.h"
 
+namespace c2d {
+struct TileWalk;
+}  // namespace c2d
+
 class C2D_EXPORT ImgEMFTileIterator {
  public:
   // Member-wise and shallow, buffers included: only one of two copies may be
@@ -39,6 +43,7 @@ class C2D_EXPORT ImgEMFTileIterator {
 
  private:
   friend class CImgEMF;
+  friend struct c2d::TileWalk;
 
   ImgEMFTileIterator();
   static ImgEMFTileIterator *createIterator(CImgEMF *image, unsigned int tileWidth,

@@ -13,6 +13,7 @@
 #endif
 
 #include "Image/core/internal/ImgSize.h"
+#include "Image/tile/internal/TileWalk.h"
 #include "Image/render/CImgPDF.h"
 #include "Image/render/internal/PdfTileDump.h"
 
@@ -165,28 +166,16 @@ bool ImgPDFTileIterator::getNextTile(unsigned char *&data, unsigned &length, uns
                                      unsigned &tileHeight_, unsigned &validWidth,
                                      unsigned &validHeight, bool &ok) {
   ok = true;
-  if (currentTileRow == heightInTiles) {
+  if (!c2d::TileWalk::Begin(*this)) {
     return false;
   }
   tileX = currentTileColumn * tileWidth;
   tileY = currentTileRow * tileHeight;
-  atBottomEdge = currentTileRow + 1 == heightInTiles;
-  atRightEdge = currentTileColumn + 1 == widthInTiles;
   // No format writes anything: a document's pixels are not cut into tiles here.
-  ++currentTileColumn;
-  if (atRightEdge) {
-    ++currentTileRow;
-    currentTileColumn = 0;
-  }
+  c2d::TileWalk::Finish(*this, x, y, tileWidth_, tileHeight_, validWidth, validHeight);
   data = outputBuffer;
   length = outputLength;
   nullValue_ = nullValue;
-  x = tileX;
-  y = tileY;
-  tileWidth_ = tileWidth;
-  tileHeight_ = tileHeight;
-  validWidth = tileWidth - (atRightEdge ? rightPadPixels : 0);
-  validHeight = tileHeight - (atBottomEdge ? bottomPadRows : 0);
   if (c2d::PdfTileDumpOn()) {
     (void)c2d::DumpPdfTile(data, length);
   }

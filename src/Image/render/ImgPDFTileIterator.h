@@ -12,6 +12,10 @@
 
 class CImgPDF;
 
+namespace c2d {
+struct TileWalk;
+}  // namespace c2d
+
 class C2D_EXPORT ImgPDFTileIterator {
  public:
   // Member-wise: a copy shares both buffers with its source; destroy only one.
@@ -38,6 +42,7 @@ class C2D_EXPORT ImgPDFTileIterator {
 
  private:
   friend class CImgPDF;
+  friend struct c2d::TileWalk;
 
   ImgPDFTileIterator();
 
