@@ -227,18 +227,26 @@ class DeltaRowCoder {
   // `from` before rowBytes; the bits past rowBytes are clear.
   static uint64_t DiffMask(const unsigned char *a, const unsigned char *b, uint32_t from,
                            uint32_t rowBytes) {
+    a += from;
+    b += from;
     const uint32_t n = rowBytes - from < 64 ? rowBytes - from : 64;
     uint64_t equal = 0;
     uint32_t i = 0;
 #if defined(__SSE2__)
+    const auto lanes = [a, b](uint32_t at) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + at));
+      const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + at));
+      return uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y)))};
+    };
+    if (n == 64) {
+      return ~(lanes(0) | lanes(16) << 16 | lanes(32) << 32 | lanes(48) << 48);
+    }
     for (; i + 16 <= n; i += 16) {
-      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + from + i));
-      const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + from + i));
-      equal |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, y)))} << i;
+      equal |= lanes(i) << i;
     }
 #endif
     for (; i < n; ++i) {
-      equal |= uint64_t{a[from + i] == b[from + i]} << i;
+      equal |= uint64_t{a[i] == b[i]} << i;
     }
     const uint64_t inRow = n == 64 ? ~uint64_t{0} : (uint64_t{1} << n) - 1;
     return ~equal & inRow;
@@ -274,42 +282,75 @@ class DeltaRowCoder {
     return true;
   }
 
+  // A command whose offset is under 286, written with fixed stores: its offset byte
+  // and eight row bytes go out whatever the run, and only the command's own length
+  // counts. The caller leaves room for ten bytes and eight readable row bytes.
+  static void PutShortCommand(const unsigned char *from, uint32_t offset, uint32_t run,
+                              unsigned char *command, uint64_t &length) {
+    const uint32_t longForm = offset >= 31 ? 1 : 0;
+    command[0] = static_cast<unsigned char>(kRunBits[run] | (longForm != 0 ? 31 : offset));
+    command[1] = static_cast<unsigned char>(offset - 31);
+    std::memcpy(command + 1 + longForm, from, 8);
+    length += 1 + longForm + run;
+  }
+
   // One row's commands into `payload` from `length` on. The differing bytes are
-  // taken 64 at a time as a bit mask: each command starts at the lowest bit not yet
-  // coded and runs over the set bits above it, cut at 8 (the next block's low bits
-  // complete a run at the top). That replaces a branch per run end and gap end,
-  // which a drawing's scattered short runs mispredict. Most commands (an offset
-  // under 286, eight readable bytes, room to spare) are written whole with fixed
-  // stores; the rest take the general path.
+  // taken 64 at a time as a bit mask, so the ends of runs and gaps come from bit
+  // arithmetic instead of a branch per byte, which a drawing's scattered short runs
+  // mispredict. In a block whose runs are all at most 8 long and stay inside it,
+  // every run is one command: its start and end bits are walked side by side. Other
+  // blocks take one command at a time from the lowest bit not yet coded, over the set
+  // bits above it cut at 8 (the next block's low bits complete a run at the top).
   static bool CodeRow(const unsigned char *seed, const unsigned char *row, unsigned char *payload,
                       uint64_t capacity, uint32_t rowBytes, uint64_t &length) {
     const uint32_t blocks = rowBytes / 64 + (rowBytes % 64 != 0 ? 1 : 0);
     uint64_t next = blocks != 0 ? DiffMask(seed, row, 0, rowBytes) : 0;
     uint32_t previousEnd = 0;
     uint64_t used = length;
+    const auto put = [&](uint32_t position, uint32_t run) {
+      const uint32_t offset = position - previousEnd;
+      if ((offset < 286) & (rowBytes - position >= 8) & (used + 10 < capacity)) {
+        PutShortCommand(row + position, offset, run, payload + used, used);
+      } else if (!PutCommand(row, previousEnd, position, run, payload, capacity, used)) {
+        return false;
+      }
+      previousEnd = position + run;
+      return true;
+    };
     for (uint32_t b = 0; b < blocks; ++b) {
       const uint32_t base = b * 64;
       // A run from the block before may have coded up to 7 bytes of this one.
       uint64_t m = next & ~uint64_t{0} << (previousEnd > base ? previousEnd - base : 0);
       next = b + 1 < blocks ? DiffMask(seed, row, base + 64, rowBytes) : 0;
+      if (m == 0) {
+        continue;
+      }
+      uint64_t nine = m & m >> 1;  // bit i: bytes i to i + 8 all differ
+      nine &= nine >> 2;
+      nine &= nine >> 4;
+      nine &= m >> 8;
+      if ((nine | (m >> 63 & next)) == 0) {
+        uint64_t starts = m & ~(m << 1);
+        uint64_t ends = m & ~(m >> 1);
+        do {
+          const uint32_t s = Ctz64(starts);
+          if (!put(base + s, Ctz64(ends) - s + 1)) {
+            length = used;
+            return false;
+          }
+          starts &= starts - 1;
+          ends &= ends - 1;
+        } while (starts != 0);
+        continue;
+      }
       while (m != 0) {
         const uint32_t s = Ctz64(m);
-        const uint32_t position = base + s;
         const uint64_t window = m >> s | (next << 1) << (63 - s);
         const uint32_t run = Ctz64(~window | 0x100);
-        const uint32_t offset = position - previousEnd;
-        if ((offset < 286) & (rowBytes - position >= 8) & (used + 10 < capacity)) {
-          unsigned char *command = payload + used;
-          const uint32_t longForm = offset >= 31 ? 1 : 0;
-          command[0] = static_cast<unsigned char>(kRunBits[run] | (longForm != 0 ? 31 : offset));
-          command[1] = static_cast<unsigned char>(offset - 31);
-          std::memcpy(command + 1 + longForm, row + position, 8);
-          used += 1 + longForm + run;
-        } else if (!PutCommand(row, previousEnd, position, run, payload, capacity, used)) {
+        if (!put(base + s, run)) {
           length = used;
           return false;
         }
-        previousEnd = position + run;
         m &= (~uint64_t{0} << s) << run;
       }
     }
