@@ -329,18 +329,31 @@ class DeltaRowCoder {
       nine &= nine >> 2;
       nine &= nine >> 4;
       nine &= m >> 8;
-      if ((nine | (m >> 63 & next)) == 0) {
-        uint64_t starts = m & ~(m << 1);
-        uint64_t ends = m & ~(m >> 1);
+      uint64_t starts = m & ~(m << 1);
+      uint64_t ends = m & ~(m >> 1);
+      // Every run one command, the first offset short, ten bytes of room for each of
+      // the at most 32 commands and eight readable bytes after each start: then only
+      // fixed stores, and an offset inside the block is always under 64.
+      if (((nine | (m >> 63 & next)) == 0) & (base + Ctz64(starts) - previousEnd < 286) &
+          (rowBytes - base >= 72) & (used + 330 < capacity)) {
+        unsigned char *command = payload + used;
+        const unsigned char *from = row + base;
+        uint32_t end = previousEnd - base;  // may wrap: only offsets are taken from it
         do {
           const uint32_t s = Ctz64(starts);
-          if (!put(base + s, Ctz64(ends) - s + 1)) {
-            length = used;
-            return false;
-          }
+          const uint32_t e = Ctz64(ends);
+          const uint32_t offset = s - end;
+          const uint32_t longForm = offset >= 31 ? 1 : 0;
+          command[0] = static_cast<unsigned char>((e - s) << 5 | (longForm != 0 ? 31 : offset));
+          command[1] = static_cast<unsigned char>(offset - 31);
+          std::memcpy(command + 1 + longForm, from + s, 8);
+          command += 2 + longForm + (e - s);
+          end = e + 1;
           starts &= starts - 1;
           ends &= ends - 1;
         } while (starts != 0);
+        used = static_cast<uint64_t>(command - payload);
+        previousEnd = base + end;
         continue;
       }
       while (m != 0) {
