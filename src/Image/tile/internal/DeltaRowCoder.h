@@ -291,15 +291,15 @@ class DeltaRowCoder {
   }
 
   // A command whose offset is under 286, written with fixed stores: its offset byte
-  // and eight row bytes go out whatever the run, and only the command's own length
-  // counts. The caller leaves room for ten bytes and eight readable row bytes.
-  static void PutShortCommand(const unsigned char *from, uint32_t offset, uint32_t run,
-                              unsigned char *command, uint64_t &length) {
+  // and eight row bytes go out whatever the run; the result is the command's own
+  // length. The caller leaves room for ten bytes and eight readable row bytes.
+  static uint32_t PutShortCommand(const unsigned char *from, uint32_t offset, uint32_t run,
+                                  unsigned char *command) {
     const uint32_t longForm = offset >= 31 ? 1 : 0;
-    command[0] = static_cast<unsigned char>(kRunBits[run] | (longForm != 0 ? 31 : offset));
+    command[0] = static_cast<unsigned char>((run - 1) << 5 | (longForm != 0 ? 31 : offset));
     command[1] = static_cast<unsigned char>(offset - 31);
     std::memcpy(command + 1 + longForm, from, 8);
-    length += 1 + longForm + run;
+    return 1 + longForm + run;
   }
 
   // One row's commands into `payload` from `length` on. The differing bytes are
@@ -318,7 +318,7 @@ class DeltaRowCoder {
     const auto put = [&](uint32_t position, uint32_t run) {
       const uint32_t offset = position - previousEnd;
       if ((offset < 286) & (rowBytes - position >= 8) & (used + 10 < capacity)) {
-        PutShortCommand(row + position, offset, run, payload + used, used);
+        used += PutShortCommand(row + position, offset, run, payload + used);
       } else if (!PutCommand(row, previousEnd, position, run, payload, capacity, used)) {
         return false;
       }
@@ -350,12 +350,7 @@ class DeltaRowCoder {
         do {
           const uint32_t s = Ctz64(starts);
           const uint32_t e = Ctz64(ends);
-          const uint32_t offset = s - end;
-          const uint32_t longForm = offset >= 31 ? 1 : 0;
-          command[0] = static_cast<unsigned char>((e - s) << 5 | (longForm != 0 ? 31 : offset));
-          command[1] = static_cast<unsigned char>(offset - 31);
-          std::memcpy(command + 1 + longForm, from + s, 8);
-          command += 2 + longForm + (e - s);
+          command += PutShortCommand(from + s, s - end, e - s + 1, command);
           end = e + 1;
           starts &= starts - 1;
           ends &= ends - 1;
