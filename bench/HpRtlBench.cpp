@@ -9,6 +9,12 @@
 //   RowMemcmp   a plain memcmp of each row against the one before it, the floor
 //               that any delta coder has to pay; taken in 64-byte pieces, since a
 //               coder reads the whole row while memcmp stops at the first difference
+//
+// Measured side by side: HpRtl takes about 4x the time of RowMemcmp (3.8x to
+// 4.1x; 7.5x to 8x when the coder still scanned byte runs with a branch at each
+// end). What is left is the drawing's 1.3 million commands, one per 23 source
+// bytes, and the 30 MB output buffer that an edge tile clears; HpRtlBlank runs at
+// the floor.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

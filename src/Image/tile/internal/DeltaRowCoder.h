@@ -9,6 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "Image/core/internal/FreeDeleter.h"
 #include "Image/scale/internal/TableAlloc.h"
 
@@ -122,47 +126,9 @@ class DeltaRowCoder {
   static bool outputRTLForRow(RtlOutput out, const unsigned char *seedRow,
                               unsigned char *currentRow, unsigned char *payloadScratch,
                               uint64_t payloadCapacity, unsigned int rowBytes) {
-    uint32_t position = 0;
-    uint32_t previousEnd = 0;
     uint64_t payloadLength = 0;
-    while (position < rowBytes) {
-      const uint32_t run = countDeltas(seedRow, currentRow, position, rowBytes);
-      if (run != 0) {
-        const uint32_t offset = position - previousEnd;
-        if (offset > static_cast<uint32_t>(INT_MAX)) {
-          return false;
-        }
-        // The command createRTLCommandFromDeltas would build, written straight into
-        // the payload: no scratch to fill and copy for every run.
-        unsigned char code = static_cast<unsigned char>(offset);
-        uint64_t k = 0;
-        bool hasFinal = false;
-        unsigned char finalByte = 0;
-        if (offset >= 31) {
-          calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
-        }
-        const uint64_t length = 1 + k + (hasFinal ? 1 : 0) + run;
-        if (payloadLength + length >= payloadCapacity) {
-          return false;
-        }
-        unsigned char *command = payloadScratch + payloadLength;
-        *command++ = static_cast<unsigned char>(kRunBits[run] | code);
-        if (hasFinal) {
-          std::memset(command, 0xFF, k);
-          command += k;
-          *command++ = finalByte;
-        }
-        for (uint32_t i = 0; i < run; ++i) {
-          command[i] = currentRow[position + i];
-        }
-        payloadLength += length;
-        position += run;
-        previousEnd = position;
-        if (run == kMaxRun) {
-          continue;  // the next byte may differ too
-        }
-      }
-      position = SkipEqual(seedRow, currentRow, position, rowBytes);
+    if (!CodeRow(seedRow, currentRow, payloadScratch, payloadCapacity, rowBytes, payloadLength)) {
+      return false;
     }
     char header[16];
     const uint32_t headerLength =
@@ -246,31 +212,166 @@ class DeltaRowCoder {
     return v;
   }
 
-  // The first position from `position` on where the rows differ, or rowBytes: eight
-  // bytes at a time, and past the first 32 equal ones by the C library's compare of
-  // 64 at a time, since most gaps are short and some are whole rows.
-  static uint32_t SkipEqual(const unsigned char *a, const unsigned char *b, uint32_t position,
-                            uint32_t rowBytes) {
-    for (uint32_t steps = 1; rowBytes - position >= 8; ++steps) {
-      const uint64_t d = Load8(a + position) ^ Load8(b + position);
-      if (d != 0) {
-#if C2D_TILE_LITTLE_ENDIAN
-        return position + static_cast<uint32_t>(__builtin_ctzll(d) / 8);
+  static uint32_t Ctz64(uint64_t v) {
+#if defined(__GNUC__)
+    return static_cast<uint32_t>(__builtin_ctzll(v));
 #else
-        break;
+    uint32_t n = 0;
+    for (; n < 64 && (v >> n & 1) == 0; ++n) {
+    }
+    return n;
 #endif
+  }
+
+  // Bit i set where the rows differ at byte from + i, for the up to 64 bytes from
+  // `from` before rowBytes; the bits past rowBytes are clear.
+  static uint64_t DiffMask(const unsigned char *a, const unsigned char *b, uint32_t from,
+                           uint32_t rowBytes) {
+    a += from;
+    b += from;
+    const uint32_t n = rowBytes - from < 64 ? rowBytes - from : 64;
+    uint64_t equal = 0;
+    uint32_t i = 0;
+#if defined(__SSE2__)
+    const auto equalLanes = [a, b](uint32_t at) {
+      return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + at)),
+                            _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + at)));
+    };
+    const auto bits = [](__m128i lanes) {
+      return uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(lanes))};
+    };
+    if (n == 64) {
+      const __m128i e0 = equalLanes(0), e1 = equalLanes(16), e2 = equalLanes(32),
+                    e3 = equalLanes(48);
+      // Most blocks of a drawing are equal: one mask tells.
+      if (bits(_mm_and_si128(_mm_and_si128(e0, e1), _mm_and_si128(e2, e3))) == 0xFFFF) {
+        return 0;
       }
-      position += 8;
-      if (steps == 4) {
-        while (rowBytes - position >= 64 && std::memcmp(a + position, b + position, 64) == 0) {
-          position += 64;
+      return ~(bits(e0) | bits(e1) << 16 | bits(e2) << 32 | bits(e3) << 48);
+    }
+    for (; i + 16 <= n; i += 16) {
+      equal |= bits(equalLanes(i)) << i;
+    }
+#endif
+    for (; i < n; ++i) {
+      equal |= uint64_t{a[i] == b[i]} << i;
+    }
+    const uint64_t inRow = n == 64 ? ~uint64_t{0} : (uint64_t{1} << n) - 1;
+    return ~equal & inRow;
+  }
+
+  // The general command at `position`, with the exact limit test; false when it
+  // does not fit or its offset is past INT_MAX.
+  static bool PutCommand(const unsigned char *row, uint32_t previousEnd, uint32_t position,
+                         uint32_t run, unsigned char *payload, uint64_t capacity,
+                         uint64_t &length) {
+    const uint32_t offset = position - previousEnd;
+    if (offset > static_cast<uint32_t>(INT_MAX)) {
+      return false;
+    }
+    unsigned char code = 0;
+    uint64_t k = 0;
+    bool hasFinal = false;
+    unsigned char finalByte = 0;
+    calculateOffsetCodes(static_cast<int>(offset), code, k, hasFinal, finalByte);
+    const uint64_t size = 1 + k + (hasFinal ? 1 : 0) + run;
+    if (length + size >= capacity) {
+      return false;
+    }
+    unsigned char *command = payload + length;
+    *command++ = static_cast<unsigned char>(kRunBits[run] | code);
+    if (hasFinal) {
+      std::memset(command, 0xFF, k);
+      command += k;
+      *command++ = finalByte;
+    }
+    std::memcpy(command, row + position, run);
+    length += size;
+    return true;
+  }
+
+  // A command whose offset is under 286, written with fixed stores: its offset byte
+  // and eight row bytes go out whatever the run; the result is the command's own
+  // length. The caller leaves room for ten bytes and eight readable row bytes.
+  static uint32_t PutShortCommand(const unsigned char *from, uint32_t offset, uint32_t run,
+                                  unsigned char *command) {
+    const uint32_t longForm = offset >= 31 ? 1 : 0;
+    command[0] = static_cast<unsigned char>((run - 1) << 5 | (longForm != 0 ? 31 : offset));
+    command[1] = static_cast<unsigned char>(offset - 31);
+    std::memcpy(command + 1 + longForm, from, 8);
+    return 1 + longForm + run;
+  }
+
+  // One row's commands into `payload` from `length` on. The differing bytes are
+  // taken 64 at a time as a bit mask, so the ends of runs and gaps come from bit
+  // arithmetic instead of a branch per byte, which a drawing's scattered short runs
+  // mispredict. In a block whose runs are all at most 8 long and stay inside it,
+  // every run is one command: its start and end bits are walked side by side. Other
+  // blocks take one command at a time from the lowest bit not yet coded, over the set
+  // bits above it cut at 8 (the next block's low bits complete a run at the top).
+  static bool CodeRow(const unsigned char *seed, const unsigned char *row, unsigned char *payload,
+                      uint64_t capacity, uint32_t rowBytes, uint64_t &length) {
+    const uint32_t blocks = rowBytes / 64 + (rowBytes % 64 != 0 ? 1 : 0);
+    uint64_t next = blocks != 0 ? DiffMask(seed, row, 0, rowBytes) : 0;
+    uint32_t previousEnd = 0;
+    uint64_t used = length;
+    const auto put = [&](uint32_t position, uint32_t run) {
+      const uint32_t offset = position - previousEnd;
+      if ((offset < 286) & (rowBytes - position >= 8) & (used + 10 < capacity)) {
+        used += PutShortCommand(row + position, offset, run, payload + used);
+      } else if (!PutCommand(row, previousEnd, position, run, payload, capacity, used)) {
+        return false;
+      }
+      previousEnd = position + run;
+      return true;
+    };
+    for (uint32_t b = 0; b < blocks; ++b) {
+      const uint32_t base = b * 64;
+      // A run from the block before may have coded up to 7 bytes of this one.
+      uint64_t m = next & ~uint64_t{0} << (previousEnd > base ? previousEnd - base : 0);
+      next = b + 1 < blocks ? DiffMask(seed, row, base + 64, rowBytes) : 0;
+      if (m == 0) {
+        continue;
+      }
+      uint64_t nine = m & m >> 1;  // bit i: bytes i to i + 8 all differ
+      nine &= nine >> 2;
+      nine &= nine >> 4;
+      nine &= m >> 8;
+      uint64_t starts = m & ~(m << 1);
+      uint64_t ends = m & ~(m >> 1);
+      // Every run one command, the first offset short, ten bytes of room for each of
+      // the at most 32 commands and eight readable bytes after each start: then only
+      // fixed stores, and an offset inside the block is always under 64.
+      if (((nine | (m >> 63 & next)) == 0) & (base + Ctz64(starts) - previousEnd < 286) &
+          (rowBytes - base >= 72) & (used + 330 < capacity)) {
+        unsigned char *command = payload + used;
+        const unsigned char *from = row + base;
+        uint32_t end = previousEnd - base;  // may wrap: only offsets are taken from it
+        do {
+          const uint32_t s = Ctz64(starts);
+          const uint32_t e = Ctz64(ends);
+          command += PutShortCommand(from + s, s - end, e - s + 1, command);
+          end = e + 1;
+          starts &= starts - 1;
+          ends &= ends - 1;
+        } while (starts != 0);
+        used = static_cast<uint64_t>(command - payload);
+        previousEnd = base + end;
+        continue;
+      }
+      while (m != 0) {
+        const uint32_t s = Ctz64(m);
+        const uint64_t window = m >> s | (next << 1) << (63 - s);
+        const uint32_t run = Ctz64(~window | 0x100);
+        if (!put(base + s, run)) {
+          length = used;
+          return false;
         }
+        m &= (~uint64_t{0} << s) << run;
       }
     }
-    while (position < rowBytes && a[position] == b[position]) {
-      ++position;
-    }
-    return position;
+    length = used;
+    return true;
   }
 
   // ESC "*b<n>W" with n in decimal, no padding; the length of the text.
