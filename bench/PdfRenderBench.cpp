@@ -37,9 +37,10 @@ int main(int argc, char **argv) {
   std::fprintf(out, "P6\n%u %u\n255\n", kWidth, kHeight);
   std::vector<unsigned char> row(3 * kWidth);
   for (unsigned y = 0; y < kHeight; ++y) {
+    const unsigned *from = pixels->peekDataArray()[y];
     // RGB order: red in the low byte.
     for (unsigned x = 0; x < kWidth; ++x) {
-      const unsigned word = (*pixels)(y, x);
+      const unsigned word = from[x];
       row[3 * x] = static_cast<unsigned char>(word);
       row[3 * x + 1] = static_cast<unsigned char>(word >> 8);
       row[3 * x + 2] = static_cast<unsigned char>(word >> 16);

@@ -2,9 +2,7 @@
 // it into the buffers CImgPDF adopts.
 #include "PDFRender/CPDFRender.h"
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include "Image/core/internal/RasterBuffer.h"
 
 #include <poppler-document.h>
 #include <poppler-global.h>
@@ -48,22 +46,6 @@ unsigned PixelsOf(double points) {
 bool FitsLimit(uint64_t width, uint64_t height) {
   return width > 0 && height > 0 && width <= INT_MAX && height <= INT_MAX &&
          width * height <= sPixelLimit;
-}
-
-// A buffer the caller frees with free(). A page-sized raster is written once, all of
-// it: on Linux it asks for huge pages, which saves a fault for every 4 KB page.
-unsigned char *NewRaster(size_t bytes) {
-#if defined(__linux__)
-  constexpr size_t kHuge = size_t{2} << 20;
-  if (bytes >= 4 * kHuge) {
-    void *raster = std::aligned_alloc(kHuge, (bytes + kHuge - 1) / kHuge * kHuge);
-    if (raster != nullptr) {
-      (void)madvise(raster, bytes, MADV_HUGEPAGE);
-    }
-    return static_cast<unsigned char *>(raster);
-  }
-#endif
-  return static_cast<unsigned char *>(std::malloc(bytes));
 }
 
 }  // namespace
@@ -230,7 +212,7 @@ bool CPDFRender::getImage(unsigned depth, unsigned char *&data, uint64_t &size, 
   const size_t stride =
       depth == 32 ? (3 * size_t{outputWidth} + 3) / 4 * 4 : (size_t{outputWidth} + 31) / 32 * 4;
   const size_t total = stride * outputHeight;
-  auto *out = NewRaster(total);
+  auto *out = static_cast<unsigned char *>(c2d::AllocRaster(total));
   if (out == nullptr) {
     return false;
   }
