@@ -5,6 +5,10 @@
 # poppler, so the ratio is this library's overhead. Prints the best wall time and the
 # mean CPU time (user + system; steadier on a busy machine) of each, and the ratios.
 #
+# libtasn1.pdf page 5 (libtasn1-doc), 60 runs on a loaded 2-core machine: CPU 1.54x
+# and best wall 1.71x before the heap was prepared for page-sized renders and the
+# widened raster got huge pages; 0.95x and 0.94x after (DESIGN.md, PDF section).
+#
 #   bench/compare_pdf_render.sh [BUILD_DIR] [RUNS] [PDF] [PAGE]
 #
 # BUILD_DIR holds bench/PdfRenderBench (a Release build; default build-rel). PDF

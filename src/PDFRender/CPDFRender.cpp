@@ -2,6 +2,8 @@
 // it into the buffers CImgPDF adopts.
 #include "PDFRender/CPDFRender.h"
 
+#include "Image/core/internal/RasterBuffer.h"
+
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -15,6 +17,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -29,6 +32,9 @@ constexpr double kDensity = 200.0;
 constexpr double kPointsPerInch = 72.0;
 // The bilevel test renders at a quarter of the density.
 constexpr double kProbeDensity = kDensity / 4;
+
+// Renders of at least this many bytes of RGB prepare the heap (PrepareHeapForPages).
+constexpr uint64_t kPageSized = uint64_t{8} << 20;
 
 uint64_t sPixelLimit = uint64_t{1} << 28;
 
@@ -50,20 +56,33 @@ bool FitsLimit(uint64_t width, uint64_t height) {
          width * height <= sPixelLimit;
 }
 
-// A buffer the caller frees with free(). A page-sized raster is written once, all of
-// it: on Linux it asks for huge pages, which saves a fault for every 4 KB page.
-unsigned char *NewRaster(size_t bytes) {
-#if defined(__linux__)
-  constexpr size_t kHuge = size_t{2} << 20;
-  if (bytes >= 4 * kHuge) {
-    void *raster = std::aligned_alloc(kHuge, (bytes + kHuge - 1) / kHuge * kHuge);
-    if (raster != nullptr) {
-      (void)madvise(raster, bytes, MADV_HUGEPAGE);
+// poppler draws a page into a buffer of its own and hands back a malloc'd copy of
+// it, so one render makes two fresh page-sized buffers, and the rasters made from it
+// two more. On glibc those come from mmap and are unmapped when freed: every render
+// pays a fault per 4 KB for each of them, most of its time. Once per process, before
+// the first page-sized render, a large block is freed untouched, which raises malloc's
+// mmap threshold past a page (glibc does so for any block freed from mmap), and the
+// heap is grown by a page's worth marked for huge pages. poppler's buffers then come
+// from that heap, one fault per 2 MB, and the later rasters reuse what they left.
+void PrepareHeapForPages() {
+#if defined(__linux__) && defined(__GLIBC__)
+  static std::once_flag once;
+  std::call_once(once, [] {
+    constexpr size_t kHuge = size_t{2} << 20;
+    // Below glibc's 32 MB cap on the threshold; a letter page's buffers fit the heap.
+    constexpr size_t kThreshold = size_t{30} << 20;
+    constexpr size_t kHeap = size_t{28} << 20;
+    // volatile: a block freed unused would otherwise never be asked for.
+    void *volatile released = std::malloc(kThreshold);
+    std::free(released);
+    void *volatile heap = std::malloc(kHeap);
+    if (heap != nullptr) {
+      const uintptr_t start = (reinterpret_cast<uintptr_t>(heap) + kHuge - 1) / kHuge * kHuge;
+      (void)madvise(reinterpret_cast<void *>(start), kHeap - kHuge, MADV_HUGEPAGE);
     }
-    return static_cast<unsigned char *>(raster);
-  }
+    std::free(heap);
+  });
 #endif
-  return static_cast<unsigned char *>(std::malloc(bytes));
 }
 
 }  // namespace
@@ -216,6 +235,9 @@ bool CPDFRender::getImage(unsigned depth, unsigned char *&data, uint64_t &size, 
   if (x > INT_MAX || y > INT_MAX) {
     return false;
   }
+  if (uint64_t{outputWidth} * outputHeight * 3 >= kPageSized) {
+    PrepareHeapForPages();
+  }
   unsigned hints = 0;
   hints |= smoothLine ? poppler::page_renderer::antialiasing : 0;
   hints |= smoothText ? poppler::page_renderer::text_antialiasing : 0;
@@ -230,7 +252,7 @@ bool CPDFRender::getImage(unsigned depth, unsigned char *&data, uint64_t &size, 
   const size_t stride =
       depth == 32 ? (3 * size_t{outputWidth} + 3) / 4 * 4 : (size_t{outputWidth} + 31) / 32 * 4;
   const size_t total = stride * outputHeight;
-  auto *out = NewRaster(total);
+  auto *out = static_cast<unsigned char *>(c2d::AllocRaster(total));
   if (out == nullptr) {
     return false;
   }

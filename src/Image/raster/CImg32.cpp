@@ -12,6 +12,7 @@
 #include "Image/core/internal/FreeDeleter.h"
 #include "Image/core/internal/ImgReport.h"
 #include "Image/core/internal/ImgSize.h"
+#include "Image/core/internal/RasterBuffer.h"
 #include "Image/raster/Export.h"
 #include "Image/raster/internal/RowTable.h"
 
@@ -293,7 +294,7 @@ ImgErr CImg32::initDataFrom24(unsigned char *data, unsigned len, ImgAlignmentEnu
   if (data == nullptr) {
     return ReportR(IMG_INVALID_ARG);
   }
-  c2d::MallocArray<unsigned> pixels(static_cast<unsigned *>(std::malloc(totalBytes)));
+  c2d::MallocArray<unsigned> pixels(static_cast<unsigned *>(c2d::AllocRaster(totalBytes)));
   if (pixels == nullptr) {
     return ReportR(IMG_OUT_OF_MEMORY);
   }

@@ -420,6 +420,22 @@ bool Export::copy24To32(unsigned *dst, unsigned char *src, unsigned w, unsigned 
   const uint32_t pad = align == IMG_ALIGN_32 ? (4u - (3u * (w % 4u)) % 4u) % 4u : 0u;
   auto *out = reinterpret_cast<unsigned char *>(dst);
   const unsigned char *in = src;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  // Four bytes at a time, the fourth cleared: every pixel of a row but its last has a
+  // byte after it in the row, so the word read stays inside the source.
+  for (uint32_t y = 0; y < h && w > 0; ++y, in += 3 + pad, out += 4) {
+    for (uint32_t x = 0; x + 1 < w; ++x, in += 3, out += 4) {
+      uint32_t word;
+      std::memcpy(&word, in, 4);
+      word &= 0x00FFFFFFu;
+      std::memcpy(out, &word, 4);
+    }
+    out[0] = in[0];
+    out[1] = in[1];
+    out[2] = in[2];
+    out[3] = 0;
+  }
+#else
   for (uint32_t y = 0; y < h; ++y, in += pad) {
     for (uint32_t x = 0; x < w; ++x, in += 3, out += 4) {
       out[0] = in[0];
@@ -428,5 +444,6 @@ bool Export::copy24To32(unsigned *dst, unsigned char *src, unsigned w, unsigned 
       out[3] = 0;
     }
   }
+#endif
   return true;
 }
