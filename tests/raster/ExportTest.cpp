@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "Image/Core2DImage.h"
-#include "Image/raster/internal/ExportTables.h"
 #include "ImgTestSupport.h"
 
 namespace {
@@ -45,15 +44,6 @@ ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed
 
 ImgPtr<CImg1> Clear1(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
   return ImgPtr<CImg1>(CImg1::create(w, h, 0, 1, align));
-}
-
-// Set bits, pad bits included.
-unsigned SetBits(CImg1 &image) {
-  unsigned n = 0;
-  for (unsigned char byte : BufferOf(image)) {
-    n += __builtin_popcount(byte);
-  }
-  return n;
 }
 
 // Every byte a destination holds, without forcing pixels on a lazy one.
@@ -218,39 +208,6 @@ TEST(ExportTest, DiffusionSpreadsTheErrorForward) {
     ASSERT_TRUE(Export::xfm(dst.get(), Palette(c.w, c.h, c.greys).get(), 0));
     EXPECT_EQ(BufferOf(*dst), c.bits);
   }
-}
-
-// Flat fields from both source classes keep the tone curve's mean, exactly at its
-// ends, and leave the pad bits clear; noise gives the same bits from both.
-TEST(ExportTest, DiffusionKeepsTheMeanAndBothSourcesAgree) {
-  const unsigned w = 250, h = 64;
-  for (unsigned grey : {0u, 40u, 128u, 230u, 255u}) {
-    ImgPtr<CImg8> palette = Palette(w, h, Bytes(w * h, grey));
-    ImgPtr<CImg32> colour = Flat32(w, h, grey * 0x010101u);
-    for (const IImg *src :
-         {static_cast<const IImg *>(palette.get()), static_cast<const IImg *>(colour.get())}) {
-      SCOPED_TRACE(testing::Message() << "grey " << grey << " from " << src->getBitDepth());
-      ImgPtr<CImg1> dst = Clear1(w, h, IMG_ALIGN_32);
-      ASSERT_TRUE(Export::xfm(dst.get(), src, 1));
-      const double white = 1.0 - static_cast<double>(SetBits(*dst)) / (w * h);
-      if (c2d::kToneCurve[grey] == 0 || c2d::kToneCurve[grey] == 255) {
-        EXPECT_EQ(white, c2d::kToneCurve[grey] / 255.0);
-      } else {
-        EXPECT_NEAR(white, c2d::kToneCurve[grey] / 255.0, 0.01);
-      }
-    }
-  }
-  uint32_t seed = 7;
-  Bytes greys(40 * 9);
-  Words words(greys.size());
-  for (size_t i = 0; i < greys.size(); ++i) {
-    greys[i] = static_cast<unsigned char>(Noise(seed));
-    words[i] = (greys[i] * 0x010101u) | 0xFF000000u;  // alpha is ignored
-  }
-  ImgPtr<CImg1> a = Clear1(40, 9, IMG_ALIGN_32), b = Clear1(40, 9, IMG_ALIGN_32);
-  ASSERT_TRUE(Export::xfm(a.get(), Palette(40, 9, greys).get(), 0));
-  ASSERT_TRUE(Export::xfm(b.get(), True(40, 9, words, RGB_ORDER_RGB).get(), 0));
-  EXPECT_EQ(BufferOf(*a), BufferOf(*b));
 }
 
 TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
