@@ -366,23 +366,32 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
   unsigned *t[5];
   rothstein_code_struct *code = nullptr;
   // A table maker: all `outputs` made, or all null.
-  const auto tables = [&](int outputs, const std::function<void()> &make) {
-    std::fill(t, t + 5, nullptr);
-    index = untouched;
-    make();
-    const bool made = t[0] != nullptr;
-    for (int k = 0; k < outputs; ++k) {
-      EXPECT_EQ(t[k] != nullptr, made) << k;
-      std::free(t[k]);
-    }
-    EXPECT_TRUE(made || index == untouched);
-    return made;
+  const auto tables = [&](int outputs, std::function<void()> make) {
+    return [&, outputs, make] {
+      std::fill(t, t + 5, nullptr);
+      index = untouched;
+      make();
+      const bool made = t[0] != nullptr;
+      for (int k = 0; k < outputs; ++k) {
+        EXPECT_EQ(t[k] != nullptr, made) << k;
+        std::free(t[k]);
+      }
+      EXPECT_TRUE(made || index == untouched);
+      return made;
+    };
   };
   const auto mapping = [](unsigned n) {
     unsigned char unset = 0, *table = &unset;
     CreateGreyMapping(n, &table, 0);
+    const bool made = table != nullptr;
     std::free(table);
-    return table != nullptr;
+    return made;
+  };
+  const auto codes = [&](bool list) {
+    list ? getRothsteinList(6, 2, &code) : getRothsteinArray(7, 3, &code);
+    const bool made = code != nullptr;
+    list ? DestroyRothsteinList(code) : std::free(code);
+    return made;
   };
   const std::pair<const char *, std::function<bool()>> calls[] = {
       {"Enlarge", [&] { return Work(*page, kEnlarge, 77u, 61u, r) != nullptr; }},
@@ -394,36 +403,19 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
       {"rotate CImg1", [&] { return ImgPtr<IImg>(page->rotate(200.0)) != nullptr; }},
       {"rotate CImg32", [&] { return ImgPtr<IImg>(colour->rotate(200.0)) != nullptr; }},
       {"rotate CImg8", [&] { return ImgPtr<IImg>(palette->rotate(200.0)) != nullptr; }},
-      {"code array",
-       [&] {
-         getRothsteinArray(7, 3, &code);
-         std::free(code);
-         return code != nullptr;
-       }},
-      {"code list",
-       [&] {
-         getRothsteinList(6, 2, &code);
-         DestroyRothsteinList(code);
-         return code != nullptr;
-       }},
-      {"run tables",
-       [&] { return tables(2, [&] { CreateRothTables(&t[0], &t[1], 30, 20, 7, 5); }); }},
+      {"code array", [&] { return codes(false); }},
+      {"code list", [&] { return codes(true); }},
+      {"run tables", tables(2, [&] { CreateRothTables(&t[0], &t[1], 30, 20, 7, 5); })},
       {"enlarge tables",
-       [&] {
-         return tables(
-             5, [&] { CreateRothEnlargeTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); });
-       }},
+       tables(5,
+              [&] { CreateRothEnlargeTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
       {"reduce tables",
-       [&] {
-         return tables(
-             5, [&] { CreateRothReduceTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); });
-       }},
-      {"reduce tables with index",
-       [&] {
-         return tables(5, [&] {
-           CreateRothReduceTables2(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4], index);
-         });
-       }},
+       tables(5, [&] { CreateRothReduceTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
+      {"reduce tables with index", tables(5,
+                                          [&] {
+                                            CreateRothReduceTables2(30, 20, 7, 5, &t[0], &t[1],
+                                                                    &t[2], &t[3], &t[4], index);
+                                          })},
       {"curve mapping", [&] { return mapping(5); }},
       {"linear mapping", [&] { return mapping(11000); }},
   };
