@@ -60,15 +60,6 @@ Bytes Snapshot(IImg &image) {
   return p ? Bytes(bytes, bytes + image.getTotalBytes()) : Bytes();
 }
 
-// A bilevel image that claims 32 bits, as rendered documents do without rows.
-struct Impostor : CImg1 {
-  Impostor() {
-    initHeader(4, 2, 4, 2, 0, 1, IMG_ALIGN_NONE);
-    (void)initData();
-    type = IMG_TYPE_32BIT;
-  }
-};
-
 TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   ImgPtr<CImg1> bits = Bits(8, 2, IMG_ALIGN_NONE, 1), bits8 = Bits(8, 2, IMG_ALIGN_8, 2);
   ImgPtr<CImg1> wide = Bits(9, 2, IMG_ALIGN_NONE, 3), small = Bits(4, 2, IMG_ALIGN_NONE, 4);
@@ -77,7 +68,7 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   ImgPtr<CImg32> tall = Flat32(8, 3, 0), lazy(CImg32::create(8, 2, RGB_ORDER_BGR));
   ColorMap none(0, 255);
   ImgPtr<CImg8> empty = Palette(8, 2, Bytes(16, 0), &none);
-  Impostor impostor;
+  c2d_test::Impostor impostor;  // claims 32 bits, as rendered documents do without rows
   const struct {
     const char *name;
     IImg *dst;
