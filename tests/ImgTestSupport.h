@@ -42,6 +42,15 @@ class ErrWatch {
   uint32_t total_;
 };
 
+// A bilevel raster that claims another type: a cast on the type alone would misread it.
+struct Impostor : CImg1 {
+  explicit Impostor(ImageType claimed = IMG_TYPE_32BIT, unsigned w = 4, unsigned h = 2) {
+    initHeader(w, h, w, h, 0, 1, IMG_ALIGN_NONE);
+    (void)initData();
+    type = claimed;
+  }
+};
+
 // ---- Scaling and transform tables.
 
 // While it lives, the table allocations numbered `first` to `first + count - 1`

@@ -1,4 +1,4 @@
-// CImg1: the bare object, the row layout, buffer ownership in every combination,
+// CImg1: the bare object, buffer ownership in every combination,
 // cut-outs at every bit offset against a pixel reference, and reads past the buffer.
 #include <gtest/gtest.h>
 
@@ -39,27 +39,6 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   ASSERT_NE(wider, nullptr);
   EXPECT_EQ(BufferOf(*wider), Bytes(6, 0));
   EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
-}
-
-TEST(CImg1Test, RowLayoutFollowsTheAlignment) {
-  const struct {
-    unsigned w;
-    ImgAlignmentEnum align;
-    unsigned padBits, bytesPerLine;
-  } cases[] = {{100, IMG_ALIGN_NONE, 4, 13},
-               {100, IMG_ALIGN_32, 28, 16},
-               {64, IMG_ALIGN_32, 0, 8},
-               {9, IMG_ALIGN_8, 7, 2},
-               {1, IMG_ALIGN_32, 31, 4},
-               {100, static_cast<ImgAlignmentEnum>(16), 4, 13}};  // anything else is bytes
-  for (const auto &c : cases) {
-    SCOPED_TRACE(testing::Message() << c.w << " wide, align " << c.align);
-    ImagePtr image(CImg1::create(c.w, 3, 0x11u, 0x22u, c.align));
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->getPadBits(), c.padBits);
-    EXPECT_EQ(image->getBytesPerLine(), c.bytesPerLine);
-    EXPECT_EQ(BufferOf(*image), Bytes(3 * c.bytesPerLine, 0));
-  }
 }
 
 // Under the sanitizer build a leak or a double free in any row fails the test.

@@ -1,4 +1,4 @@
-// CImg8: alignment and the packed row table, the palette, reference images and
+// CImg8: the palette, reference images and
 // sub-images, including reads that would leave the pixel buffer, and stale headers.
 #include <gtest/gtest.h>
 
@@ -32,24 +32,6 @@ unsigned char *HostBytes(unsigned count) {
 ImagePtr Counting(unsigned w, unsigned h, ImgAlignmentEnum align, unsigned total) {
   unsigned char *pixels = HostBytes(total);
   return ImagePtr(CImg8::create(w, h, pixels, total, true, nullptr, align));
-}
-
-TEST(CImg8Test, AlignmentPadsTheHeaderButRowsArePacked) {
-  const struct {
-    unsigned w;
-    ImgAlignmentEnum align;
-    unsigned pad, bytesPerLine;
-  } cases[] = {{10, IMG_ALIGN_32, 2, 12},   {12, IMG_ALIGN_32, 0, 12}, {10, IMG_ALIGN_8, 0, 10},
-               {10, IMG_ALIGN_NONE, 0, 10}, {1, IMG_ALIGN_32, 3, 4},   {7, IMG_ALIGN_32, 1, 8}};
-  for (const auto &c : cases) {
-    SCOPED_TRACE(testing::Message() << c.w << " wide, align " << c.align);
-    ImagePtr image(CImg8::create(c.w, 3, nullptr, c.align));
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->getPadBytes(), c.pad);
-    EXPECT_EQ(image->getBytesPerLine(), c.bytesPerLine);
-    unsigned char **rows = image->peekDataArray();
-    EXPECT_EQ(rows[2] - rows[1], static_cast<ptrdiff_t>(c.w));  // the width, not the stride
-  }
 }
 
 TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {

@@ -85,13 +85,7 @@ TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
   ImgPtr<CImg32> lazy(CImg32::create(2, 2, RGB_ORDER_RGB));
   ImgPtr<CImg1> bits(CImg1::create(2, 2, 0u, 1u, IMG_ALIGN_NONE));
   // An image of another class that claims the type is refused like another type.
-  struct Impostor : CImg1 {
-    Impostor() {
-      initHeader(2, 2, 2, 2, 0, 1, IMG_ALIGN_NONE);
-      (void)initData();
-      type = IMG_TYPE_32BIT;
-    }
-  } impostor;
+  c2d_test::Impostor impostor(IMG_TYPE_32BIT, 2, 2);
   const struct {
     const char *name;
     const IImg *source;

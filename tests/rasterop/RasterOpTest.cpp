@@ -17,6 +17,7 @@ namespace {
 using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
+using c2d_test::Impostor;
 using Pixels = std::vector<unsigned>;
 
 struct Px {
@@ -37,15 +38,6 @@ ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
 ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel) {
   return Image32(w, h, Pixels(size_t(w) * h, pixel));
 }
-
-// A raster of one class that claims another type.
-struct Impostor : CImg1 {
-  explicit Impostor(ImageType claimed) {
-    initHeader(4, 2, 4, 2, 0, 1, IMG_ALIGN_NONE);
-    (void)initData();
-    type = claimed;
-  }
-};
 
 RasterOp Settings(bool useAlpha, double alpha, bool keyed = false, unsigned key = 0, int left = 0,
                   int top = 0) {

@@ -1,7 +1,7 @@
 // CImg1 scaling: each worker against an independent reference of its blocks over
 // random pages in both polarities, with rectangles past the buffer; invariants that
 // need no reference; the worked examples of the odd rules; the paths of scale; and
-// failed table allocations.
+// failed table allocations across the scalers, transforms and table makers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -350,31 +350,95 @@ TEST(CImg1ScaleTest, AnImageWithoutPixelsReadsAsPaper) {
   EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 5u, 5u, ImgRect(3u, 3u, 40u, 40u))), Bits(25, false));
 }
 
-TEST(CImg1ScaleTest, FailedTablesGiveNullAndReportNothing) {
+// Each table allocation of each path fails in turn, until the call runs through: the
+// call gives null, every output null and dstIndex untouched, records nothing, and
+// LeakSanitizer finds nothing left of what it made before the failure.
+TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
   Rng rng(1);
   ImgPtr<CImg1> page = RandomPage(rng, 50, 40, IMG_ALIGN_NONE, 0.3);
+  std::vector<unsigned> pixels(54, 0x123456u);
+  std::vector<unsigned char> bytes(54, 7);
+  ImgPtr<CImg32> colour(CImg32::create(6, 9, pixels.data(), 54 * 4, RGB_ORDER_RGB));
+  ImgPtr<CImg8> palette(CImg8::create(6, 9, bytes.data(), 54, nullptr, IMG_ALIGN_NONE));
   const ImgRect r = page->getRect();
-  const std::function<IImg *()> calls[] = {
-      [&] { return Work(*page, kEnlarge, 77u, 61u, r).release(); },
-      [&] { return Work(*page, kReduce, 13u, 7u, r).release(); },
-      [&] { return Work(*page, kReduceBkg, 13u, 7u, r).release(); },
-      [&] { return Work(*page, kQuickReduce, 13u, 7u, r, 0u).release(); },
-      [&] { return Work(*page, kGrey, 13u, 7u, r).release(); },  // 4 x 6, 3 x 6, 4 x 5, 3 x 5
+  const std::vector<unsigned> untouched(30, 0xDEADBEEF);
+  std::vector<unsigned> index;
+  unsigned *t[5];
+  rothstein_code_struct *code = nullptr;
+  // A table maker: all `outputs` made, or all null.
+  const auto tables = [&](int outputs, std::function<void()> make) {
+    return [&, outputs, make] {
+      std::fill(t, t + 5, nullptr);
+      index = untouched;
+      make();
+      const bool made = t[0] != nullptr;
+      for (int k = 0; k < outputs; ++k) {
+        EXPECT_EQ(t[k] != nullptr, made) << k;
+        std::free(t[k]);
+      }
+      EXPECT_TRUE(made || index == untouched);
+      return made;
+    };
   };
-  for (size_t i = 0; i < std::size(calls); ++i) {
+  const auto mapping = [](unsigned n) {
+    unsigned char unset = 0, *table = &unset;
+    CreateGreyMapping(n, &table, 0);
+    const bool made = table != nullptr;
+    std::free(table);
+    return made;
+  };
+  const auto codes = [&](bool list) {
+    list ? getRothsteinList(6, 2, &code) : getRothsteinArray(7, 3, &code);
+    const bool made = code != nullptr;
+    list ? DestroyRothsteinList(code) : std::free(code);
+    return made;
+  };
+  const std::pair<const char *, std::function<bool()>> calls[] = {
+      {"Enlarge", [&] { return Work(*page, kEnlarge, 77u, 61u, r) != nullptr; }},
+      {"Reduce", [&] { return Work(*page, kReduce, 13u, 7u, r) != nullptr; }},
+      {"Reduce_bkg", [&] { return Work(*page, kReduceBkg, 13u, 7u, r) != nullptr; }},
+      {"QuickReduce_bkg", [&] { return Work(*page, kQuickReduce, 13u, 7u, r, 0u) != nullptr; }},
+      // Blocks of 4 x 6, 3 x 6, 4 x 5 and 3 x 5: four mappings.
+      {"Reduce_greyscale", [&] { return Work(*page, kGrey, 13u, 7u, r) != nullptr; }},
+      {"rotate CImg1", [&] { return ImgPtr<IImg>(page->rotate(200.0)) != nullptr; }},
+      {"rotate CImg32", [&] { return ImgPtr<IImg>(colour->rotate(200.0)) != nullptr; }},
+      {"rotate CImg8", [&] { return ImgPtr<IImg>(palette->rotate(200.0)) != nullptr; }},
+      {"code array", [&] { return codes(false); }},
+      {"code list", [&] { return codes(true); }},
+      {"run tables", tables(2, [&] { CreateRothTables(&t[0], &t[1], 30, 20, 7, 5); })},
+      {"enlarge tables",
+       tables(5,
+              [&] { CreateRothEnlargeTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
+      {"reduce tables",
+       tables(5, [&] { CreateRothReduceTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
+      {"reduce tables with index", tables(5,
+                                          [&] {
+                                            CreateRothReduceTables2(30, 20, 7, 5, &t[0], &t[1],
+                                                                    &t[2], &t[3], &t[4], index);
+                                          })},
+      {"curve mapping", [&] { return mapping(5); }},
+      {"linear mapping", [&] { return mapping(11000); }},
+  };
+  for (const auto &[name, call] : calls) {
     for (int failAt = 0;; ++failAt) {
-      SCOPED_TRACE(testing::Message() << "call " << i << " failing allocation " << failAt);
+      SCOPED_TRACE(testing::Message() << name << " failing allocation " << failAt);
       c2d_test::FailTables fail(failAt, 1000);
       ErrWatch watch;
-      ImgPtr<IImg> out(calls[i]());
+      const bool made = call();
       if (!fail.failed()) {  // every allocation has been tried
-        ASSERT_NE(out, nullptr);
+        EXPECT_TRUE(made);
         break;
       }
-      EXPECT_EQ(out, nullptr);
+      EXPECT_FALSE(made);
       EXPECT_EQ(watch.reports(), 0u);
     }
   }
+  // No count, or a null output pointer: nothing allocated, the other outputs null.
+  EXPECT_FALSE(mapping(0));
+  unsigned *a = &index[0], *b = &index[0];
+  CreateRothEnlargeTables(4, 4, 2, 2, &a, nullptr, &b, &b, &b);
+  EXPECT_EQ(a, nullptr);
+  EXPECT_EQ(b, nullptr);
 }
 
 }  // namespace

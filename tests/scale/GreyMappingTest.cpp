@@ -55,25 +55,6 @@ TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
   EXPECT_EQ(table[5499], 65);
 }
 
-TEST(GreyMappingTest, CurveTablesDarkenWithCountAndInvertExactly) {
-  std::vector<unsigned> sizes = {257, 1000, 4097, 10998, 10999};
-  for (unsigned n = 1; n <= 200; ++n) {
-    sizes.push_back(n);
-  }
-  for (unsigned n : sizes) {
-    SCOPED_TRACE(n);
-    const Bytes plain = Mapping(n, 0);
-    const Bytes inverted = Mapping(n, 1);
-    ASSERT_EQ(plain.size(), n);
-    EXPECT_EQ(plain.front(), 255);
-    EXPECT_EQ(plain.back(), n > 1 ? 0 : 255);
-    for (unsigned i = 0; i < n; ++i) {
-      ASSERT_TRUE(i == 0 || plain[i] <= plain[i - 1]) << i;
-      ASSERT_EQ(inverted[i], 255 - plain[i]) << i;
-    }
-  }
-}
-
 // From 11000 entries the counts are spread evenly, 42 or 43 per level. Not inverted,
 // the run of level 0 is never written and reads 0 from the zeroed block. From 2^24
 // entries n << 8 wraps; the walk stays in the table and the end entry is forced.
@@ -93,18 +74,6 @@ TEST(GreyMappingTest, LinearTablesFrom11000) {
     EXPECT_EQ(wrapped.front(), invert ? 0 : 255);
     EXPECT_EQ(wrapped.back(), invert ? 255 : 0);
     EXPECT_EQ(Stretches(wrapped).size(), 256u);
-  }
-}
-
-TEST(GreyMappingTest, ZeroCountAndFailedAllocationGiveNull) {
-  unsigned char unset = 0;
-  for (unsigned n : {0u, 5u, 11000u}) {
-    for (unsigned invert : {0u, 1u}) {
-      c2d_test::FailTables fail(n == 0 ? 1 : 0);
-      unsigned char *table = &unset;
-      CreateGreyMapping(n, &table, invert);
-      EXPECT_EQ(table, nullptr) << n << " " << invert;
-    }
   }
 }
 

@@ -353,16 +353,4 @@ TEST(TransformTest, ChangedExtentsAndMissingPixels) {
   }
 }
 
-TEST(TransformTest, FailedTableAllocationsGiveNull) {
-  for (const Kind &kind : kKinds) {
-    ImgPtr<IImg> image = Make(kind, Random(6, 9, kind.mask, 5));
-    // Two codes and two tables; each failure in turn gives null, and no leak.
-    for (int allowed = 0; allowed <= 4; ++allowed) {
-      c2d_test::FailTables fail(allowed, 100);
-      ImgPtr<IImg> result(image->rotate(200.0));
-      EXPECT_EQ(result != nullptr, allowed == 4) << kind.name << " " << allowed;
-    }
-  }
-}
-
 }  // namespace
