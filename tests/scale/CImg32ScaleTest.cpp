@@ -1,8 +1,13 @@
 // CImg32 scaling: worked examples of each worker, the worker each request reaches,
-// clipping of the source and refusals.
+// clipping of the source, refusals, and the background retry on a reduced copy.
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <random>
 #include <vector>
@@ -222,6 +227,53 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ASSERT_NE(grown, nullptr);
   EXPECT_EQ(grown->getWidth() * grown->getHeight(), 101u * 101u);
   EXPECT_EQ(ImgPtr<IImg>(image->scale(0.0, attr)), nullptr);
+}
+
+// Caps the address space `extra` bytes above what the process holds now.
+bool LimitTo(uint64_t extra) {
+  unsigned long pages = 0;
+  FILE *statm = std::fopen("/proc/self/statm", "r");
+  const bool read = statm != nullptr && std::fscanf(statm, "%lu", &pages) == 1;
+  if (statm != nullptr) {
+    std::fclose(statm);
+  }
+  const rlimit limit{pages * sysconf(_SC_PAGESIZE) + extra, RLIM_INFINITY};
+  return read && setrlimit(RLIMIT_AS, &limit) == 0;
+}
+
+// Pages of 3000 x 3000 (36 MB to sort) estimated without room for the sorted copy:
+// within 2 MB, which holds the count tables, not even the copy of 990 x 990 can be
+// made; within 24 MB it can. 0, or the step that failed.
+int EstimateUnderALimit() {
+  const auto page = [] {
+    return Image(3000, 3000, [](unsigned x, unsigned) { return x % 7 == 0 ? 0u : 0x00C0FFEEu; });
+  };
+  ImgPtr<CImg32> first = page(), second = page();
+  if (!LimitTo(2u << 20) || first->calculateBackground() != 0xFFFFFFFFu ||
+      first->getBackgroundState() != IMG_BG_NONE || CImgErr::get() != IMG_OUT_OF_MEMORY) {
+    return 1;
+  }
+  const size_t mapped = mallinfo2().hblkhd;  // the copy is mapped on its own
+  if (!LimitTo(24u << 20) || second->calculateBackground() != 0x00C0FFEEu ||
+      second->getBackgroundState() != IMG_BG_KNOWN || CImgErr::get() != IMG_OK) {
+    return 2;
+  }
+  return mallinfo2().hblkhd == mapped ? 0 : 3;
+}
+
+TEST(CImg32BackgroundRetryTest, ShortOfMemoryTheEstimateRunsOnAThirdSizedCopy) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's allocator does not honour an address-space limit";
+#endif
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    _exit(EstimateUnderALimit());
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: failed copy; 2: retry; 3: copy not freed";
 }
 
 }  // namespace
