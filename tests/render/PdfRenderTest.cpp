@@ -164,10 +164,14 @@ TEST_F(PdfFile, RendersBeyondThePixelLimitAreRefused) {
   EXPECT_EQ(over, nullptr);
 }
 
-// The first page of a PDF this system ships, if any; rendered here and by pdftoppm
+// The first page of a PDF this system ships; rendered here and by pdftoppm
 // at 200 dpi, the two must agree but for a little anti-aliasing.
 TEST_F(PdfFile, ARealPageAgreesWithPdftoppm) {
-  std::string real;
+  // The page scripts/deps installs, else the first one found.
+  std::string real = "/usr/share/doc/libtasn1-doc/libtasn1.pdf";
+  if (!fs::exists(real)) {
+    real.clear();
+  }
   for (const char *dir : {"/usr/share/doc", "/usr/share"}) {
     std::error_code error;
     for (fs::recursive_directory_iterator it(dir, error), end; it != end && real.empty();
