@@ -151,12 +151,26 @@ class DeltaRowCoder {
   // zeroed bytes, of which it sets the same ones every row); rowBytes of each are
   // compared. The seed is the previous row itself rather than a copy of it. False
   // at the first failing row, or when the scratch cannot be allocated.
+  // With clearOutput every byte of the buffer ends up zero unless this tile wrote
+  // it: the bytes its records are about to take are not cleared first.
   template <typename Fetch>
   static bool codeTile(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
                        bool clearOutput, Fetch fetch) {
-    if (clearOutput) {
-      std::memset(out.buffer, 0, out.capacity);
+    if (!clearOutput) {
+      return CodeRows(out, tileBytes, rowBytes, rows, fetch);
     }
+    const uint32_t from = out.length < out.capacity ? out.length : out.capacity;
+    std::memset(out.buffer, 0, from);
+    const bool ok = CodeRows(out, tileBytes, rowBytes, rows, fetch);
+    const uint32_t to = out.length > from && out.length < out.capacity ? out.length : from;
+    std::memset(out.buffer + to, 0, out.capacity - to);
+    return ok;
+  }
+
+ private:
+  template <typename Fetch>
+  static bool CodeRows(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
+                       Fetch fetch) {
     const uint64_t payloadCapacity = uint64_t{tileBytes} * 3;
     MallocArray<unsigned char> seed(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
     MallocArray<unsigned char> spare(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
@@ -180,7 +194,6 @@ class DeltaRowCoder {
     return true;
   }
 
- private:
   struct Scratch {
     // 512 bytes hold any command up to an offset of 128,295; wider rows grow it.
     unsigned char fixed[512] = {};
@@ -241,13 +254,8 @@ class DeltaRowCoder {
       return uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(lanes))};
     };
     if (n == 64) {
-      const __m128i e0 = equalLanes(0), e1 = equalLanes(16), e2 = equalLanes(32),
-                    e3 = equalLanes(48);
-      // Most blocks of a drawing are equal: one mask tells.
-      if (bits(_mm_and_si128(_mm_and_si128(e0, e1), _mm_and_si128(e2, e3))) == 0xFFFF) {
-        return 0;
-      }
-      return ~(bits(e0) | bits(e1) << 16 | bits(e2) << 32 | bits(e3) << 48);
+      return ~(bits(equalLanes(0)) | bits(equalLanes(16)) << 16 | bits(equalLanes(32)) << 32 |
+               bits(equalLanes(48)) << 48);
     }
     for (; i + 16 <= n; i += 16) {
       equal |= bits(equalLanes(i)) << i;
