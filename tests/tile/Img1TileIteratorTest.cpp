@@ -216,9 +216,8 @@ TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
     for (Bytes *buffer : {&cleared, &stale}) {
       uint32_t length = 5;  // where an earlier tile's records stopped
       Coder::codeTile({buffer->data(), capacity, length}, rowBytes, rowBytes, rows,
-                      buffer == &stale, [&](uint32_t i, unsigned char *) {
-                        return &bits[i * rowBytes];
-                      });
+                      buffer == &stale,
+                      [&](uint32_t i, unsigned char *) { return &bits[i * rowBytes]; });
     }
     EXPECT_TRUE(stale == cleared) << capacity;
   }
