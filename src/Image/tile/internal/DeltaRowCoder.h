@@ -354,17 +354,24 @@ class DeltaRowCoder {
           (rowBytes - base >= 72) & (used + 330 < capacity)) {
         unsigned char *command = payload + used;
         const unsigned char *from = row + base;
-        uint32_t end = previousEnd - base;  // may wrap: only offsets are taken from it
+        // PutShortCommand spelt out in 64 bits, which spares a conversion or two a
+        // command; the first end may lie before the block.
+        int64_t end = int64_t{previousEnd} - int64_t{base};
         do {
-          const uint32_t s = Ctz64(starts);
-          const uint32_t e = Ctz64(ends);
-          command += PutShortCommand(from + s, s - end, e - s + 1, command);
-          end = e + 1;
+          const uint64_t s = Ctz64(starts);
+          const uint64_t e = Ctz64(ends);
+          const uint64_t offset = static_cast<uint64_t>(static_cast<int64_t>(s) - end);
+          const uint64_t longForm = offset >= 31 ? 1 : 0;
+          command[0] = static_cast<unsigned char>((e - s) << 5 | (longForm != 0 ? 31 : offset));
+          command[1] = static_cast<unsigned char>(offset - 31);
+          std::memcpy(command + 1 + longForm, from + s, 8);
+          command += longForm + 2 + (e - s);
+          end = static_cast<int64_t>(e) + 1;
           starts &= starts - 1;
           ends &= ends - 1;
         } while (starts != 0);
         used = static_cast<uint64_t>(command - payload);
-        previousEnd = base + end;
+        previousEnd = base + static_cast<uint32_t>(end);
         continue;
       }
       while (m != 0) {
