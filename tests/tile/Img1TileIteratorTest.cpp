@@ -206,6 +206,23 @@ TEST(DeltaRowCoderTest, RandomRowsDecodeStrictlyAtTheExactCapacity) {
   }
 }
 
+// An edge tile leaves the buffer as if cleared before coding, whether all its rows
+// fit or it stops part way: the earlier tiles' bytes and all past its records are zero.
+TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
+  const unsigned rowBytes = 150, rows = 12;
+  Bytes bits = Drawing(rowBytes, rows, 7);
+  for (const uint32_t capacity : {4000u, 300u}) {
+    Bytes cleared(capacity, 0), stale(capacity, 0xAA);
+    for (Bytes *buffer : {&cleared, &stale}) {
+      uint32_t length = 5;  // where an earlier tile's records stopped
+      Coder::codeTile({buffer->data(), capacity, length}, rowBytes, rowBytes, rows,
+                      buffer == &stale,
+                      [&](uint32_t i, unsigned char *) { return &bits[i * rowBytes]; });
+    }
+    EXPECT_TRUE(stale == cleared) << capacity;
+  }
+}
+
 struct Grid {
   unsigned w, h, tw, th;
   ImgAlignmentEnum align;

@@ -151,12 +151,26 @@ class DeltaRowCoder {
   // zeroed bytes, of which it sets the same ones every row); rowBytes of each are
   // compared. The seed is the previous row itself rather than a copy of it. False
   // at the first failing row, or when the scratch cannot be allocated.
+  // With clearOutput every byte of the buffer ends up zero unless this tile wrote
+  // it: the bytes its records are about to take are not cleared first.
   template <typename Fetch>
   static bool codeTile(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
                        bool clearOutput, Fetch fetch) {
-    if (clearOutput) {
-      std::memset(out.buffer, 0, out.capacity);
+    if (!clearOutput) {
+      return CodeRows(out, tileBytes, rowBytes, rows, fetch);
     }
+    const uint32_t from = out.length < out.capacity ? out.length : out.capacity;
+    std::memset(out.buffer, 0, from);
+    const bool ok = CodeRows(out, tileBytes, rowBytes, rows, fetch);
+    const uint32_t to = out.length > from && out.length < out.capacity ? out.length : from;
+    std::memset(out.buffer + to, 0, out.capacity - to);
+    return ok;
+  }
+
+ private:
+  template <typename Fetch>
+  static bool CodeRows(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
+                       Fetch fetch) {
     const uint64_t payloadCapacity = uint64_t{tileBytes} * 3;
     MallocArray<unsigned char> seed(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
     MallocArray<unsigned char> spare(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
@@ -180,7 +194,6 @@ class DeltaRowCoder {
     return true;
   }
 
- private:
   struct Scratch {
     // 512 bytes hold any command up to an offset of 128,295; wider rows grow it.
     unsigned char fixed[512] = {};
@@ -241,13 +254,8 @@ class DeltaRowCoder {
       return uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(lanes))};
     };
     if (n == 64) {
-      const __m128i e0 = equalLanes(0), e1 = equalLanes(16), e2 = equalLanes(32),
-                    e3 = equalLanes(48);
-      // Most blocks of a drawing are equal: one mask tells.
-      if (bits(_mm_and_si128(_mm_and_si128(e0, e1), _mm_and_si128(e2, e3))) == 0xFFFF) {
-        return 0;
-      }
-      return ~(bits(e0) | bits(e1) << 16 | bits(e2) << 32 | bits(e3) << 48);
+      return ~(bits(equalLanes(0)) | bits(equalLanes(16)) << 16 | bits(equalLanes(32)) << 32 |
+               bits(equalLanes(48)) << 48);
     }
     for (; i + 16 <= n; i += 16) {
       equal |= bits(equalLanes(i)) << i;
@@ -346,17 +354,24 @@ class DeltaRowCoder {
           (rowBytes - base >= 72) & (used + 330 < capacity)) {
         unsigned char *command = payload + used;
         const unsigned char *from = row + base;
-        uint32_t end = previousEnd - base;  // may wrap: only offsets are taken from it
+        // PutShortCommand spelt out in 64 bits, which spares a conversion or two a
+        // command; the first end may lie before the block.
+        int64_t end = int64_t{previousEnd} - int64_t{base};
         do {
-          const uint32_t s = Ctz64(starts);
-          const uint32_t e = Ctz64(ends);
-          command += PutShortCommand(from + s, s - end, e - s + 1, command);
-          end = e + 1;
+          const uint64_t s = Ctz64(starts);
+          const uint64_t e = Ctz64(ends);
+          const uint64_t offset = static_cast<uint64_t>(static_cast<int64_t>(s) - end);
+          const uint64_t longForm = offset >= 31 ? 1 : 0;
+          command[0] = static_cast<unsigned char>((e - s) << 5 | (longForm != 0 ? 31 : offset));
+          command[1] = static_cast<unsigned char>(offset - 31);
+          std::memcpy(command + 1 + longForm, from + s, 8);
+          command += longForm + 2 + (e - s);
+          end = static_cast<int64_t>(e) + 1;
           starts &= starts - 1;
           ends &= ends - 1;
         } while (starts != 0);
         used = static_cast<uint64_t>(command - payload);
-        previousEnd = base + end;
+        previousEnd = base + static_cast<uint32_t>(end);
         continue;
       }
       while (m != 0) {
