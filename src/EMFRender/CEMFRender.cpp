@@ -79,6 +79,11 @@ struct CEMFRender::Document {
     // The converter takes a writable buffer: it gets a copy of the stated length.
     const uint32_t length = ReadUnsigned(bytes, kFileBytes);
     std::vector<char> contents(bytes, bytes + length);
+    // The converter reads a description of no characters up to a terminator, from
+    // wherever its offset points; pointed at the header's first bytes it stops at once.
+    if (ReadUnsigned(bytes, kDescriptionChars) == 0) {
+      std::memset(contents.data() + kDescriptionOffset, 0, 4);
+    }
     generatorOptions options{};
     char emptyNamespace[] = "";
     options.nameSpace = emptyNamespace;
