@@ -298,3 +298,11 @@ bool CEMFRender::getImage(unsigned int depth, void *&data, uint64_t &size) {
   size = rowBytes * m_height;
   return true;
 }
+
+CEMFRender *emfrender_new(void *handle) {
+  try {
+    return new CEMFRender(handle);
+  } catch (...) {
+    return nullptr;  // nothing is thrown past a library loaded by name
+  }
+}

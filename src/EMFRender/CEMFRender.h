@@ -79,4 +79,17 @@ class EMFRENDER_EXPORT CEMFRender {
   unsigned m_width, m_height;
 };
 
+// The library's file name, and a maker by name for hosts that load the library only
+// when a metafile comes (utl_load_symbol): a new renderer over `handle`, or null when
+// out of memory.
+#if defined(_WIN32)
+constexpr const char kEMFRenderLibrary[] = "emfrender.dll";
+#elif defined(__APPLE__)
+constexpr const char kEMFRenderLibrary[] = "libemfrender.1.dylib";
+#else
+constexpr const char kEMFRenderLibrary[] = "libemfrender.so.1";
+#endif
+extern "C" EMFRENDER_EXPORT CEMFRender *emfrender_new(void *handle);
+using EMFRenderMaker = CEMFRender *(*)(void *handle);
+
 #endif  // EMFRENDER_CEMFRENDER_H_

@@ -291,3 +291,13 @@ int CPDFRender::getPageCount() { return document == nullptr ? 0 : document->file
 void CPDFRender::setPixelLimit(uint64_t pixels) { sPixelLimit = pixels; }
 
 uint64_t CPDFRender::getPixelLimit() { return sPixelLimit; }
+
+CPDFRender *pdfrender_new(char *path, int page, bool detectBilevel) {
+  try {
+    return new CPDFRender(path, page, detectBilevel);
+  } catch (...) {
+    return nullptr;  // nothing is thrown past a library loaded by name
+  }
+}
+
+uint64_t pdfrender_pixel_limit() { return CPDFRender::getPixelLimit(); }

@@ -89,4 +89,19 @@ class PDFRENDER_EXPORT CPDFRender {
   bool smoothImage = true, smoothLine = true, smoothText = true;
 };
 
+// The library's file name, and makers by name for hosts that load the library only
+// when a PDF comes (utl_load_symbol): a new renderer (null when out of memory), and
+// the pixel limit.
+#if defined(_WIN32)
+constexpr const char kPDFRenderLibrary[] = "pdfrender.dll";
+#elif defined(__APPLE__)
+constexpr const char kPDFRenderLibrary[] = "libpdfrender.1.dylib";
+#else
+constexpr const char kPDFRenderLibrary[] = "libpdfrender.so.1";
+#endif
+extern "C" PDFRENDER_EXPORT CPDFRender *pdfrender_new(char *path, int page, bool detectBilevel);
+extern "C" PDFRENDER_EXPORT uint64_t pdfrender_pixel_limit();
+using PDFRenderMaker = CPDFRender *(*)(char *path, int page, bool detectBilevel);
+using PDFRenderLimit = uint64_t (*)();
+
 #endif  // PDFRENDER_CPDFRENDER_H_

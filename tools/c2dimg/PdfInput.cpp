@@ -9,6 +9,7 @@
 #include "Failure.h"
 #include "Library.h"
 #include "PDFRender/CPDFRender.h"
+#include "util2d/utl_library.h"
 
 namespace c2dimg {
 namespace {
@@ -34,7 +35,11 @@ Picture ReadPdf(const InputFile &file, uint32_t page) {
   std::vector<char> path(file.path.begin(), file.path.end());
   path.push_back('\0');
   // The page count comes from a renderer of its own: the image does not keep one.
-  const int pages = CPDFRender(path.data(), 1, false).getPageCount();
+  // The renderer's library is loaded only now, as the library loads it.
+  static const auto make =
+      reinterpret_cast<PDFRenderMaker>(utl_load_symbol(kPDFRenderLibrary, "pdfrender_new"));
+  const std::unique_ptr<CPDFRender> counter(make != nullptr ? make(path.data(), 1, false) : nullptr);
+  const int pages = counter != nullptr ? counter->getPageCount() : 0;
   if (pages == 0) {
     throw FileError(file.path, "cannot be read as a PDF document (damaged, empty or locked)");
   }

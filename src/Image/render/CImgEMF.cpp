@@ -13,6 +13,7 @@
 #include "Image/render/ImgEMFTileIterator.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "Image/scale/internal/ScaleSupport.h"
+#include "util2d/utl_library.h"
 
 using c2d::Report;
 using c2d::ReportR;
@@ -66,11 +67,10 @@ CImgEMF *CImgEMF::create(void *handle, bool replacementFlag, int red, int green,
   image->replacementBkgFlag = replacementFlag;
   image->setDFTReplacementBkg(static_cast<unsigned char>(red), static_cast<unsigned char>(green),
                               static_cast<unsigned char>(blue));
-  try {
-    image->renderer = new CEMFRender(handle);
-  } catch (const std::bad_alloc &) {
-    image->renderer = nullptr;
-  }
+  // The renderer's library is loaded with the first metafile.
+  static const auto make =
+      reinterpret_cast<EMFRenderMaker>(utl_load_symbol(kEMFRenderLibrary, "emfrender_new"));
+  image->renderer = make != nullptr ? make(handle) : nullptr;
   if (image->initHeader() && image->initData() == IMG_OK) {
     return image;
   }

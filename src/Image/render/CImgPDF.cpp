@@ -12,6 +12,7 @@
 #include "Image/render/ImgPDFTileIterator.h"
 #include "Image/scale/ImgScaleAttr.h"
 #include "PDFRender/CPDFRender.h"
+#include "util2d/utl_library.h"
 
 using c2d::Report;
 
@@ -89,13 +90,11 @@ CImgPDF *CImgPDF::create(char *path, int page, bool detectBilevel) {
     Report(IMG_OUT_OF_MEMORY);
     return nullptr;
   }
-  CPDFRender *document = nullptr;
-  try {
-    document = new CPDFRender(path, page, detectBilevel);
-  } catch (...) {
-    // Whatever the renderer throws, the document is unusable.
-    document = nullptr;
-  }
+  // The renderer's library is loaded with the first PDF; whatever it cannot make
+  // leaves the document unusable.
+  static const auto make =
+      reinterpret_cast<PDFRenderMaker>(utl_load_symbol(kPDFRenderLibrary, "pdfrender_new"));
+  CPDFRender *document = make != nullptr ? make(path, page, detectBilevel) : nullptr;
   if (!image->adoptRenderer(document)) {
     delete image;
     return nullptr;
@@ -261,7 +260,10 @@ unsigned CImgPDF::calculateBackground() {
   ImgScaleAttr attr = ColourAttr();
   attr.resample = true;
   const double factor = std::min(w, h) / kBackgroundDivisor;
-  const double limit = static_cast<double>(CPDFRender::getPixelLimit());
+  // A document exists, so the renderer's library is loaded.
+  static const auto pixelLimit = reinterpret_cast<PDFRenderLimit>(
+      utl_load_symbol(kPDFRenderLibrary, "pdfrender_pixel_limit"));
+  const double limit = pixelLimit != nullptr ? static_cast<double>(pixelLimit()) : 0.0;
   IImg *render = nullptr;
   if (std::ceil(w * factor) * std::ceil(h * factor) <= limit) {
     render = scale(factor, attr);
