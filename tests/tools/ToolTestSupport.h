@@ -46,17 +46,16 @@ struct Image {
   bool black(uint32_t x, uint32_t y) const { return at(x, y) == kBlack; }
 };
 
+// "" when equal, else the size or the first pixel that differs.
 inline std::string Difference(const Image &got, const Image &want) {
-  char text[96];
   if (got.w != want.w || got.h != want.h) {
-    std::snprintf(text, sizeof text, "size %ux%u, want %ux%u", got.w, got.h, want.w, want.h);
-    return text;
+    return "size " + std::to_string(got.w) + "x" + std::to_string(got.h);
   }
-  const auto [g, w] = std::mismatch(got.rgb.begin(), got.rgb.end(), want.rgb.begin());
+  const auto g = std::mismatch(got.rgb.begin(), got.rgb.end(), want.rgb.begin()).first;
   const size_t i = static_cast<size_t>(g - got.rgb.begin());
-  std::snprintf(text, sizeof text, "pixel %zu,%zu is %06X, want %06X", i % got.w, i / got.w,
-                g == got.rgb.end() ? 0 : *g, g == got.rgb.end() ? 0 : *w);
-  return g == got.rgb.end() ? "" : text;
+  return g == got.rgb.end()
+             ? ""
+             : "pixel " + std::to_string(i % got.w) + "," + std::to_string(i / got.w);
 }
 
 // A black-on-white test page: a one-pixel frame, a diagonal, a one-pixel line and a
@@ -71,14 +70,6 @@ inline Image Page(uint32_t w, uint32_t h) {
         page.at(x, y) = kBlack;
       }
     }
-  }
-  return page;
-}
-
-// The page with black and white exchanged: white ink on black paper.
-inline Image Negative(Image page) {
-  for (uint32_t &c : page.rgb) {
-    c ^= kWhite;
   }
   return page;
 }
@@ -272,16 +263,6 @@ inline void DamageStrile(const std::string &path, uint32_t index, double fractio
 
 // --- Files the tool wrote ----------------------------------------------------
 
-// An image of `w` x `h` from bytes R, G, B, A per pixel.
-inline Image FromRgba(uint32_t w, uint32_t h, const uint8_t *bytes) {
-  Image image(w, h);
-  for (size_t i = 0; i < image.rgb.size(); ++i, bytes += 4) {
-    image.rgb[i] = uint32_t{bytes[0]} << 16 | bytes[1] << 8 | bytes[2];
-    image.alpha[i] = bytes[3];
-  }
-  return image;
-}
-
 inline Image ReadPng(const std::string &path) {
   png_image png;
   std::memset(&png, 0, sizeof png);
@@ -293,7 +274,12 @@ inline Image ReadPng(const std::string &path) {
   png.format = PNG_FORMAT_RGBA;
   std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(png));
   EXPECT_NE(png_image_finish_read(&png, nullptr, bytes.data(), 0, nullptr), 0) << png.message;
-  Image image = FromRgba(png.width, png.height, bytes.data());
+  Image image(png.width, png.height);
+  for (size_t i = 0; i < image.rgb.size(); ++i) {
+    const uint8_t *p = &bytes[4 * i];
+    image.rgb[i] = uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
+    image.alpha[i] = p[3];
+  }
   const std::string head = Slurp(path);  // IHDR: bit depth, then colour type
   image.bitDepth = static_cast<uint8_t>(head.at(24));
   image.colourType = static_cast<uint8_t>(head.at(25));
