@@ -55,20 +55,6 @@ TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
   }
 }
 
-// An existing read-only OUT is kept unless --force replaces it.
-TEST_F(C2dimgTool, KeepsAReadOnlyOutputWithoutForce) {
-  WritePbm(path("page.pbm"), Page(24, 15), false);
-  for (const bool force : {false, true}) {
-    WriteText(path("out.pbm"), "old");
-    chmod(path("out.pbm").c_str(), 0444);
-    const Outcome outcome =
-        run({"convert", path("page.pbm"), "-o", path("out.pbm")}, force ? Args{"--force"} : Args{});
-    EXPECT_EQ(outcome.status, force ? 0 : 2) << outcome.err;
-    EXPECT_EQ(Slurp(path("out.pbm")) == "old", !force);
-    fs::remove(path("out.pbm"));
-  }
-}
-
 // Each of the eight TIFF orientations is shown upright, in a bilevel Group 4 page and
 // a colour page, and info says how the page was stored.
 TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
@@ -111,10 +97,13 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
 // under --verbose, and an option that could not do what its name says tells what was
 // done. --version answers; a --rect reaching past the page is cut to it with a note;
 // an RTL job whose rows do not fit a record fails without a file; -o - writes
-// standard output in --format's format, and --format overrides OUT's extension.
+// standard output in --format's format, and --format overrides OUT's extension; an
+// existing read-only OUT is kept unless --force replaces it.
 TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   const Image page = Page(40, 24);
   WritePbm(path("page.pbm"), page, false);
+  WriteText(path("kept.pbm"), "old");
+  chmod(path("kept.pbm").c_str(), 0444);
   WritePbm(path("narrow.pbm"), Page(8, 30), false);
   WritePngFile(path("small.png"), Colours(20, 20), false);
   WriteText(path("huge.png"), WithPngSize(Slurp(path("small.png")), 30000, 30000));
@@ -156,6 +145,8 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
        {"30,0,39,9"}},
       {{"convert", path("narrow.pbm"), "-o", path("narrow.rtl")}, 2, {"tile buffer"}},
       {{"rtl", path("narrow.pbm"), "-o", path("narrow.png")}, 1, {}},
+      {{"convert", path("page.pbm"), "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
+      {{"convert", path("page.pbm"), "-o", path("kept.pbm"), "--force"}, 0, {}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.args[0] + " " + c.args.back());
@@ -165,6 +156,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   }
   EXPECT_EQ(Difference(ReadBack(out), Page(203, 150)), "");  // page 2, before the cut
   EXPECT_FALSE(fs::exists(path("narrow.rtl")));
+  EXPECT_EQ(Difference(ReadBack(path("kept.pbm")), page), "");
   Image corner(10, 10);
   for (uint32_t i = 0; i < 100; ++i) {
     corner.rgb[i] = page.at(30 + i % 10, i / 10);
