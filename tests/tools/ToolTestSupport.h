@@ -311,33 +311,26 @@ inline Image ReadTiff(const std::string &path) {
   return image;
 }
 
-// Raw PBM, PGM or PPM.
-inline Image ReadPnm(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::string magic;
-  uint32_t w = 0, h = 0, maxval = 1;
-  in >> magic >> w >> h;
-  const int bits = magic == "P4" ? 1 : magic == "P5" ? 8 : 24;
-  if (bits != 1) {
-    in >> maxval;
+inline std::string Quote(const std::string &arg) {
+  std::string q = "'";
+  for (char c : arg) {
+    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
   }
-  in.get();
-  Image image(w, h);
-  std::vector<uint8_t> row((size_t{w} * bits + 7) / 8);
-  for (uint32_t y = 0; y < h && in.read(reinterpret_cast<char *>(row.data()), row.size()); ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      const uint8_t *p = row.data() + x * bits / 8;
-      image.at(x, y) = bits == 1   ? ((*p >> (7 - x % 8) & 1) ? kBlack : kWhite)
-                       : bits == 8 ? *p * 0x010101u
-                                   : uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
-    }
-  }
-  return image;
+  return q + "'";
 }
 
+// PNG through libpng, TIFF through libtiff, PBM, PGM and PPM through netpbm.
 inline Image ReadBack(const std::string &path) {
   const std::string ext = fs::path(path).extension();
-  return ext == ".png" ? ReadPng(path) : ext == ".tif" ? ReadTiff(path) : ReadPnm(path);
+  const std::string png = ext == ".png" ? path : path + ".png";
+  if (ext == ".tif") {
+    return ReadTiff(path);
+  }
+  if (png != path && std::system(("pnmtopng " + Quote(path) + " >" + Quote(png)).c_str()) != 0) {
+    ADD_FAILURE() << "pnmtopng cannot read " << path;
+    return Image();
+  }
+  return ReadPng(png);
 }
 
 // --- Running the tool --------------------------------------------------------
@@ -347,14 +340,6 @@ struct Outcome {
   std::string out;
   std::string err;
 };
-
-inline std::string Quote(const std::string &arg) {
-  std::string q = "'";
-  for (char c : arg) {
-    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return q + "'";
-}
 
 class C2dimgTool : public ::testing::Test {
  protected:
