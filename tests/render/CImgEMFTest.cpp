@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -124,74 +125,73 @@ TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   }
 }
 
-TEST(CImgEMFTest, FactorsSizeAsTheRastersDo) {
-  const struct {
-    double factor;
-    const char *output;  // null: no call at all
-  } cases[] = {{1.5, "output 150 75"},
-               {0.011, "output 2 1"},
-               {0.0, "output 0 0"},
-               {-1, nullptr},
-               {1e300, "output 4294967295 4294967295"},
-               {std::nan(""), "output 0 0"}};
-  for (const auto &c : cases) {
-    auto *renderer = new RecordingRenderer(100, 50);
-    FakeDocument doc(renderer);
-    ImgScaleAttr attr;
-    attr.bitDepth = 32;
-    EXPECT_EQ(doc.scale(c.factor, attr), nullptr);
-    if (c.output == nullptr) {
-      EXPECT_TRUE(renderer->calls.empty());
-    } else {
-      ASSERT_EQ(renderer->calls.size(), 5u);
-      EXPECT_EQ(renderer->calls[2], "viewport 0 0 99 49");
-      EXPECT_EQ(renderer->calls[3], c.output);
-    }
-  }
-}
-
-TEST(CImgEMFTest, GetUnformattedGivesWayByTwentiethsAndStopsAtZero) {
-  auto *renderer = new RecordingRenderer(101, 203);
-  FakeDocument doc(renderer);
-  EXPECT_EQ(doc.getUnformatted(), nullptr);
-  std::vector<std::string> sizes;
-  for (const std::string &call : renderer->calls) {
-    if (call.rfind("output", 0) == 0) {
-      sizes.push_back(call);
-    }
-  }
-  // Full size, then 95% ... 5%; the factor's twentieth step is just below 0.
-  ASSERT_EQ(sizes.size(), 20u);
-  EXPECT_EQ(sizes[0] + sizes[1] + sizes[2] + sizes[19],
-            "output 101 203output 95 192output 90 182output 5 10");
-
-  auto *succeeds = new RecordingRenderer(40, 20);
-  succeeds->answers = {{false, 0, 0}, {false, 0, 0}, {true, 36 * 18 * 4, 0}};
-  FakeDocument second(succeeds);
-  ImgPtr<IImg> image(second.getUnformatted());
-  ASSERT_NE(image, nullptr);
-  EXPECT_EQ(image->getRect(), ImgRect(36u, 18u));
-}
-
-TEST(CImgEMFTest, CalculateBackgroundRendersAtTheIntegerFactor) {
-  const struct {
-    unsigned w, h;
-    const char *output;
-    bool renders;
-    unsigned want;
-  } cases[] = {{1000, 1700, "output 2000 3400", false, 0xFFFFFFFF},
-               {499, 2000, "output 0 0", false, 0xFFFFFFFF},
-               {600, 500, "output 600 500", true, 0x77777777}};
-  for (const auto &c : cases) {
-    auto *renderer = new RecordingRenderer(c.w, c.h);
-    renderer->answers = {{c.renders, uint64_t{c.w} * c.h * 4, 0x77}};
-    FakeDocument doc(renderer);
+// The sizes scale by factor, getUnformatted and calculateBackground ask for, in
+// order, and what each gives: an image's size, a background colour, or "" for null.
+// getUnformatted gives way by twentieths and stops at zero; calculateBackground
+// renders at the integer factor and leaves the background unknown.
+TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
+  const RecordingRenderer::Answer no{false, 0, 0};
+  const auto image = [](IImg *made) {
+    ImgPtr<IImg> kept(made);
+    return kept ? std::to_string(kept->getWidth()) + "x" + std::to_string(kept->getHeight()) : "";
+  };
+  const auto factor = [&](double f) {
+    return [&image, f](CImgEMF &doc) {
+      ImgScaleAttr attr;
+      attr.bitDepth = 32;
+      return image(doc.scale(f, attr));
+    };
+  };
+  const auto background = [](CImgEMF &doc) {
     CImgErr::set(IMG_FAIL, nullptr, 0);
-    EXPECT_EQ(doc.calculateBackground(), c.want);
-    EXPECT_EQ(doc.getBackgroundColor(), c.want);
+    const unsigned colour = doc.calculateBackground();
+    EXPECT_EQ(doc.getBackgroundColor(), colour);
     EXPECT_EQ(doc.getBackgroundState(), IMG_BG_UNKNOWN);
     EXPECT_EQ(CImgErr::get(), IMG_OK);
-    EXPECT_EQ(renderer->calls[3], c.output);
+    return std::to_string(colour);
+  };
+  const auto unformatted = [&image](CImgEMF &doc) { return image(doc.getUnformatted()); };
+  const struct {
+    unsigned w, h;
+    std::vector<RecordingRenderer::Answer> answers;
+    std::function<std::string(CImgEMF &)> call;
+    const char *sizes;  // the "output" calls
+    const char *result;
+  } cases[] = {
+      {100, 50, {no}, factor(1.5), "150 75", ""},
+      {100, 50, {no}, factor(0.011), "2 1", ""},
+      {100, 50, {no}, factor(0.0), "0 0", ""},
+      {100, 50, {no}, factor(-1), "", ""},
+      {100, 50, {no}, factor(1e300), "4294967295 4294967295", ""},
+      {100, 50, {no}, factor(std::nan("")), "0 0", ""},
+      {101,
+       203,
+       {no},
+       unformatted,
+       "101 203,95 192,90 182,85 172,80 162,75 152,70 142,65 131,60 121,55 111,50 101,45 91,"
+       "40 81,35 71,30 60,25 50,20 40,15 30,10 20,5 10",
+       ""},
+      {40, 20, {no, no, {true, 36 * 18 * 4, 0}}, unformatted, "40 20,38 19,36 18", "36x18"},
+      {1000, 1700, {no}, background, "2000 3400", "4294967295"},
+      {499, 2000, {no}, background, "0 0", "4294967295"},
+      {600, 500, {{true, 600 * 500 * 4, 0x77}}, background, "600 500", "2004318071"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h) + " " + c.sizes);
+    auto *renderer = new RecordingRenderer(c.w, c.h);
+    renderer->answers = c.answers;
+    FakeDocument doc(renderer);
+    EXPECT_EQ(c.call(doc), c.result);
+    std::string sizes;
+    for (const std::string &call : renderer->calls) {
+      if (call.rfind("output ", 0) == 0) {
+        sizes += (sizes.empty() ? "" : ",") + call.substr(7);
+      }
+      if (call.rfind("viewport", 0) == 0) {
+        EXPECT_EQ(call, "viewport 0 0 " + std::to_string(c.w - 1) + " " + std::to_string(c.h - 1));
+      }
+    }
+    EXPECT_EQ(sizes, c.sizes);
   }
 }
 

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <vector>
 
 #include "Image/render/internal/PdfTileDump.h"
@@ -106,46 +105,32 @@ bool AllGreen(IImg &image) {
 
 TEST(CImgPDFTest, SizesAndTheSmallFlagItAsksFor) {
   const ImgRect ten(0u, 0u, 9u, 9u);
+  // Calls: 's' scale to a size, 'r' scale to a rectangle at depth 1, 'f' scale by
+  // 1.505, 'g' getSubImage of the rectangle, 'u' getUnformatted.
   const struct {
     const char *what;
     unsigned page;  // square, or a letter page of 1700 x 2200 when 0
-    std::function<IImg *(CImgPDF &, ImgScaleAttr &)> call;
+    char call;
+    ImgRect rect;
     Request asked;
   } cases[] = {
-      {"1199 square is small",
-       0,
-       [&](CImgPDF &d, ImgScaleAttr &a) { return d.scale(ten, 1199, 1199, a); },
-       {32, 1199, 1199, true}},
-      {"1200 wide is not",
-       0,
-       [&](CImgPDF &d, ImgScaleAttr &a) {
-         a.bitDepth = 1;
-         return d.scale(ten, ImgRect(0u, 0u, 1199u, 99u), a);
-       },
-       {1, 1200, 100, false}},
-      {"factor rounds up",
-       100,
-       [](CImgPDF &d, ImgScaleAttr &a) { return d.scale(1.505, a); },
-       {32, 151, 151, true}},
-      {"sub-image 1000 x 500",
-       0,
-       [](CImgPDF &d, ImgScaleAttr &) { return d.getSubImage(ImgRect(0u, 0u, 999u, 499u)); },
-       {32, 2200, 1100, false}},
-      {"square sub-image",
-       0,
-       [](CImgPDF &d, ImgScaleAttr &) { return d.getSubImage(ImgRect(10u, 10u, 509u, 509u)); },
-       {32, 2200, 2200, false}},
-      {"whole letter page",
-       0,
-       [](CImgPDF &d, ImgScaleAttr &) { return d.getUnformatted(); },
-       {32, 1700, 2200, false}},
+      {"1199 square is small", 0, 's', ImgRect(1199u, 1199u), {32, 1199, 1199, true}},
+      {"1200 wide is not", 0, 'r', ImgRect(0u, 0u, 1199u, 99u), {1, 1200, 100, false}},
+      {"factor rounds up", 100, 'f', ten, {32, 151, 151, true}},
+      {"sub-image 1000 x 500", 0, 'g', ImgRect(0u, 0u, 999u, 499u), {32, 2200, 1100, false}},
+      {"square sub-image", 0, 'g', ImgRect(10u, 10u, 509u, 509u), {32, 2200, 2200, false}},
+      {"whole letter page", 0, 'u', ten, {32, 1700, 2200, false}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
     auto *fake = new FakeRender(c.page ? c.page : 1700, c.page ? c.page : 2200);
     ImgPtr<CImgPDF> doc = FakePdf::Around(fake);
-    ImgScaleAttr attr = Depth(32);
-    ImgPtr<IImg> image(c.call(*doc, attr));
+    ImgScaleAttr attr = Depth(c.call == 'r' ? 1 : 32);
+    ImgPtr<IImg> image(c.call == 's' ? doc->scale(ten, c.rect.getWidth(), c.rect.getHeight(), attr)
+                       : c.call == 'r' ? doc->scale(ten, c.rect, attr)
+                       : c.call == 'f' ? doc->scale(1.505, attr)
+                       : c.call == 'g' ? doc->getSubImage(c.rect)
+                                       : doc->getUnformatted());
     ASSERT_NE(image, nullptr);
     ASSERT_EQ(fake->requests.size(), 1u);
     const Request &got = fake->requests[0], &want = c.asked;

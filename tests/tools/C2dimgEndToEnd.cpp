@@ -94,11 +94,16 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
 
 // --- Outputs -----------------------------------------------------------------
 
-// Every output format by extension, and conversions between image types.
+// Every output format by extension, and conversions between image types. Bilevel
+// TIFF goes through the library's Group 4 encoder (a page past one 2048-row strip);
+// a pixel checkerboard, which codes to three times its size, is kept uncompressed.
 TEST_F(C2dimgTool, WritesEveryFormatAndType) {
-  const Image page = Page(61, 33);
+  const Image page = Page(61, 33), tall = Page(1001, 2100);
   const Image colours = Colours(21, 13);
-  Image grey(colours.w, colours.h), picture(30, 20), separated(30, 20);
+  Image grey(colours.w, colours.h), picture(30, 20), separated(30, 20), checkers(64, 40);
+  for (uint32_t i = 0; i < 64 * 40; ++i) {
+    checkers.rgb[i] = (i % 64 + i / 64) % 2 != 0 ? kBlack : kWhite;
+  }
   for (size_t i = 0; i < grey.rgb.size(); ++i) {
     const uint32_t c = colours.rgb[i];
     grey.rgb[i] =
@@ -113,6 +118,8 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{});
   WritePngFile(path("colours.png"), colours, false);
   WritePngFile(path("picture.png"), picture, false);
+  WritePbm(path("tall.pbm"), tall, false);
+  WritePbm(path("checkers.pbm"), checkers, false);
   struct Case {
     const char *input;
     const char *output;
@@ -123,6 +130,8 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   const Case cases[] = {
       {"page.tif", "out.png", {}, page, 1, PNG_COLOR_TYPE_GRAY},
       {"page.tif", "out.tif", {}, page, 1, -1, COMPRESSION_CCITTFAX4},
+      {"tall.pbm", "out.tif", {}, tall, 1, -1, COMPRESSION_CCITTFAX4},
+      {"checkers.pbm", "out.tif", {}, checkers, 1, -1, COMPRESSION_NONE},
       {"page.tif", "out.pbm", {}, page},
       {"page.tif", "out.pgm", {}, page},
       {"page.tif", "out.ppm", {}, page},
@@ -211,6 +220,19 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   EXPECT_EQ(blended.at(4, 3), 0x0000FFu);
   EXPECT_EQ(blended.at(2, 2), 0x0000FFu);
 
+  // A colour reduction is averaged, as photos want: a one-pixel line a quarter's size
+  // turns grey; --keep-lines keeps it black.
+  Image photo(40, 40);
+  for (uint32_t x = 0; x < 40; ++x) {
+    photo.at(x, 21) = kBlack;
+  }
+  WritePngFile(path("photo.png"), photo, false);
+  for (const bool keep : {false, true}) {
+    ok({"scale", path("photo.png"), "--factor", "0.25", "-o", path("small.ppm")},
+       keep ? Args{"--keep-lines"} : Args{});
+    const uint32_t line = ReadBack(path("small.ppm")).at(4, 5);
+    EXPECT_TRUE(keep ? line == kBlack : line != kBlack && line != kWhite) << std::hex << line;
+  }
   answer({"info", path("page.tif")}, 0, {"40 x 30 pixels", "coded bytes", "background   #FFFFFF"});
   answer({"background", path("colours.png")}, 0, {});
 }
@@ -257,10 +279,9 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   WriteText(path("empty"), "");
   WriteText(path("kept.png"), "old contents");
   fs::create_directory(path("folder"));
-  const char *const inputs[] = {"missing.tif", "folder",   "empty",    "text.txt",
-                                "lying.tif",   "cut.tif",  "cut.png",  "corrupt.png",
-                                "cut.pbm",     "zero.pgm", "good.tif", "huge.png",
-                                "huge.tif",    "unknown.tif"};
+  const char *const inputs[] = {"missing.tif", "folder",   "empty",       "text.txt",   "lying.tif",
+                                "cut.tif",     "cut.png",  "corrupt.png", "cut.pbm",    "zero.pgm",
+                                "good.tif",    "huge.png", "huge.tif",    "unknown.tif"};
   for (const std::string input : inputs) {
     for (const char *out : {"new.png", "kept.png"}) {
       SCOPED_TRACE(input + " -> " + out);

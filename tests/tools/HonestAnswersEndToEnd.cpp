@@ -55,20 +55,6 @@ TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
   }
 }
 
-// An existing read-only OUT is kept unless --force replaces it.
-TEST_F(C2dimgTool, KeepsAReadOnlyOutputWithoutForce) {
-  WritePbm(path("page.pbm"), Page(24, 15), false);
-  for (const bool force : {false, true}) {
-    WriteText(path("out.pbm"), "old");
-    chmod(path("out.pbm").c_str(), 0444);
-    const Outcome outcome =
-        run({"convert", path("page.pbm"), "-o", path("out.pbm")}, force ? Args{"--force"} : Args{});
-    EXPECT_EQ(outcome.status, force ? 0 : 2) << outcome.err;
-    EXPECT_EQ(Slurp(path("out.pbm")) == "old", !force);
-    fs::remove(path("out.pbm"));
-  }
-}
-
 // Each of the eight TIFF orientations is shown upright, in a bilevel Group 4 page and
 // a colour page, and info says how the page was stored.
 TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
@@ -104,44 +90,21 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
   }
 }
 
-// --version answers; -o - writes the picture to standard output in --format's format;
-// --format overrides OUT's extension; a --rect reaching past the page is cut to it
-// with a note.
-TEST_F(C2dimgTool, WritesWhereAndHowItIsAsked) {
-  const Image page = Page(40, 24);
-  WritePbm(path("page.pbm"), page, false);
-  const Outcome version = run({"--version"});
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out.rfind("c2dimg ", 0), 0u) << version.out;
-  for (const char *format : {"tif", "png", "pbm"}) {
-    const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
-    ASSERT_EQ(piped.status, 0) << piped.err;
-    WriteText(path(std::string("piped.") + format), piped.out);
-    EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
-  }
-  EXPECT_EQ(run({"convert", path("page.pbm"), "-o", "-"}).status, 1);
-  ok({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"});
-  EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
-  const Outcome clipped = run(
-      {"scale", path("page.pbm"), "--factor", "1", "--rect", "30,-5,99,9", "-o", path("r.pbm")});
-  EXPECT_EQ(clipped.status, 0);
-  EXPECT_NE(clipped.err.find("30,0,39,9"), std::string::npos) << clipped.err;
-  Image corner(10, 10);
-  for (uint32_t y = 0; y < 10; ++y) {
-    for (uint32_t x = 0; x < 10; ++x) {
-      corner.at(x, y) = page.at(30 + x, y);
-    }
-  }
-  EXPECT_EQ(Difference(ReadBack(path("r.pbm")), corner), "");
-}
-
 // What a user reads, with the status: a header above the pixel limit is refused before
 // the pixels are read, info giving the size it declares, and --max-pixels moves the
 // limit; a multi-page TIFF cut short is read up to the cut, says so and exits 3, a
 // page past the cut being missing (2); words are plain, with the library's names only
 // under --verbose, and an option that could not do what its name says tells what was
-// done.
+// done. --version answers; a --rect reaching past the page is cut to it with a note;
+// an RTL job whose rows do not fit a record fails without a file; -o - writes
+// standard output in --format's format, and --format overrides OUT's extension; an
+// existing read-only OUT is kept unless --force replaces it.
 TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
+  const Image page = Page(40, 24);
+  WritePbm(path("page.pbm"), page, false);
+  WriteText(path("kept.pbm"), "old");
+  chmod(path("kept.pbm").c_str(), 0444);
+  WritePbm(path("narrow.pbm"), Page(8, 30), false);
   WritePngFile(path("small.png"), Colours(20, 20), false);
   WriteText(path("huge.png"), WithPngSize(Slurp(path("small.png")), 30000, 30000));
   WriteBilevelTiff(path("whole.tif"), {Page(203, 150), Page(203, 150), Page(203, 150)}, {});
@@ -175,32 +138,37 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
       {{"convert", path("noise.png"), "--to", "1", "--separate", "-o", path("o.pbm")},
        0,
        {"--separate sets every pixel"}},
+      {{"--version"}, 0, {"c2dimg "}},
+      {{"convert", path("page.pbm"), "-o", "-"}, 1, {}},
+      {{"scale", path("page.pbm"), "--factor", "1", "--rect", "30,-5,99,9", "-o", path("r.pbm")},
+       0,
+       {"30,0,39,9"}},
+      {{"convert", path("narrow.pbm"), "-o", path("narrow.rtl")}, 2, {"tile buffer"}},
+      {{"rtl", path("narrow.pbm"), "-o", path("narrow.png")}, 1, {}},
+      {{"convert", path("page.pbm"), "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
+      {{"convert", path("page.pbm"), "-o", path("kept.pbm"), "--force"}, 0, {}},
   };
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.args[0] + " " + c.args[1] + " " + c.args.back());
+    SCOPED_TRACE(c.args[0] + " " + c.args.back());
     const std::string said = answer(c.args, c.status, c.says);
     EXPECT_EQ(said.find("CImg") != std::string::npos, c.args.back() == "--verbose") << said;
     EXPECT_EQ(said.find("IMG_"), std::string::npos) << said;
   }
   EXPECT_EQ(Difference(ReadBack(out), Page(203, 150)), "");  // page 2, before the cut
-}
-
-// A colour reduction is averaged by default, as photos want: a one-pixel line a
-// quarter's size turns grey; --keep-lines keeps it black.
-TEST_F(C2dimgTool, AveragesColourUnlessAskedToKeepLines) {
-  Image photo(40, 40);
-  for (uint32_t x = 0; x < 40; ++x) {
-    photo.at(x, 21) = kBlack;
+  EXPECT_FALSE(fs::exists(path("narrow.rtl")));
+  EXPECT_EQ(Difference(ReadBack(path("kept.pbm")), page), "");
+  Image corner(10, 10);
+  for (uint32_t i = 0; i < 100; ++i) {
+    corner.rgb[i] = page.at(30 + i % 10, i / 10);
   }
-  WritePngFile(path("photo.png"), photo, false);
-  for (const bool keep : {false, true}) {
-    ok({"scale", path("photo.png"), "--factor", "0.25", "-o", path("small.ppm")},
-       keep ? Args{"--keep-lines"} : Args{});
-    const Image small = ReadBack(path("small.ppm"));
-    const uint32_t line = small.at(4, 5);
-    EXPECT_EQ(line == kBlack, keep) << std::hex << line;
-    EXPECT_NE(line, kWhite);
+  EXPECT_EQ(Difference(ReadBack(path("r.pbm")), corner), "");
+  for (const char *format : {"tif", "png", "pbm"}) {
+    const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
+    WriteText(path(std::string("piped.") + format), piped.out);
+    EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
   }
+  ok({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"});
+  EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
 }
 
 }  // namespace

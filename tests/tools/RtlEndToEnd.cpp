@@ -56,14 +56,4 @@ TEST_F(C2dimgTool, ColourPhotoAndGreyThumbnailRoundTripThroughRtl) {
   }
 }
 
-// One byte a row cannot hold a record: the job fails and leaves nothing behind.
-TEST_F(C2dimgTool, RtlThatDoesNotFitFailsWithoutAFile) {
-  WritePbm(path("narrow.pbm"), Page(8, 30), false);
-  const Outcome outcome = run({"convert", path("narrow.pbm"), "-o", path("narrow.rtl")});
-  EXPECT_EQ(outcome.status, 2);
-  EXPECT_TRUE(Contains(outcome.err, "tile buffer")) << outcome.err;
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()), 1);
-  EXPECT_EQ(run({"rtl", path("narrow.pbm"), "-o", path("narrow.png")}).status, 1);
-}
-
 }  // namespace

@@ -46,17 +46,16 @@ struct Image {
   bool black(uint32_t x, uint32_t y) const { return at(x, y) == kBlack; }
 };
 
+// "" when equal, else the size or the first pixel that differs.
 inline std::string Difference(const Image &got, const Image &want) {
-  char text[96];
   if (got.w != want.w || got.h != want.h) {
-    std::snprintf(text, sizeof text, "size %ux%u, want %ux%u", got.w, got.h, want.w, want.h);
-    return text;
+    return "size " + std::to_string(got.w) + "x" + std::to_string(got.h);
   }
-  const auto [g, w] = std::mismatch(got.rgb.begin(), got.rgb.end(), want.rgb.begin());
+  const auto g = std::mismatch(got.rgb.begin(), got.rgb.end(), want.rgb.begin()).first;
   const size_t i = static_cast<size_t>(g - got.rgb.begin());
-  std::snprintf(text, sizeof text, "pixel %zu,%zu is %06X, want %06X", i % got.w, i / got.w,
-                g == got.rgb.end() ? 0 : *g, g == got.rgb.end() ? 0 : *w);
-  return g == got.rgb.end() ? "" : text;
+  return g == got.rgb.end()
+             ? ""
+             : "pixel " + std::to_string(i % got.w) + "," + std::to_string(i / got.w);
 }
 
 // A black-on-white test page: a one-pixel frame, a diagonal, a one-pixel line and a
@@ -71,14 +70,6 @@ inline Image Page(uint32_t w, uint32_t h) {
         page.at(x, y) = kBlack;
       }
     }
-  }
-  return page;
-}
-
-// The page with black and white exchanged: white ink on black paper.
-inline Image Negative(Image page) {
-  for (uint32_t &c : page.rgb) {
-    c ^= kWhite;
   }
   return page;
 }
@@ -272,16 +263,6 @@ inline void DamageStrile(const std::string &path, uint32_t index, double fractio
 
 // --- Files the tool wrote ----------------------------------------------------
 
-// An image of `w` x `h` from bytes R, G, B, A per pixel.
-inline Image FromRgba(uint32_t w, uint32_t h, const uint8_t *bytes) {
-  Image image(w, h);
-  for (size_t i = 0; i < image.rgb.size(); ++i, bytes += 4) {
-    image.rgb[i] = uint32_t{bytes[0]} << 16 | bytes[1] << 8 | bytes[2];
-    image.alpha[i] = bytes[3];
-  }
-  return image;
-}
-
 inline Image ReadPng(const std::string &path) {
   png_image png;
   std::memset(&png, 0, sizeof png);
@@ -293,7 +274,12 @@ inline Image ReadPng(const std::string &path) {
   png.format = PNG_FORMAT_RGBA;
   std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(png));
   EXPECT_NE(png_image_finish_read(&png, nullptr, bytes.data(), 0, nullptr), 0) << png.message;
-  Image image = FromRgba(png.width, png.height, bytes.data());
+  Image image(png.width, png.height);
+  for (size_t i = 0; i < image.rgb.size(); ++i) {
+    const uint8_t *p = &bytes[4 * i];
+    image.rgb[i] = uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
+    image.alpha[i] = p[3];
+  }
   const std::string head = Slurp(path);  // IHDR: bit depth, then colour type
   image.bitDepth = static_cast<uint8_t>(head.at(24));
   image.colourType = static_cast<uint8_t>(head.at(25));
@@ -325,33 +311,26 @@ inline Image ReadTiff(const std::string &path) {
   return image;
 }
 
-// Raw PBM, PGM or PPM.
-inline Image ReadPnm(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::string magic;
-  uint32_t w = 0, h = 0, maxval = 1;
-  in >> magic >> w >> h;
-  const int bits = magic == "P4" ? 1 : magic == "P5" ? 8 : 24;
-  if (bits != 1) {
-    in >> maxval;
+inline std::string Quote(const std::string &arg) {
+  std::string q = "'";
+  for (char c : arg) {
+    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
   }
-  in.get();
-  Image image(w, h);
-  std::vector<uint8_t> row((size_t{w} * bits + 7) / 8);
-  for (uint32_t y = 0; y < h && in.read(reinterpret_cast<char *>(row.data()), row.size()); ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      const uint8_t *p = row.data() + x * bits / 8;
-      image.at(x, y) = bits == 1   ? ((*p >> (7 - x % 8) & 1) ? kBlack : kWhite)
-                       : bits == 8 ? *p * 0x010101u
-                                   : uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
-    }
-  }
-  return image;
+  return q + "'";
 }
 
+// PNG through libpng, TIFF through libtiff, PBM, PGM and PPM through netpbm.
 inline Image ReadBack(const std::string &path) {
   const std::string ext = fs::path(path).extension();
-  return ext == ".png" ? ReadPng(path) : ext == ".tif" ? ReadTiff(path) : ReadPnm(path);
+  const std::string png = ext == ".png" ? path : path + ".png";
+  if (ext == ".tif") {
+    return ReadTiff(path);
+  }
+  if (png != path && std::system(("pnmtopng " + Quote(path) + " >" + Quote(png)).c_str()) != 0) {
+    ADD_FAILURE() << "pnmtopng cannot read " << path;
+    return Image();
+  }
+  return ReadPng(png);
 }
 
 // --- Running the tool --------------------------------------------------------
@@ -361,14 +340,6 @@ struct Outcome {
   std::string out;
   std::string err;
 };
-
-inline std::string Quote(const std::string &arg) {
-  std::string q = "'";
-  for (char c : arg) {
-    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return q + "'";
-}
 
 class C2dimgTool : public ::testing::Test {
  protected:
