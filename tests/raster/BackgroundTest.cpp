@@ -13,10 +13,7 @@ namespace {
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 
-ImgPtr<CImg1> Bilevel(unsigned w, unsigned h, std::vector<unsigned char> bytes) {
-  return ImgPtr<CImg1>(
-      CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), 0, 1, IMG_ALIGN_NONE));
-}
+using c2d_test::Make1;
 
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   c2d_test::ScopedSettings settings;
@@ -45,7 +42,7 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
       settings.writeThreshold(c.percent);
     }
     const unsigned h = static_cast<unsigned>(c.bytes.size()) / ((c.w + 7) / 8);
-    ImgPtr<CImg1> image = Bilevel(c.w, h, c.bytes);
+    ImgPtr<CImg1> image = Make1(c.w, h, c.bytes);
     EXPECT_EQ(image->calculateBackground(), c.expected);
     settings.writeThreshold(c.expected ? 99 : 1);
     EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
@@ -53,7 +50,7 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
 }
 
 TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
-  ImgPtr<CImg1> image = Bilevel(8, 1, {0xFF});
+  ImgPtr<CImg1> image = Make1(8, 1, {0xFF});
   image->setBackgroundColor(7);
   EXPECT_EQ(image->calculateBackground(), 7u);
   // No public call sets IMG_BG_NONE on a bilevel image: reach the protected state.

@@ -21,6 +21,7 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
+using c2d_test::PutBit;
 using g4test::Rng;
 using Bits = std::vector<bool>;
 
@@ -47,12 +48,6 @@ auto Work(CImg1 &image, Fn worker, Args... args) {
 
 ImgPtr<CImg1> Page(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
   return ImgPtr<CImg1>(CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, align));
-}
-
-void Put(CImg1 &image, unsigned x, unsigned y, bool on = true) {
-  unsigned char &byte = image.peekData()[y * image.getBytesPerLine() + x / 8];
-  const unsigned mask = 0x80u >> (x % 8);
-  byte = static_cast<unsigned char>(on ? (byte | mask) : (byte & ~mask));
 }
 
 // Every byte random with the given share of set bits, pad bits included.
@@ -242,7 +237,7 @@ TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
   ImgPtr<CImg1> lines = Page(size, size);
   for (unsigned x = 0; x < size; ++x) {
     for (const unsigned y : rows) {
-      Put(*lines, x, y);
+      PutBit(*lines, x, y);
     }
   }
   for (const bool inkIsClear : {false, true}) {
@@ -266,7 +261,7 @@ TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
 TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   // 18 columns to 2: blocks of 9 from bit 0, whose ninth pixel is alone in byte 1.
   ImgPtr<CImg1> page = Page(18, 1);
-  Put(*page, 8, 0);
+  PutBit(*page, 8, 0);
   EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{true, false}));
   page->invert();
   page->setBackgroundColor(1);
@@ -277,7 +272,7 @@ TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   EXPECT_EQ(BitsOf(*Work(*full, kQuickReduce, 2u, 1u, full->getRect(), 0u)), (Bits{false, false}));
   // A block spanning bytes that ends on a boundary is looked at exactly.
   ImgPtr<CImg1> wide = Page(32, 1);
-  Put(*wide, 16, 0);
+  PutBit(*wide, 16, 0);
   EXPECT_EQ(BitsOf(*Work(*wide, kQuickReduce, 2u, 1u, wide->getRect(), 0u)), (Bits{false, true}));
 }
 

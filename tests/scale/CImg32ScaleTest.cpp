@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -38,12 +39,9 @@ const Worker kReduceResample = &Open::ReduceResample;
 constexpr unsigned kWhite = 0x00FFFFFFu;
 constexpr unsigned kRgb = 0x00FFFFFFu;  // ReduceResample leaves channel 3 unwritten
 
-ImgPtr<CImg32> Image(unsigned w, unsigned h, const std::function<unsigned(unsigned, unsigned)> &f) {
-  Pixels pixels(static_cast<size_t>(w) * h);
-  for (unsigned i = 0; i < pixels.size(); ++i) {
-    pixels[i] = f(i % w, i / w);
-  }
-  return ImgPtr<CImg32>(CImg32::create(w, h, pixels.data(), w * h * 4, RGB_ORDER_BGR));
+template <typename F>
+ImgPtr<CImg32> Image(unsigned w, unsigned h, F &&f) {
+  return c2d_test::Drawn32(w, h, std::forward<F>(f));
 }
 
 // White paper, a third of it random colours.
