@@ -66,7 +66,9 @@ ByteVec Model(Op op, ByteVec t, const CImg1 &target, const CImg1 &source, int le
     const ByteVec before = t;  // the row reads what rows above left
     const uint64_t start = (uint64_t(top) + y) * target.getBytesPerLine() + left / 8;
     const uint64_t srcRow = uint64_t(y) * source.getBytesPerLine() * 8;
-    auto src = [&](int64_t k) { return k >= 0 && k < int64_t(8 * n) && c2d_test::GetBit(s.data(), srcRow + k); };
+    auto src = [&](int64_t k) {
+      return k >= 0 && k < int64_t(8 * n) && c2d_test::GetBit(s.data(), srcRow + k);
+    };
     auto masked = [&](int64_t k) {
       return src(k) && !(k >= int64_t(8 * (n - 1)) && k % 8 >= keep);
     };

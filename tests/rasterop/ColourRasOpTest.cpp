@@ -138,8 +138,7 @@ TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
 
   ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
   ASSERT_TRUE(palette->setExtents(3, 3));
-  palette->doRasOpInPlace(RasOpSet, attr,
-                          *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
+  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
   const unsigned char *const *lines = palette->constDataArray();
   EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }

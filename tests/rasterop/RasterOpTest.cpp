@@ -16,8 +16,8 @@ namespace {
 
 using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
-using c2d_test::ImgPtr;
 using c2d_test::Flat32;
+using c2d_test::ImgPtr;
 using c2d_test::Impostor;
 using Pixels = std::vector<unsigned>;
 
@@ -123,7 +123,8 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     ImgPtr<CImg32> dst = c2d_test::Make32(4, 3, base);
-    ImgPtr<CImg32> src = c2d_test::Make32(c.w, c.h, c2d_test::Sequence<unsigned>(size_t(c.w) * c.h, 100u));
+    ImgPtr<CImg32> src =
+        c2d_test::Make32(c.w, c.h, c2d_test::Sequence<unsigned>(size_t(c.w) * c.h, 100u));
     EXPECT_EQ(Over(Settings(true, 1.0, false, 0, c.left, c.top), *dst, *src),
               c.result.empty() ? IMG_FAIL : IMG_OK);
     EXPECT_EQ(BufferOf(*dst), c.result.empty() ? base : c.result);
