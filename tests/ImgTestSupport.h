@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -158,6 +159,17 @@ inline ImgPtr<CImg1> Make1(unsigned w, unsigned h, std::vector<unsigned char> by
                            unsigned foreground = 1) {
   return ImgPtr<CImg1>(CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()),
                                      background, foreground, align));
+}
+
+// A clear bilevel image whose bytes, pad bits included, are then random from `seed`.
+inline ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed,
+                                unsigned background = 0, unsigned foreground = 1) {
+  ImgPtr<CImg1> image(CImg1::create(w, h, background, foreground, align));
+  std::mt19937 rng(seed);
+  for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
+    image->peekData()[i] = static_cast<unsigned char>(rng() >> 24);
+  }
+  return image;
 }
 
 // Raster-operator placement.

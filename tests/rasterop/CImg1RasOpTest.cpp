@@ -41,15 +41,6 @@ ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, ByteVec bytes
   return c2d_test::Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
 }
 
-ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, std::mt19937 &rng) {
-  ImgPtr<CImg1> shape(CImg1::create(w, h, 0u, 1u, align));
-  ByteVec bytes(shape->getTotalBytes());
-  for (unsigned char &b : bytes) {
-    b = static_cast<unsigned char>(rng());
-  }
-  return Bits(w, h, align, bytes);  // pad bits random too: some paths carry them
-}
-
 enum class Op { And, Or, XOr, Set };
 
 // What the worker leaves in the target, worked out pixel by pixel from the rules of
@@ -130,8 +121,9 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
           for (unsigned extra : {0u, 11u}) {
             SCOPED_TRACE(testing::Message() << o.name << " align " << align << " w " << w
                                             << " left " << left << " extra " << extra);
-            ImgPtr<CImg1> source = RandomBits(w, 3, align, rng);
-            ImgPtr<CImg1> target = RandomBits(left + w + extra, 5, align, rng);
+            ImgPtr<CImg1> source = c2d_test::RandomBits(w, 3, align, rng(), 0xFFFFFFu, 0u);
+            ImgPtr<CImg1> target =
+                c2d_test::RandomBits(left + w + extra, 5, align, rng(), 0xFFFFFFu, 0u);
             const int top = 2 - static_cast<int>(extra % 2);  // 2 or 1
             const ByteVec expected = Model(o.op, BufferOf(*target), *target, *source, left, top);
             RasOpXfmAttr attr = At(left, top);
