@@ -1,7 +1,7 @@
 // CImg1 scaling: each worker against an independent reference of its blocks over
-// random pages in both polarities, with rectangles past the buffer; invariants that
-// need no reference; the worked examples of the odd rules; the paths of scale; and
-// failed table allocations across the scalers, transforms and table makers.
+// random pages in both polarities, with rectangles past the buffer; the worked
+// examples of the odd rules; the paths of scale; and failed table allocations across
+// the scalers, transforms and table makers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -227,34 +227,6 @@ TEST(CImg1GreyTest, MatchesTheReferenceAndMarksTheBackground) {
     ASSERT_EQ(c2d_test::BufferOf(*grey), ExpectGrey(*c.page, c.r, c.w, c.h, c.inkIsClear()));
     // Kept as it stands: paper of set bits records black.
     EXPECT_EQ(grey->getBackgroundColor(), c.inkIsClear() ? 0u : 0xFFFFFFu);
-  }
-}
-
-// Without the reference: a one-pixel row across the page stays a whole target row,
-// whatever the ink.
-TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
-  const unsigned size = 240, rows[] = {3, 64, 117, 200};
-  ImgPtr<CImg1> lines = Page(size, size);
-  for (unsigned x = 0; x < size; ++x) {
-    for (const unsigned y : rows) {
-      PutBit(*lines, x, y);
-    }
-  }
-  for (const bool inkIsClear : {false, true}) {
-    if (inkIsClear) {
-      lines->invert();
-      lines->setBackgroundColor(1);  // what the share of set bits now gives
-    }
-    for (unsigned factor = 2; factor <= 16; ++factor) {
-      const unsigned side = size / factor;
-      ImgPtr<CImg1> out = Work(*lines, kReduceBkg, side, side, lines->getRect());
-      ASSERT_EQ(out->getBackgroundColor(), inkIsClear ? 1u : 0u);
-      for (unsigned x = 0; x < side; ++x) {
-        for (const unsigned y : rows) {
-          ASSERT_TRUE(Flat(*out, x, y * side / size)) << factor << " " << inkIsClear << " " << x;
-        }
-      }
-    }
   }
 }
 
