@@ -200,7 +200,7 @@ TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
   ImgPtr<CImg1> src = g4test::Cut(*page.image, page.image->getRect());
   const std::function<IImg *(IImg &)> cases[] = {
       [](IImg &i) { return i.mirror(IMG_MIR_X); }, [](IImg &i) { return i.mirror(IMG_MIR_Y); },
-      [](IImg &i) { return i.rotate(180.0005); },  [](IImg &i) { return i.rotate(90.0); },
+      [](IImg &i) { return i.rotate(180.0005); }, [](IImg &i) { return i.rotate(90.0); },
       [](IImg &i) { return i.rotate(270.0); }};
   for (size_t i = 0; i < 5; ++i) {
     SCOPED_TRACE(i);
