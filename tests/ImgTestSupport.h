@@ -14,8 +14,10 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -109,12 +111,78 @@ T *HostBuffer(const std::vector<T> &values) {
 }
 inline void FreeHostBuffer(void *buffer) { IImg::deallocImageBuffer(buffer); }
 
-// Pixel (x, y) of a bilevel image: rows of getBytesPerLine bytes, leftmost pixel in
-// the high bit.
-inline bool BitAt(const CImg1 &image, unsigned x, unsigned y) {
-  const unsigned char byte = image.peekData()[y * image.getBytesPerLine() + x / 8];
-  return ((byte >> (7 - x % 8)) & 1) != 0;
+// Bit i of a bilevel buffer, the first pixel of each byte in its high bit.
+inline bool GetBit(const unsigned char *bytes, uint64_t i) {
+  return ((bytes[i / 8] >> (7 - i % 8)) & 1) != 0;
 }
+inline void SetBit(unsigned char *bytes, uint64_t i, bool on = true) {
+  const unsigned mask = 0x80u >> (i % 8);
+  bytes[i / 8] = static_cast<unsigned char>(on ? (bytes[i / 8] | mask) : (bytes[i / 8] & ~mask));
+}
+// Pixel (x, y) of a bilevel image: rows of getBytesPerLine bytes.
+inline bool BitAt(const CImg1 &image, unsigned x, unsigned y) {
+  return GetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x);
+}
+inline void PutBit(CImg1 &image, unsigned x, unsigned y, bool on = true) {
+  SetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x, on);
+}
+
+// ---- Images from pixel lists (copied), for the tables of the tests.
+
+inline ImgPtr<CImg32> Make32(unsigned w, unsigned h, std::vector<unsigned> pixels,
+                             RGBOrder order = RGB_ORDER_BGR) {
+  return ImgPtr<CImg32>(
+      CImg32::create(w, h, pixels.data(), static_cast<unsigned>(pixels.size() * 4), order));
+}
+inline ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel,
+                             RGBOrder order = RGB_ORDER_BGR) {
+  return Make32(w, h, std::vector<unsigned>(std::size_t{w} * h, pixel), order);
+}
+// Pixel (x, y) is f(x, y).
+template <typename F>
+ImgPtr<CImg32> Drawn32(unsigned w, unsigned h, F &&f, RGBOrder order = RGB_ORDER_BGR) {
+  std::vector<unsigned> pixels(std::size_t{w} * h);
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
+    pixels[i] = f(static_cast<unsigned>(i % w), static_cast<unsigned>(i / w));
+  }
+  return Make32(w, h, std::move(pixels), order);
+}
+// A null map gives the grey ramp.
+inline ImgPtr<CImg8> Make8(unsigned w, unsigned h, std::vector<unsigned char> bytes,
+                           ImgAlignmentEnum align = IMG_ALIGN_NONE, ColorMap *map = nullptr) {
+  return ImgPtr<CImg8>(
+      CImg8::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), map, align));
+}
+// `bytes` must be the image's whole size.
+inline ImgPtr<CImg1> Make1(unsigned w, unsigned h, std::vector<unsigned char> bytes,
+                           ImgAlignmentEnum align = IMG_ALIGN_NONE, unsigned background = 0,
+                           unsigned foreground = 1) {
+  return ImgPtr<CImg1>(CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()),
+                                     background, foreground, align));
+}
+
+// A clear bilevel image whose bytes, pad bits included, are then random from `seed`.
+inline ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed,
+                                unsigned background = 0, unsigned foreground = 1) {
+  ImgPtr<CImg1> image(CImg1::create(w, h, background, foreground, align));
+  std::mt19937 rng(seed);
+  for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
+    image->peekData()[i] = static_cast<unsigned char>(rng() >> 24);
+  }
+  return image;
+}
+
+// Raster-operator placement.
+inline RasOpXfmAttr At(int left, int top, unsigned char keyed = 0, unsigned key = 0) {
+  RasOpXfmAttr attr;
+  attr.left = left;
+  attr.top = top;
+  attr.keyed = keyed;
+  attr.transparentColor = key;
+  return attr;
+}
+// A code no refusal under test records, so that a test sees whether one overwrote it.
+inline void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
 
 // While it lives, XDG_CONFIG_HOME names a fresh directory, so the threshold setting
 // reads only what write() puts there; the root variable is cleared on the way out.

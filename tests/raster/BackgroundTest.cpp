@@ -13,10 +13,7 @@ namespace {
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 
-ImgPtr<CImg1> Bilevel(unsigned w, unsigned h, std::vector<unsigned char> bytes) {
-  return ImgPtr<CImg1>(
-      CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), 0, 1, IMG_ALIGN_NONE));
-}
+using c2d_test::Make1;
 
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   c2d_test::ScopedSettings settings;
@@ -45,7 +42,7 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
       settings.writeThreshold(c.percent);
     }
     const unsigned h = static_cast<unsigned>(c.bytes.size()) / ((c.w + 7) / 8);
-    ImgPtr<CImg1> image = Bilevel(c.w, h, c.bytes);
+    ImgPtr<CImg1> image = Make1(c.w, h, c.bytes);
     EXPECT_EQ(image->calculateBackground(), c.expected);
     settings.writeThreshold(c.expected ? 99 : 1);
     EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
@@ -53,7 +50,7 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
 }
 
 TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
-  ImgPtr<CImg1> image = Bilevel(8, 1, {0xFF});
+  ImgPtr<CImg1> image = Make1(8, 1, {0xFF});
   image->setBackgroundColor(7);
   EXPECT_EQ(image->calculateBackground(), 7u);
   // No public call sets IMG_BG_NONE on a bilevel image: reach the protected state.
@@ -88,8 +85,7 @@ TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
-    std::vector<unsigned char> bytes = c.bytes;
-    ImgPtr<CImg8> image(CImg8::create(c.w, c.h, bytes.data(), c.w * c.h, nullptr, IMG_ALIGN_NONE));
+    ImgPtr<CImg8> image = c2d_test::Make8(c.w, c.h, c.bytes);
     EXPECT_EQ(image->calculateBackground(), c.colour);
     EXPECT_EQ(image->getBackgroundState(), c.state);
     EXPECT_EQ(CImgErr::get(), IMG_OK);
@@ -106,8 +102,7 @@ TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
 TEST(BackgroundTest, PaletteViewCountsItsParentsBytesFlat) {
   // Kept as it stands: a 2 x 2 view at the origin counts the first three bytes of
   // the parent's top row (6, 9, 9), not its own pixels (6, 9, 6, ...).
-  std::vector<unsigned char> bytes = {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5};
-  ImgPtr<CImg8> parent(CImg8::create(4, 4, bytes.data(), 16, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> parent = c2d_test::Make8(4, 4, {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5});
   ImgPtr<CImg8> view(CImg8::createRefImg(*parent, Core2DImage::IntRect(0, 0, 1, 1)));
   EXPECT_EQ(view->calculateBackground(), 9u);
 }
@@ -134,30 +129,24 @@ TEST(BackgroundTest, TrueColourTwoStageHistogram) {
     unsigned colour;
     ImgBackgroundState state;
   };
+  // clang-format off
   const Case cases[] = {
       {"one pixel counts nothing", {0x00FFFFFFu}, kNone, IMG_BG_NONE},
       {"ten equal pixels", Repeat({}, 10, 0x00ABCDEFu), 0x00ABCDEFu, IMG_BG_KNOWN},
       {"the last pixel is not counted", Repeat(Spread({}, 7), 3, 0x00777777u), kNone, IMG_BG_NONE},
       {"19% is too thin", Spread(Repeat({}, 19, 0x00445566u), 81), kNone, IMG_BG_NONE},
       {"a heavy bucket of thin colours", Spread(thirty, 70, 0x100), kNone, IMG_BG_NONE},
-      {"the top byte of the bucket's first pixel",
-       Spread(Repeat({0x11ABCD07u}, 39, 0x22ABCD05u), 60), 0x11ABCD05u, IMG_BG_KNOWN},
-      {"equal buckets: the lower key",
-       Spread(Repeat(Repeat({}, 40, 0x00200005u), 40, 0x00100007u), 20, 0x300), 0x00100007u,
-       IMG_BG_KNOWN},
-      {"equal low bytes: the lower byte",
-       Spread(Repeat(Repeat({}, 30, 0x00300009u), 30, 0x00300004u), 40), 0x00300004u, IMG_BG_KNOWN},
-      {"a bucket over the threshold, its colour just at it",
-       Spread(Repeat(Repeat({}, 20, 0x00500005u), 1, 0x00500006u), 79), 0x00500005u, IMG_BG_KNOWN},
-      {"a bucket just at the threshold", Spread(Repeat({}, 20, 0x00500005u), 80), kNone,
-       IMG_BG_NONE},
+      {"the top byte of the bucket's first pixel", Spread(Repeat({0x11ABCD07u}, 39, 0x22ABCD05u), 60), 0x11ABCD05u, IMG_BG_KNOWN},
+      {"equal buckets: the lower key", Spread(Repeat(Repeat({}, 40, 0x00200005u), 40, 0x00100007u), 20, 0x300), 0x00100007u, IMG_BG_KNOWN},
+      {"equal low bytes: the lower byte", Spread(Repeat(Repeat({}, 30, 0x00300009u), 30, 0x00300004u), 40), 0x00300004u, IMG_BG_KNOWN},
+      {"a bucket over the threshold, its colour just at it", Spread(Repeat(Repeat({}, 20, 0x00500005u), 1, 0x00500006u), 79), 0x00500005u, IMG_BG_KNOWN},
+      {"a bucket just at the threshold", Spread(Repeat({}, 20, 0x00500005u), 80), kNone, IMG_BG_NONE},
   };
+  // clang-format on
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
-    std::vector<unsigned> pixels = c.pixels;
-    const unsigned n = static_cast<unsigned>(pixels.size());
-    const unsigned w = n == 100 ? 10 : n;
-    ImgPtr<CImg32> image(CImg32::create(w, n / w, pixels.data(), n * 4, RGB_ORDER_BGR));
+    const unsigned n = static_cast<unsigned>(c.pixels.size()), w = n == 100 ? 10 : n;
+    ImgPtr<CImg32> image = c2d_test::Make32(w, n / w, c.pixels);
     ASSERT_NE(image, nullptr);
     ErrWatch watch;
     EXPECT_EQ(image->calculateBackground(), c.colour);

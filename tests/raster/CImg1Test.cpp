@@ -107,12 +107,7 @@ TEST(CImg1Test, TransferAndInitDataFreeOnlyWhatTheImageOwns) {
 TEST(CImg1Test, SubImageMatchesPixelsAtEveryBitOffset) {
   const unsigned kW = 77, kH = 9;
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-    ImagePtr image(CImg1::create(kW, kH, 0x123u, 0x456u, align));
-    uint32_t seed = 12345;
-    for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
-      seed = seed * 1103515245u + 12345u;
-      image->peekData()[i] = static_cast<unsigned char>(seed >> 16);
-    }
+    ImagePtr image = c2d_test::RandomBits(kW, kH, align, 12345, 0x123u, 0x456u);
     image->setBackgroundColor(1);
     for (unsigned left : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 13u, 70u}) {
       for (unsigned w : {1u, 7u, 8u, 9u, 16u, 23u, 40u}) {

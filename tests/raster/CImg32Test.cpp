@@ -53,11 +53,8 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
 
   // Swapped edges are read from the first edge as given, as long as the rows stay
   // inside the image (pixel 100 y + x), and from the smaller edge where they would not.
-  std::vector<unsigned> hundreds(100);
-  for (unsigned i = 0; i < 100; ++i) {
-    hundreds[i] = i / 10 * 100 + i % 10;
-  }
-  ImagePtr square(CImg32::create(10, 10, hundreds.data(), 400, RGB_ORDER_RGB));
+  ImagePtr square = c2d_test::Drawn32(
+      10, 10, [](unsigned x, unsigned y) { return 100 * y + x; }, RGB_ORDER_RGB);
   ImagePtr legacy(static_cast<CImg32 *>(square->getSubImage(ImgRect(5, 4, 2, 1))));
   ASSERT_NE(legacy, nullptr);
   EXPECT_EQ(legacy->getWidth(), 4u);

@@ -2,6 +2,7 @@
 // independently or worked by hand, and the 24-bit widening.
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -11,35 +12,21 @@ namespace {
 
 using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
+using c2d_test::Flat32;
 using c2d_test::ImgPtr;
 using Bytes = std::vector<unsigned char>;
 using Words = std::vector<unsigned>;
 
-uint32_t Noise(uint32_t &state) {
-  state = state * 1664525u + 1013904223u;
-  return state >> 24;
-}
-
 ImgPtr<CImg32> True(unsigned w, unsigned h, Words pixels, RGBOrder order = RGB_ORDER_BGR) {
-  return ImgPtr<CImg32>(CImg32::create(w, h, pixels.data(), w * h * 4, order));
+  return c2d_test::Make32(w, h, std::move(pixels), order);
 }
-
-ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel, RGBOrder order = RGB_ORDER_BGR) {
-  return True(w, h, Words(size_t{w} * h, pixel), order);
-}
-
-// A palette image; a null map gives the grey ramp, so index g is grey g.
 ImgPtr<CImg8> Palette(unsigned w, unsigned h, Bytes bytes, ColorMap *map = nullptr) {
-  return ImgPtr<CImg8>(CImg8::create(w, h, bytes.data(), w * h, map, IMG_ALIGN_NONE));
+  return c2d_test::Make8(w, h, std::move(bytes), IMG_ALIGN_NONE, map);
 }
 
-// A bilevel image with every byte, pad bits included, from the noise.
+// A bilevel image with every byte, pad bits included, random.
 ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed) {
-  ImgPtr<CImg1> image(CImg1::create(w, h, 0x00FFFFFFu, 0xFF000000u, align));
-  for (unsigned i = 0; i < image->getTotalBytes(); ++i) {
-    image->peekData()[i] = static_cast<unsigned char>(Noise(seed));
-  }
-  return image;
+  return c2d_test::RandomBits(w, h, align, seed, 0x00FFFFFFu, 0xFF000000u);
 }
 
 ImgPtr<CImg1> Clear1(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {

@@ -171,6 +171,7 @@ TEST(RasterFactoryTest, Failures) {
     uint32_t reports;
   };
   const ImgErr kNone = IMG_DECODE_FAILED;  // what the registry held before
+  // clang-format off
   const Case cases[] = {
       // CImg32, with a buffer of 12 pixels for 4 x 3.
       {"32 zero width", {As32(0, 3, 48, false), As32(4, 0, 48, true)}, false, IMG_FAIL, 2},
@@ -192,14 +193,11 @@ TEST(RasterFactoryTest, Failures) {
       // CImg1, 16 x 2 in 4 bytes: the buffer factories record nothing.
       {"1 bad buffer", {As1(0, 4, true), As1(16, 3, true), As1(16, 5, false)}, false, kNone, 0},
       {"1 null buffer", {As1(16, 4, true)}, true, kNone, 0},
-      {"1 untyped buffer",
-       {[](auto &b) { return CImg1::create(b, 8, 8, IMG_ALIGN_NONE); }},
-       false,
-       kNone,
-       0},
+      {"1 untyped buffer", {[](auto &b) { return CImg1::create(b, 8, 8, IMG_ALIGN_NONE); }}, false, kNone, 0},
       // The factory with size reports once: zero sizes, and 4 GiB of pixels.
       {"1 sizes", {Sized1(0, 4), Sized1(4, 0), Sized1(0x80000u, 0x10000u)}, false, IMG_FAIL, 1},
   };
+  // clang-format on
   for (const Case &c : cases) {
     for (size_t i = 0; i < c.makers.size(); ++i) {
       SCOPED_TRACE(testing::Message() << c.name << " #" << i);

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -33,38 +34,14 @@ const Worker kXOr = &Open::rasOpXOr;
 const Worker kSet = static_cast<Worker>(&Open::rasOpSet);
 const Fill kFill = static_cast<Fill>(&Open::rasOpSet);
 
-void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
+using c2d_test::At;
+using c2d_test::MarkRegistry;
 
 ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, ByteVec bytes) {
-  return ImgPtr<CImg1>(
-      CImg1::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), 0xFFFFFFu, 0u, align));
-}
-
-ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, std::mt19937 &rng) {
-  ImgPtr<CImg1> shape(CImg1::create(w, h, 0u, 1u, align));
-  ByteVec bytes(shape->getTotalBytes());
-  for (unsigned char &b : bytes) {
-    b = static_cast<unsigned char>(rng());
-  }
-  return Bits(w, h, align, bytes);  // pad bits random too: some paths carry them
-}
-
-RasOpXfmAttr At(int left, int top, bool keyed = false) {
-  RasOpXfmAttr attr;
-  attr.left = left;
-  attr.top = top;
-  attr.keyed = keyed ? 1 : 0;
-  return attr;
+  return c2d_test::Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
 }
 
 enum class Op { And, Or, XOr, Set };
-
-bool Bit(const ByteVec &b, uint64_t i) { return (b[i / 8] >> (7 - i % 8)) & 1; }
-
-void SetBit(ByteVec &b, uint64_t i, bool v) {
-  const unsigned char m = static_cast<unsigned char>(0x80u >> (i % 8));
-  b[i / 8] = static_cast<unsigned char>(v ? (b[i / 8] | m) : (b[i / 8] & ~m));
-}
 
 // What the worker leaves in the target, worked out pixel by pixel from the rules of
 // each operator rather than from its byte loop. j counts target bits from the first
@@ -80,14 +57,16 @@ ByteVec Model(Op op, ByteVec t, const CImg1 &target, const CImg1 &source, int le
     const ByteVec before = t;  // the row reads what rows above left
     const uint64_t start = (uint64_t(top) + y) * target.getBytesPerLine() + left / 8;
     const uint64_t srcRow = uint64_t(y) * source.getBytesPerLine() * 8;
-    auto src = [&](int64_t k) { return k >= 0 && k < int64_t(8 * n) && Bit(s, srcRow + k); };
+    auto src = [&](int64_t k) {
+      return k >= 0 && k < int64_t(8 * n) && c2d_test::GetBit(s.data(), srcRow + k);
+    };
     auto masked = [&](int64_t k) {
       return src(k) && !(k >= int64_t(8 * (n - 1)) && k % 8 >= keep);
     };
     const uint64_t bytes = n + (shift != 0 && start + n < t.size() ? 1 : 0);
     for (uint64_t j = 0; j < 8 * bytes; ++j) {
       const uint64_t at = start * 8 + j;
-      const bool old = Bit(before, at);
+      const bool old = c2d_test::GetBit(before.data(), at);
       const uint64_t byte = j / 8;
       const int64_t k = int64_t(j) - shift;
       bool v = old;
@@ -115,7 +94,7 @@ ByteVec Model(Op op, ByteVec t, const CImg1 &target, const CImg1 &source, int le
         // Between: a byte of two neighbouring source bytes. And keeps none of it.
         v = op == Op::And ? false : op == Op::Set ? masked(k) : src(k);
       }
-      SetBit(t, at, v);
+      c2d_test::SetBit(t.data(), at, v);
     }
   }
   return t;
@@ -142,8 +121,9 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
           for (unsigned extra : {0u, 11u}) {
             SCOPED_TRACE(testing::Message() << o.name << " align " << align << " w " << w
                                             << " left " << left << " extra " << extra);
-            ImgPtr<CImg1> source = RandomBits(w, 3, align, rng);
-            ImgPtr<CImg1> target = RandomBits(left + w + extra, 5, align, rng);
+            ImgPtr<CImg1> source = c2d_test::RandomBits(w, 3, align, rng(), 0xFFFFFFu, 0u);
+            ImgPtr<CImg1> target =
+                c2d_test::RandomBits(left + w + extra, 5, align, rng(), 0xFFFFFFu, 0u);
             const int top = 2 - static_cast<int>(extra % 2);  // 2 or 1
             const ByteVec expected = Model(o.op, BufferOf(*target), *target, *source, left, top);
             RasOpXfmAttr attr = At(left, top);

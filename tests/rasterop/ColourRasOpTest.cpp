@@ -3,6 +3,7 @@
 // Placement in detail is in CImg1RasOpTest.
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -12,34 +13,21 @@ namespace {
 
 using c2d_test::BufferOf;
 using c2d_test::ImgPtr;
+using c2d_test::Make8;
 using namespace Core2DImage::RasOpEnum;
 using Pixels = std::vector<unsigned>;
 using Bytes = std::vector<unsigned char>;
 
-void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
+using c2d_test::At;
+using c2d_test::MarkRegistry;
 
 ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
-  return ImgPtr<CImg32>(
-      CImg32::create(w, h, pixels.data(), static_cast<unsigned>(pixels.size() * 4), RGB_ORDER_RGB));
+  return c2d_test::Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
 }
 
 // Pixel i of a w x h image holds base + i.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h, unsigned base) {
   return Image32(w, h, c2d_test::Sequence(size_t(w) * h, base));
-}
-
-ImgPtr<CImg8> Image8(unsigned w, unsigned h, ImgAlignmentEnum align, Bytes bytes) {
-  return ImgPtr<CImg8>(
-      CImg8::create(w, h, bytes.data(), static_cast<unsigned>(bytes.size()), nullptr, align));
-}
-
-RasOpXfmAttr At(int left, int top, unsigned char keyed = 0, unsigned key = 0) {
-  RasOpXfmAttr attr;
-  attr.left = left;
-  attr.top = top;
-  attr.keyed = keyed;
-  attr.transparentColor = key;
-  return attr;
 }
 
 // A 2 x 2 source of 100.. at (1, 1) of a 3 x 3 target of 0..8.
@@ -148,16 +136,15 @@ TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
   const unsigned *const *rows = image->constDataArray();
   EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
 
-  ImgPtr<CImg8> palette = Image8(2, 2, IMG_ALIGN_NONE, {1, 2, 3, 4});
+  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
   ASSERT_TRUE(palette->setExtents(3, 3));
-  palette->doRasOpInPlace(RasOpSet, attr,
-                          *Image8(3, 3, IMG_ALIGN_NONE, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
+  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
   const unsigned char *const *lines = palette->constDataArray();
   EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
 TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
-  ImgPtr<CImg8> source = Image8(2, 2, IMG_ALIGN_NONE, {0xFF, 5, 6, 0xFF});
+  ImgPtr<CImg8> source = Make8(2, 2, {0xFF, 5, 6, 0xFF});
   const struct {
     unsigned char keyed;
     unsigned key;
@@ -169,7 +156,7 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
                {0, 0, 2, Bytes(9, 0)}};  // past the right: refused
   for (const auto &c : cases) {
     SCOPED_TRACE(testing::Message() << int(c.keyed) << " " << c.key << " " << c.left);
-    ImgPtr<CImg8> image = Image8(3, 3, IMG_ALIGN_NONE, Bytes(9, 0));
+    ImgPtr<CImg8> image = Make8(3, 3, Bytes(9, 0));
     RasOpXfmAttr attr = At(c.left, 1, c.keyed, c.key);
     image->doRasOpInPlace(RasOpAnd, attr, *source);
     EXPECT_EQ(BufferOf(*image), c.result);
@@ -190,7 +177,7 @@ TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(testing::Message() << c.keyed << " " << c.key);
-    ImgPtr<CImg8> image = Image8(3, 2, IMG_ALIGN_32, c.before);
+    ImgPtr<CImg8> image = Make8(3, 2, c.before, IMG_ALIGN_32);
     ASSERT_NE(image, nullptr);
     image->doRasOpInPlace(RasOpReplace, c.keyed, c.key, 0x3ABu);
     EXPECT_EQ(BufferOf(*image), c.after);

@@ -16,6 +16,7 @@ namespace {
 
 using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
+using c2d_test::Flat32;
 using c2d_test::ImgPtr;
 using c2d_test::Impostor;
 using Pixels = std::vector<unsigned>;
@@ -28,15 +29,6 @@ unsigned Word(Px p) {
   unsigned w;
   std::memcpy(&w, p.c, 4);  // channels in memory order, whatever the byte order
   return w;
-}
-
-ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
-  return ImgPtr<CImg32>(
-      CImg32::create(w, h, pixels.data(), static_cast<unsigned>(pixels.size() * 4), RGB_ORDER_BGR));
-}
-
-ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel) {
-  return Image32(w, h, Pixels(size_t(w) * h, pixel));
 }
 
 RasterOp Settings(bool useAlpha, double alpha, bool keyed = false, unsigned key = 0, int left = 0,
@@ -130,8 +122,9 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   const Pixels base = c2d_test::Sequence<unsigned>(12);
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
-    ImgPtr<CImg32> dst = Image32(4, 3, base);
-    ImgPtr<CImg32> src = Image32(c.w, c.h, c2d_test::Sequence<unsigned>(size_t(c.w) * c.h, 100u));
+    ImgPtr<CImg32> dst = c2d_test::Make32(4, 3, base);
+    ImgPtr<CImg32> src =
+        c2d_test::Make32(c.w, c.h, c2d_test::Sequence<unsigned>(size_t(c.w) * c.h, 100u));
     EXPECT_EQ(Over(Settings(true, 1.0, false, 0, c.left, c.top), *dst, *src),
               c.result.empty() ? IMG_FAIL : IMG_OK);
     EXPECT_EQ(BufferOf(*dst), c.result.empty() ? base : c.result);
@@ -196,8 +189,7 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
 }
 
 TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
-  std::vector<unsigned char> bytes(8, 0x33);
-  ImgPtr<CImg8> palette(CImg8::create(4, 2, bytes.data(), 8, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> palette = c2d_test::Make8(4, 2, std::vector<unsigned char>(8, 0x33));
   const struct {
     bool useAlpha;
     double alpha;
@@ -235,8 +227,7 @@ TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   EXPECT_EQ(kept.TransparentColor(), 0x123456u);
 
   // A palette image composes nothing and answers IMG_OK once both hold data.
-  std::vector<unsigned char> bytes(8, 0x33);
-  ImgPtr<CImg8> palette(CImg8::create(4, 2, bytes.data(), 8, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> palette = c2d_test::Make8(4, 2, std::vector<unsigned char>(8, 0x33));
   EXPECT_EQ(palette->composite(attr, *src), IMG_OK);
   ImgPtr<CImg8> lazy(CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE));
   EXPECT_EQ(lazy->composite(attr, *src), IMG_OK);

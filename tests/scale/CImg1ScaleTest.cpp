@@ -1,7 +1,7 @@
 // CImg1 scaling: each worker against an independent reference of its blocks over
-// random pages in both polarities, with rectangles past the buffer; invariants that
-// need no reference; the worked examples of the odd rules; the paths of scale; and
-// failed table allocations across the scalers, transforms and table makers.
+// random pages in both polarities, with rectangles past the buffer; the worked
+// examples of the odd rules; the paths of scale; and failed table allocations across
+// the scalers, transforms and table makers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,6 +21,7 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
+using c2d_test::PutBit;
 using g4test::Rng;
 using Bits = std::vector<bool>;
 
@@ -47,12 +48,6 @@ auto Work(CImg1 &image, Fn worker, Args... args) {
 
 ImgPtr<CImg1> Page(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
   return ImgPtr<CImg1>(CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, align));
-}
-
-void Put(CImg1 &image, unsigned x, unsigned y, bool on = true) {
-  unsigned char &byte = image.peekData()[y * image.getBytesPerLine() + x / 8];
-  const unsigned mask = 0x80u >> (x % 8);
-  byte = static_cast<unsigned char>(on ? (byte | mask) : (byte & ~mask));
 }
 
 // Every byte random with the given share of set bits, pad bits included.
@@ -235,38 +230,10 @@ TEST(CImg1GreyTest, MatchesTheReferenceAndMarksTheBackground) {
   }
 }
 
-// Without the reference: a one-pixel row across the page stays a whole target row,
-// whatever the ink.
-TEST(CImg1ReduceTest, ThinLinesOfADrawingSurviveEveryFactor) {
-  const unsigned size = 240, rows[] = {3, 64, 117, 200};
-  ImgPtr<CImg1> lines = Page(size, size);
-  for (unsigned x = 0; x < size; ++x) {
-    for (const unsigned y : rows) {
-      Put(*lines, x, y);
-    }
-  }
-  for (const bool inkIsClear : {false, true}) {
-    if (inkIsClear) {
-      lines->invert();
-      lines->setBackgroundColor(1);  // what the share of set bits now gives
-    }
-    for (unsigned factor = 2; factor <= 16; ++factor) {
-      const unsigned side = size / factor;
-      ImgPtr<CImg1> out = Work(*lines, kReduceBkg, side, side, lines->getRect());
-      ASSERT_EQ(out->getBackgroundColor(), inkIsClear ? 1u : 0u);
-      for (unsigned x = 0; x < side; ++x) {
-        for (const unsigned y : rows) {
-          ASSERT_TRUE(Flat(*out, x, y * side / size)) << factor << " " << inkIsClear << " " << x;
-        }
-      }
-    }
-  }
-}
-
 TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   // 18 columns to 2: blocks of 9 from bit 0, whose ninth pixel is alone in byte 1.
   ImgPtr<CImg1> page = Page(18, 1);
-  Put(*page, 8, 0);
+  PutBit(*page, 8, 0);
   EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{true, false}));
   page->invert();
   page->setBackgroundColor(1);
@@ -277,7 +244,7 @@ TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
   EXPECT_EQ(BitsOf(*Work(*full, kQuickReduce, 2u, 1u, full->getRect(), 0u)), (Bits{false, false}));
   // A block spanning bytes that ends on a boundary is looked at exactly.
   ImgPtr<CImg1> wide = Page(32, 1);
-  Put(*wide, 16, 0);
+  PutBit(*wide, 16, 0);
   EXPECT_EQ(BitsOf(*Work(*wide, kQuickReduce, 2u, 1u, wide->getRect(), 0u)), (Bits{false, true}));
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -20,6 +21,7 @@ namespace {
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using Pixels = std::vector<unsigned>;
+using Bytes = std::vector<unsigned char>;
 
 struct Open : CImg32 {
   using CImg32::Enlarge;
@@ -38,12 +40,9 @@ const Worker kReduceResample = &Open::ReduceResample;
 constexpr unsigned kWhite = 0x00FFFFFFu;
 constexpr unsigned kRgb = 0x00FFFFFFu;  // ReduceResample leaves channel 3 unwritten
 
-ImgPtr<CImg32> Image(unsigned w, unsigned h, const std::function<unsigned(unsigned, unsigned)> &f) {
-  Pixels pixels(static_cast<size_t>(w) * h);
-  for (unsigned i = 0; i < pixels.size(); ++i) {
-    pixels[i] = f(i % w, i / w);
-  }
-  return ImgPtr<CImg32>(CImg32::create(w, h, pixels.data(), w * h * 4, RGB_ORDER_BGR));
+template <typename F>
+ImgPtr<CImg32> Image(unsigned w, unsigned h, F &&f) {
+  return c2d_test::Drawn32(w, h, std::forward<F>(f));
 }
 
 // White paper, a third of it random colours.
@@ -183,20 +182,33 @@ TEST(CImg32ScaleTest, SourcePartlyOutsideScalesThePartInside) {
   EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(image->getRect(), 3, 3, attr)).get()), before);
 }
 
+// Both colour classes.
 TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_RGB));
   ImgPtr<CImg32> image = Noise(100, 100, 2);
-  const ImgRect all = image->getRect();
+  ImgPtr<CImg8> lazy8(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<CImg8> image8 = c2d_test::Make8(8, 8, Bytes(64, 1));
+  struct Open8 : CImg8 {
+    using CImg8::Enlarge;
+    using CImg8::Reduce_bkg;
+  };
+  const ImgRect all = image->getRect(), all8 = image8->getRect();
   ImgScaleAttr attr;
   const auto noTables = [&](Worker worker, unsigned w, unsigned h) {
     c2d_test::FailTables fail(0);
     return Apply(*image, worker, w, h, all).release();
+  };
+  const auto call8 = [&](CImg8 *(CImg8::*worker)(unsigned, unsigned, const ImgRect &), unsigned w,
+                         unsigned h, const ImgRect &r, bool fail = false) {
+    c2d_test::FailTables tables(fail ? 0 : 1 << 30);
+    return ((*image8).*worker)(w, h, r);
   };
   const struct {
     const char *name;
     std::function<IImg *()> call;
     ImgErr code;  // IMG_OK: nothing recorded
   } cases[] = {
+      // clang-format off
       {"no pixels, factor", [&] { return lazy->scale(-1.0, attr); }, IMG_FAIL},
       {"no pixels, rect", [&] { return lazy->scale(all, all, attr); }, IMG_FAIL},
       {"negative factor", [&] { return image->scale(-0.5, attr); }, IMG_OK},
@@ -213,7 +225,14 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
        IMG_OK},
       {"enlarge, no tables", [&] { return noTables(kEnlarge, 120, 120); }, IMG_OK},
       {"reduce, no tables", [&] { return noTables(kReduce, 30, 30); }, IMG_OK},
+      {"8: no pixels, factor", [&] { return lazy8->scale(2.0, attr); }, IMG_FAIL},
+      {"8: no pixels, size", [&] { return lazy8->scale(all8, 8, 8, attr); }, IMG_FAIL},
+      {"8: negative factor", [&] { return image8->scale(-2.0, attr); }, IMG_OK},
+      {"8: enlarge, wrapped side", [&] { return call8(&Open8::Enlarge, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
+      {"8: reduce, wider", [&] { return call8(&Open8::Reduce_bkg, 9, 2, all8); }, IMG_OK},
+      {"8: enlarge, no tables", [&] { return call8(&Open8::Enlarge, 20, 15, all8, true); }, IMG_OK},
   };
+  // clang-format on
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     CImgErr::sm_errcode = IMG_OK;

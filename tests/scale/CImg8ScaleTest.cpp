@@ -1,5 +1,5 @@
 // CImg8 scaling: worked examples (the diagonal test of Reduce_bkg, a source read as
-// it stands), a mixed request, and refusals.
+// it stands) and a mixed request. Refusals are in CImg32ScaleTest.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -10,7 +10,6 @@
 
 namespace {
 
-using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using Bytes = std::vector<unsigned char>;
 
@@ -90,40 +89,6 @@ TEST(CImg8ScaleTest, MixedRequestsEnlargeThenReduce) {
   attr.resample = true;
   EXPECT_EQ(BytesOf(ImgPtr<IImg>(image->scale(image->getRect(), 20, 5, attr)).get()),
             BytesOf(Apply(*mid, kReduceBkg, 20, 5, mid->getRect()).get()));
-}
-
-TEST(CImg8ScaleTest, RefusalsAndWhatTheyRecord) {
-  ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
-  ImgPtr<CImg8> image = Image(8, 8, [](unsigned x, unsigned) { return x % 2; });
-  const ImgRect all = image->getRect();
-  ImgScaleAttr attr;
-  const struct {
-    const char *name;
-    std::function<IImg *()> call;
-    ImgErr code;  // IMG_OK: nothing recorded
-  } cases[] = {
-      {"no pixels, factor", [&] { return lazy->scale(2.0, attr); }, IMG_FAIL},
-      {"no pixels, size", [&] { return lazy->scale(all, 8, 8, attr); }, IMG_FAIL},
-      {"negative factor", [&] { return image->scale(-2.0, attr); }, IMG_OK},
-      {"enlarge, wrapped side",
-       [&] { return Apply(*image, kEnlarge, 9, 0, ImgRect(0u, 0u, 3u, ~0u)).release(); },
-       IMG_INVALID_ARG},
-      {"reduce, wider", [&] { return Apply(*image, kReduceBkg, 9, 2, all).release(); }, IMG_OK},
-      {"enlarge, no tables",
-       [&] {
-         c2d_test::FailTables fail(0);
-         return Apply(*image, kEnlarge, 20, 15, all).release();
-       },
-       IMG_OK},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.name);
-    CImgErr::sm_errcode = IMG_OK;
-    const ErrWatch watch;
-    EXPECT_EQ(c.call(), nullptr);
-    EXPECT_EQ(CImgErr::get(), c.code);
-    EXPECT_EQ(watch.reports() > 0, c.code != IMG_OK);
-  }
 }
 
 }  // namespace

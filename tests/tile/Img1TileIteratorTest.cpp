@@ -90,6 +90,7 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
     size_t rowBytes;
     Bytes payload;
   } cases[] = {
+      // clang-format off
       {{{1, 0xAA}, {2, 0xBB}}, 16, {0x21, 0xAA, 0xBB}},
       {{{30, X}}, 600, {0x1E, X}},
       {{{31, X}}, 600, {0x1F, 0x00, X}},
@@ -102,9 +103,8 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
       {{{8, 1}, {9, 2}}, 10, {0x28, 1, 2}},         // cut short by the row's end
       {{{8, 1}, {10, 2}}, 12, {0x08, 1, 0x01, 2}},  // no run bridges an equal byte
       // Nine differing bytes: runs of 8 and 1.
-      {{{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {6, 7}, {7, 8}, {8, 9}},
-       9,
-       {0xE0, 1, 2, 3, 4, 5, 6, 7, 8, 0x00, 9}},
+      {{{0, 1}, {1, 2}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {6, 7}, {7, 8}, {8, 9}}, 9, {0xE0, 1, 2, 3, 4, 5, 6, 7, 8, 0x00, 9}},
+      // clang-format on
   };
   for (const auto &c : cases) {
     Bytes seed(c.rowBytes + 1, 0), row = seed, payload(3 * c.rowBytes + 3);

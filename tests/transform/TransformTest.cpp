@@ -122,12 +122,10 @@ uint32_t Access(IImg &image, uint32_t r, uint32_t c, const uint32_t *v = nullptr
   uint32_t out = 0;
   AsRaster(image, [&](auto &raster) {
     if constexpr (std::is_same_v<std::decay_t<decltype(raster)>, CImg1>) {
-      unsigned char &byte = raster.peekData()[r * raster.getBytesPerLine() + c / 8];
-      const unsigned bit = 0x80u >> c % 8;
       if (v != nullptr) {
-        byte = static_cast<unsigned char>(*v != 0 ? byte | bit : byte & ~bit);
+        c2d_test::PutBit(raster, c, r, *v != 0);
       }
-      out = (byte & bit) != 0;
+      out = c2d_test::BitAt(raster, c, r);
     } else {
       auto &pixel = raster.peekDataArray()[r][c];
       if (v != nullptr) {
@@ -146,18 +144,13 @@ struct Kind {
   IImg *(*create)(uint32_t w, uint32_t h, ImgAlignmentEnum align);
 };
 
+// clang-format off
 const Kind kKinds[] = {
-    {"CImg1", 1u, 1u,
-     [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * {
-       return CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, a);
-     }},
-    {"CImg8", 0xFFu, 0x5Au,
-     [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * {
-       return CImg8::create(w, h, nullptr, a);
-     }},
-    {"CImg32", 0xFFFFFFFFu, 0x5A5A5Au, [](uint32_t w, uint32_t h, ImgAlignmentEnum) -> IImg * {
-       return CImg32::create(w, h, RGB_ORDER_RGB);  // clone keeps this order
-     }}};
+    {"CImg1", 1u, 1u, [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * { return CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, a); }},
+    {"CImg8", 0xFFu, 0x5Au, [](uint32_t w, uint32_t h, ImgAlignmentEnum a) -> IImg * { return CImg8::create(w, h, nullptr, a); }},
+    // clone keeps this order
+    {"CImg32", 0xFFFFFFFFu, 0x5A5A5Au, [](uint32_t w, uint32_t h, ImgAlignmentEnum) -> IImg * { return CImg32::create(w, h, RGB_ORDER_RGB); }}};
+// clang-format on
 
 // The columns of a row, pad bits included.
 uint32_t Columns(IImg &image) {
