@@ -69,9 +69,15 @@ class G4BitReader {
     }
     const uint64_t word = byteLoc / 2;
     pos_ = 16 * static_cast<int64_t>(word) + static_cast<int64_t>(bitLoc) - 1;
-    win_ = (static_cast<uint64_t>(Word(word)) << 48) |
-           (static_cast<uint64_t>(Word(word + 1)) << 32) |
-           (static_cast<uint64_t>(Word(word + 2)) << 16);
+    // Inside the tile the three words come with one load; the fourth it brings is the
+    // word that comes next, which the window may hold past its valid bits.
+    if (word + 4 <= fullWords_) {
+      win_ = Words(word);
+    } else {
+      win_ = (static_cast<uint64_t>(Word(word)) << 48) |
+             (static_cast<uint64_t>(Word(word + 1)) << 32) |
+             (static_cast<uint64_t>(Word(word + 2)) << 16);
+    }
     nextWord_ = word + 3;
     if (bitLoc == 0) {
       win_ >>= 1;
