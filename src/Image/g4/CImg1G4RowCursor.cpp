@@ -146,7 +146,11 @@ ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
     if (painted != IMG_OK) {
       return painted;
     }
-    tile.swapChanges();
+    // swapChanges, inline: it runs once per tile and row.
+    const unsigned int count = tile.numChanges();
+    tile.numChanges() = tile.numRefChanges();
+    tile.numRefChanges() = count;
+    tile.setChangeBuffers(tile.refChanges(), tile.changes());
   }
   return IMG_OK;
 }
