@@ -38,7 +38,8 @@ Picture ReadPdf(const InputFile &file, uint32_t page) {
   // The renderer's library is loaded only now, as the library loads it.
   static const auto make =
       reinterpret_cast<PDFRenderMaker>(utl_load_symbol(kPDFRenderLibrary, "pdfrender_new"));
-  const std::unique_ptr<CPDFRender> counter(make != nullptr ? make(path.data(), 1, false) : nullptr);
+  const std::unique_ptr<CPDFRender> counter(make != nullptr ? make(path.data(), 1, false)
+                                                            : nullptr);
   const int pages = counter != nullptr ? counter->getPageCount() : 0;
   if (pages == 0) {
     throw FileError(file.path, "cannot be read as a PDF document (damaged, empty or locked)");

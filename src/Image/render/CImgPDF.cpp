@@ -261,8 +261,8 @@ unsigned CImgPDF::calculateBackground() {
   attr.resample = true;
   const double factor = std::min(w, h) / kBackgroundDivisor;
   // A document exists, so the renderer's library is loaded.
-  static const auto pixelLimit = reinterpret_cast<PDFRenderLimit>(
-      utl_load_symbol(kPDFRenderLibrary, "pdfrender_pixel_limit"));
+  static const auto pixelLimit =
+      reinterpret_cast<PDFRenderLimit>(utl_load_symbol(kPDFRenderLibrary, "pdfrender_pixel_limit"));
   const double limit = pixelLimit != nullptr ? static_cast<double>(pixelLimit()) : 0.0;
   IImg *render = nullptr;
   if (std::ceil(w * factor) * std::ceil(h * factor) <= limit) {

@@ -1,27 +1,15 @@
 // ImgEMFTileIterator: the grid of a document's tiles, walked without rendering.
 #include "Image/render/ImgEMFTileIterator.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <new>
 
-#include "Image/core/internal/ImgSize.h"
 #include "Image/tile/internal/TileWalk.h"
 
 namespace {
 
 // Formats 1, 2, 4 and 7, as bits of a mask.
 constexpr unsigned kAcceptedFormats = 0x96;
-
-// The pad of a grid of `cell`-sized pieces over `side`: the pieces and the overhang.
-void CutGrid(uint32_t side, uint32_t cell, uint32_t &count, uint32_t &pad) {
-  count = side / cell;
-  pad = 0;
-  if (side % cell != 0) {
-    ++count;
-    pad = count * cell - side;
-  }
-}
 
 }  // namespace
 
@@ -67,44 +55,19 @@ ImgEMFTileIterator *ImgEMFTileIterator::createIterator(CImgEMF *image, unsigned 
   if (value > 7 || ((kAcceptedFormats >> value) & 1) == 0) {
     return nullptr;
   }
-  // A negative side, seen unsigned, means the whole image. A side of 0 has no grid.
-  tileWidth = std::min(tileWidth, image->getWidth());
-  tileHeight = std::min(tileHeight, image->getHeight());
-  uint32_t capacity = 0;
-  if (tileWidth == 0 || tileHeight == 0 ||
-      !c2d::CheckedSize32(tileWidth, tileHeight, 4, &capacity)) {
-    return nullptr;
-  }
   ImgEMFTileIterator *it = new (std::nothrow) ImgEMFTileIterator();
   if (it == nullptr) {
     return nullptr;
   }
   it->image = image;
   it->format = format;
-  it->tileWidth = tileWidth;
-  it->tileHeight = tileHeight;
-  CutGrid(image->getWidth(), tileWidth, it->widthInTiles, it->rightPadPixels);
-  CutGrid(image->getHeight(), tileHeight, it->heightInTiles, it->bottomPadRows);
-  it->inputRightPadBytes = 4 * it->rightPadPixels;
-  it->outputRightPadBytes = 4 * it->rightPadPixels;
-  it->inputTileBytes = 4 * tileWidth;
-  it->tileBytes = 4 * tileWidth;
-  it->tileCount = it->widthInTiles * it->heightInTiles;
-  it->outputCapacity = capacity;
   // Nothing is ever written into the output buffer: it starts cleared so that a
   // caller who reads it reads zeros.
-  it->nullRow = static_cast<unsigned char *>(std::malloc(it->inputTileBytes));
-  it->outputBuffer = static_cast<unsigned char *>(std::calloc(capacity, 1));
-  if (it->nullRow == nullptr || it->outputBuffer == nullptr) {
+  if (!c2d::TileWalk::CutColourGrid(*it, image->getWidth(), image->getHeight(), tileWidth,
+                                    tileHeight, image->getBackgroundColor(),
+                                    format == CImgEMF::HP_RTL, true)) {
     delete it;
     return nullptr;
-  }
-  const uint32_t background = image->getBackgroundColor();
-  std::fill_n(reinterpret_cast<uint32_t *>(it->nullRow), tileWidth, background);
-  if (format == CImgEMF::HP_RTL) {
-    it->outputBytesPerPixel = 3;
-    it->outputRightPadBytes = 3 * it->rightPadPixels;
-    it->tileBytes = 3 * tileWidth;
   }
   return it;
 }

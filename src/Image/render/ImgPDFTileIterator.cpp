@@ -12,10 +12,9 @@
 #include <windows.h>
 #endif
 
-#include "Image/core/internal/ImgSize.h"
-#include "Image/tile/internal/TileWalk.h"
 #include "Image/render/CImgPDF.h"
 #include "Image/render/internal/PdfTileDump.h"
+#include "Image/tile/internal/TileWalk.h"
 
 namespace {
 
@@ -119,44 +118,13 @@ ImgPDFTileIterator *ImgPDFTileIterator::createIterator(CImgPDF *document, unsign
   if (it == nullptr) {
     return nullptr;
   }
-  const unsigned width = document->getWidth();
-  const unsigned height = document->getHeight();
   it->image = document;
   it->format = tileFormat;
-  it->tileWidth = tileW > width ? width : tileW;
-  it->tileHeight = tileH > height ? height : tileH;
-  it->widthInTiles = width / it->tileWidth;
-  if (width % it->tileWidth != 0) {
-    ++it->widthInTiles;
-    it->rightPadPixels = it->widthInTiles * it->tileWidth - width;
-    it->inputRightPadBytes = it->outputRightPadBytes = 4 * it->rightPadPixels;
-  }
-  it->heightInTiles = height / it->tileHeight;
-  if (height % it->tileHeight != 0) {
-    ++it->heightInTiles;
-    it->bottomPadRows = it->heightInTiles * it->tileHeight - height;
-  }
-  it->inputTileBytes = it->tileBytes = it->tileWidth * 4;
-  it->tileCount = it->widthInTiles * it->heightInTiles;
-  if (!c2d::CheckedSize32(it->tileWidth, it->tileHeight, 4, &it->outputCapacity)) {
+  if (!c2d::TileWalk::CutColourGrid(*it, document->getWidth(), document->getHeight(), tileW, tileH,
+                                    document->getBackgroundColor(), tileFormat == CImg32::HP_RTL,
+                                    false)) {
     delete it;
     return nullptr;
-  }
-  it->nullRow = static_cast<unsigned char *>(std::malloc(it->inputTileBytes));
-  it->outputBuffer = static_cast<unsigned char *>(std::malloc(it->outputCapacity));
-  if (it->nullRow == nullptr || it->outputBuffer == nullptr) {
-    delete it;
-    return nullptr;
-  }
-  const uint32_t background = document->getBackgroundColor();
-  auto *row = reinterpret_cast<uint32_t *>(it->nullRow);
-  for (uint32_t i = 0; i < it->tileWidth; ++i) {
-    row[i] = background;
-  }
-  if (tileFormat == CImg32::HP_RTL) {
-    it->outputBytesPerPixel = 3;
-    it->outputRightPadBytes = 3 * it->rightPadPixels;
-    it->tileBytes = 3 * it->tileWidth;
   }
   return it;
 }

@@ -7,7 +7,6 @@
 #include <new>
 
 #include "Image/core/internal/ImgReport.h"
-#include "Image/core/internal/ImgSize.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
 #include "Image/tile/internal/TileWalk.h"
 
@@ -72,7 +71,7 @@ Img32TileIterator *Img32TileIterator::createIterator(const CImg32 *image, unsign
   if (value > 7 || (kAcceptedFormats >> value & 1u) == 0) {
     return nullptr;
   }
-  // A tile of no pixels would divide by zero; the rows are read through the table.
+  // A tile of no pixels would divide by zero.
   if (image == nullptr || !image->hasData() || tileWidth == 0 || tileHeight == 0) {
     return nullptr;
   }
@@ -80,42 +79,14 @@ Img32TileIterator *Img32TileIterator::createIterator(const CImg32 *image, unsign
   if (it == nullptr) {
     return nullptr;
   }
-  const uint32_t width = image->getWidth();
-  const uint32_t height = image->getHeight();
   it->image = image;
   it->format = format;
-  it->tileWidth = tileWidth > width ? width : tileWidth;
-  it->tileHeight = tileHeight > height ? height : tileHeight;
-  it->widthInTiles = width / it->tileWidth;
-  if (width % it->tileWidth != 0) {
-    ++it->widthInTiles;
-    // Less than a tile, so exact in 32 bits even where the product wraps.
-    it->rightPadPixels = it->widthInTiles * it->tileWidth - width;
-    it->inputRightPadBytes = it->outputRightPadBytes = it->rightPadPixels * 4;
-  }
-  it->heightInTiles = height / it->tileHeight;
-  if (height % it->tileHeight != 0) {
-    ++it->heightInTiles;
-    it->bottomPadRows = it->heightInTiles * it->tileHeight - height;
-  }
-  it->tileCount = it->widthInTiles * it->heightInTiles;
-  if (!c2d::CheckedSize32(it->tileWidth, 4, 1, &it->inputTileBytes) ||
-      !c2d::CheckedSize32(it->tileHeight, it->inputTileBytes, 1, &it->outputCapacity) ||
-      (it->nullRow = static_cast<unsigned char *>(std::malloc(it->inputTileBytes))) == nullptr ||
-      (it->outputBuffer = static_cast<unsigned char *>(std::malloc(it->outputCapacity))) ==
-          nullptr) {
+  // The rows are read through the image's table.
+  if (!c2d::TileWalk::CutColourGrid(*it, image->getWidth(), image->getHeight(), tileWidth,
+                                    tileHeight, image->getBackgroundColor(),
+                                    format == CImg32::HP_RTL, false)) {
     delete it;
     return nullptr;
-  }
-  it->tileBytes = it->inputTileBytes;
-  const unsigned background = image->getBackgroundColor();
-  for (uint32_t i = 0; i < it->tileWidth; ++i) {
-    std::memcpy(it->nullRow + uint64_t{i} * 4, &background, 4);
-  }
-  if (format == CImg32::HP_RTL) {
-    it->outputBytesPerPixel = 3;
-    it->outputRightPadBytes = it->rightPadPixels * 3;
-    it->tileBytes = it->tileWidth * 3;
   }
   return it;
 }
