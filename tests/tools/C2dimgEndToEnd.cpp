@@ -47,9 +47,9 @@ TEST_F(C2dimgTool, ReadsEveryInputKindByContent) {
       {"g4-big-tiles", g4({kG4, 128, 0, kMsb, false}), page, {}},
       {"g4-page-2", g4({kG4, 0, 16, kMsb, false}, {colours}), page, {"--page", "2"}},
       {"packbits", g4({COMPRESSION_PACKBITS, 0, 0, kMsb, false}), page, {}},
-      {"palette-tiff", [&](auto &p) { WriteColourTiff(p, palette, 1); }, palette, {}},
-      {"rgb-tiff", [&](auto &p) { WriteColourTiff(p, colours, 3); }, colours, {}},
-      {"rgba-tiff", [&](auto &p) { WriteColourTiff(p, translucent, 4); }, translucent, {}},
+      {"palette-tiff", [&](auto &p) { WriteColourTiff(p, palette, false, true); }, palette, {}},
+      {"rgb-tiff", [&](auto &p) { WriteColourTiff(p, colours, false); }, colours, {}},
+      {"rgba-tiff", [&](auto &p) { WriteColourTiff(p, translucent, true); }, translucent, {}},
       {"rgb-png", [&](auto &p) { WritePngFile(p, colours, false); }, colours, {}},
       {"rgba-png", [&](auto &p) { WritePngFile(p, translucent, true); }, translucent, {}},
       {"raw-pbm", [&](auto &p) { WritePbm(p, page, false); }, page, {}},
@@ -97,6 +97,7 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
 // Every output format by extension, and conversions between image types. Bilevel
 // TIFF goes through the library's Group 4 encoder (a page past one 2048-row strip);
 // a pixel checkerboard, which codes to three times its size, is kept uncompressed.
+// An HP-RTL job is read back by c2dimg's own reader.
 TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   const Image page = Page(61, 33), tall = Page(1001, 2100);
   const Image colours = Colours(21, 13);
@@ -135,10 +136,13 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
       {"page.tif", "out.pbm", {}, page},
       {"page.tif", "out.pgm", {}, page},
       {"page.tif", "out.ppm", {}, page},
+      {"page.tif", "page.rtl", {}, page},
       {"colours.png", "out.png", {}, colours, 8, PNG_COLOR_TYPE_RGB},
       {"colours.png", "out.tif", {}, colours, 8},
       {"colours.png", "out.ppm", {}, colours},
       {"colours.png", "out.pgm", {}, grey},
+      {"colours.png", "colours.rtl", {}, colours, 0, PNG_COLOR_TYPE_RGB},
+      {"out.pgm", "grey.rtl", {}, grey, 0, PNG_COLOR_TYPE_GRAY},
       {"page.tif", "out.png", {"--to", "32"}, page, 0, PNG_COLOR_TYPE_GRAY},
       {"page.tif", "out.png", {"--to", "8"}, page, 0, PNG_COLOR_TYPE_PALETTE},
       {"page.tif", "out.png", {"--to", "1"}, page, 0, PNG_COLOR_TYPE_GRAY},
@@ -154,20 +158,28 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
     EXPECT_EQ(c.colourType != -1 ? got.colourType : -1, c.colourType);
     EXPECT_EQ(c.compression != 0 ? got.compression : 0, c.compression);
   }
+  // A job: reset, resolution, the configure-image-data command for colour, size, start,
+  // delta rows, the records; end, reset.
+  ok({"rtl", path("page.tif"), "-o", path("job.rtl"), "--dpi", "600"});
+  const std::string job = Slurp(path("job.rtl")), reset = "\x1B\x45";
+  EXPECT_EQ(job.rfind(reset + "\x1B*t600R\x1B*r61S\x1B*r33T\x1B*r1A\x1B*b3M\x1B*b", 0), 0u);
+  EXPECT_EQ(job.substr(job.size() - 6), "\x1B*rC" + reset);
+  const std::string configure("\x1B*v6W\0\x03\x08\x08\x08\x08\x1B*r21S", 17);
+  EXPECT_NE(Slurp(path("colours.rtl")).find(configure), std::string::npos);
 }
 
 // --- Operations --------------------------------------------------------------
 
 // What the tool adds around the library's operations: angles brought into 0 to 360;
-// the sizes asked for; a rectangle of its own size cut out; the
-// background of a Group 4 page settled before a grey thumbnail; both images of a
-// composite made 32-bit and opaque; the facts of `info`.
+// the sizes asked for; a rectangle of its own size cut out; the background of a Group 4
+// page settled before a grey thumbnail; both images of a composite made 32-bit and
+// opaque; colour averaged unless --keep-lines; a bilevel page drawn on as such unless a
+// shape needs colour; the facts of `info`.
 TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   const Image page = Page(40, 30);
   WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{COMPRESSION_CCITTFAX4, 16});
-  WritePngFile(path("colours.png"), Colours(19, 11), false);
-  // Angles are brought into 0 to 360, -90 turning clockwise as 270 does: the block at
-  // the page's top left lands at the top right. A quarter turn back gives the page.
+  // -90 turns clockwise as 270 does: the block at the page's top left lands at the top
+  // right. A quarter turn back gives the page.
   ok({"rotate", path("page.tif"), "-90", "-o", path("minus.png")});
   ok({"rotate", path("page.tif"), "270", "-o", path("270.png")});
   ok({"rotate", path("270.png"), "90", "-o", path("back.png")});
@@ -194,18 +206,15 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
     }
   }
   // Mostly paper, so that the page's background reads as white.
-  Image sparse(40, 30);
+  Image sparse(40, 30), cut(10, 6);
   for (uint32_t i = 0; i < 30; ++i) {
     sparse.at(5, i) = sparse.at(i, 6) = kBlack;
   }
+  for (uint32_t i = 0; i < 60; ++i) {
+    cut.rgb[i] = sparse.at(2 + i % 10, 4 + i / 10);
+  }
   WriteBilevelTiff(path("strip.tif"), {sparse}, TiffLayout{});
   ok({"scale", path("strip.tif"), "-o", path("cut.pbm"), "--width", "10", "--rect", "2,4,11,9"});
-  Image cut(10, 6);
-  for (uint32_t y = 0; y < 6; ++y) {
-    for (uint32_t x = 0; x < 10; ++x) {
-      cut.at(x, y) = sparse.at(2 + x, 4 + y);
-    }
-  }
   EXPECT_EQ(Difference(ReadBack(path("cut.pbm")), cut), "");
 
   // A red source with one green pixel, keyed out, half over blue at 3,2.
@@ -220,8 +229,7 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   EXPECT_EQ(blended.at(4, 3), 0x0000FFu);
   EXPECT_EQ(blended.at(2, 2), 0x0000FFu);
 
-  // A colour reduction is averaged, as photos want: a one-pixel line a quarter's size
-  // turns grey; --keep-lines keeps it black.
+  // A one-pixel line a quarter's size turns grey; --keep-lines keeps it black.
   Image photo(40, 40);
   for (uint32_t x = 0; x < 40; ++x) {
     photo.at(x, 21) = kBlack;
@@ -233,8 +241,31 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
     const uint32_t line = ReadBack(path("small.ppm")).at(4, 5);
     EXPECT_TRUE(keep ? line == kBlack : line != kBlack && line != kWhite) << std::hex << line;
   }
+
+  // A black line keeps a bilevel page bilevel; a circle turns it into colour and says
+  // so; a rectangle with no fill of its own is filled with its stroke, clipped to the
+  // page; a line must lie on the page.
+  WritePbm(path("blank.pbm"), Image(40, 30), false);
+  answer({"draw", path("blank.pbm"), "-o", path("line.png"), "--line", "2,3,20,9"}, 0, {"bilevel"});
+  const Image lined = ReadBack(path("line.png"));
+  EXPECT_TRUE(lined.black(2, 3) && lined.black(20, 9) && !lined.black(20, 3));
+  EXPECT_EQ(lined.bitDepth, 1);
+  answer({"draw", path("blank.pbm"), "-o", path("shapes.png"), "--stroke", "FF0000", "--circle",
+          "12,15,6", "--fill", "0000FF", "--rect", "30,20,45,40", "--fill", "none", "--rect",
+          "25,2,35,8"},
+         0, {"draws no --circle, so it is drawn on in 32-bit colour"});
+  const Image shapes = ReadBack(path("shapes.png"));
+  const std::pair<std::array<uint32_t, 2>, uint32_t> spots[] = {{{18, 15}, 0xFF0000},
+                                                                {{12, 15}, kWhite},
+                                                                {{30, 25}, 0xFF0000},
+                                                                {{35, 25}, 0x0000FF},
+                                                                {{30, 5}, 0xFF0000}};
+  for (const auto &[at, colour] : spots) {
+    EXPECT_EQ(shapes.at(at[0], at[1]), colour) << at[0] << "," << at[1];
+  }
+  answer({"draw", path("blank.pbm"), "-o", path("x.png"), "--line", "0,0,40,3"}, 1, {});
   answer({"info", path("page.tif")}, 0, {"40 x 30 pixels", "coded bytes", "background   #FFFFFF"});
-  answer({"background", path("colours.png")}, 0, {});
+  answer({"background", path("photo.png")}, 0, {});
 }
 
 // --- Failures ----------------------------------------------------------------

@@ -147,47 +147,6 @@ inline void WriteBilevelTiff(const std::string &path, const std::vector<Image> &
   TIFFClose(tif);
 }
 
-// An 8-bit palette TIFF (channels 1) of a picture whose colours are k * 0x203040 for
-// k < 8, or an RGB (3) or RGBA (4) TIFF, LZW coded.
-inline void WriteColourTiff(const std::string &path, const Image &image, int channels) {
-  TIFF *tif = TIFFOpen(path.c_str(), "w");
-  ASSERT_NE(tif, nullptr);
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, image.w);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, image.h);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 8);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, channels == 1 ? PHOTOMETRIC_PALETTE : PHOTOMETRIC_RGB);
-  std::vector<uint16_t> map(3 * 256);
-  for (uint32_t k = 0; k < 8; ++k) {
-    for (int i = 0; i < 3; ++i) {
-      map[256 * i + k] = static_cast<uint16_t>((k * 0x203040u >> (16 - 8 * i) & 0xFF) * 257);
-    }
-  }
-  const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
-  if (channels == 1) {
-    TIFFSetField(tif, TIFFTAG_COLORMAP, map.data(), map.data() + 256, map.data() + 512);
-  } else if (channels == 4) {
-    TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
-  }
-  std::vector<uint8_t> row(size_t{image.w} * channels);
-  for (uint32_t y = 0; y < image.h; ++y) {
-    for (uint32_t x = 0; x < image.w; ++x) {
-      const uint32_t c = image.at(x, y);
-      uint8_t *p = row.data() + size_t{x} * channels;
-      p[0] = static_cast<uint8_t>(channels == 1 ? c / 0x203040u : c >> 16);
-      for (int i = 1; i < channels; ++i) {
-        p[i] =
-            i == 3 ? image.alpha[size_t{y} * image.w + x] : static_cast<uint8_t>(c >> (16 - 8 * i));
-      }
-    }
-    ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
-  }
-  TIFFClose(tif);
-}
-
 inline void WritePngFile(const std::string &path, const Image &image, bool alpha) {
   png_image png;
   std::memset(&png, 0, sizeof png);
@@ -206,6 +165,25 @@ inline void WritePngFile(const std::string &path, const Image &image, bool alpha
   }
   ASSERT_NE(png_image_write_to_file(&png, path.c_str(), 0, bytes.data(), 0, nullptr), 0)
       << png.message;
+}
+
+inline std::string Quote(const std::string &arg) {
+  std::string q = "'";
+  for (char c : arg) {
+    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  }
+  return q + "'";
+}
+
+// An RGB TIFF, RGBA with `alpha` (unassociated), or an 8-bit palette TIFF with
+// `palette`, LZW coded, made by ImageMagick from the picture as PNG.
+inline void WriteColourTiff(const std::string &path, const Image &image, bool alpha,
+                            bool palette = false) {
+  WritePngFile(path + ".png", image, alpha);
+  const std::string command = "convert " + Quote(path + ".png") +
+                              (palette ? " -type Palette" : "") +
+                              " -compress lzw TIFF:" + Quote(path);
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 // A PNG's bytes with the size its header declares changed (the header's CRC mended).
@@ -311,23 +289,19 @@ inline Image ReadTiff(const std::string &path) {
   return image;
 }
 
-inline std::string Quote(const std::string &arg) {
-  std::string q = "'";
-  for (char c : arg) {
-    q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return q + "'";
-}
-
-// PNG through libpng, TIFF through libtiff, PBM, PGM and PPM through netpbm.
+// PNG through libpng, TIFF through libtiff, PBM, PGM and PPM through netpbm, HP-RTL
+// through c2dimg's own reader.
 inline Image ReadBack(const std::string &path) {
   const std::string ext = fs::path(path).extension();
-  const std::string png = ext == ".png" ? path : path + ".png";
   if (ext == ".tif") {
     return ReadTiff(path);
   }
-  if (png != path && std::system(("pnmtopng " + Quote(path) + " >" + Quote(png)).c_str()) != 0) {
-    ADD_FAILURE() << "pnmtopng cannot read " << path;
+  const std::string png = ext == ".png" ? path : path + ".png";
+  const std::string make = ext == ".rtl"
+                               ? Quote(C2DIMG_PATH) + " convert --quiet " + Quote(path) + " -o "
+                               : "pnmtopng " + Quote(path) + " >";
+  if (png != path && std::system((make + Quote(png)).c_str()) != 0) {
+    ADD_FAILURE() << "cannot read " << path;
     return Image();
   }
   return ReadPng(png);
