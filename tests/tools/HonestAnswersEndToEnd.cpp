@@ -63,7 +63,7 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
     for (const Image &page : stored) {
       SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
       const std::string in = path("page.tif");
-      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{}) : WriteColourTiff(in, page, 3);
+      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{}) : WriteColourTiff(in, page, false);
       TIFF *tif = TIFFOpen(in.c_str(), "r+");
       ASSERT_NE(tif, nullptr);
       TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
