@@ -76,23 +76,19 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
   EXPECT_EQ(wrong, 0u);
 }
 
-TEST(EMFRenderTest, DocumentFactsComeFromTheHeader) {
-  Document doc;
-  ASSERT_NE(doc.image, nullptr);
-  EXPECT_EQ(doc.image->getRect(), ImgRect(81u, 81u));
-  EXPECT_EQ(doc.image->getTotalBytes(), 81u * 81 * 4);
-  double l = -1, t = -1, r = -1, b = -1, density = 0;
-  EXPECT_EQ(doc.image->getEMFExtents(l, t, r, b), IMG_OK);
-  EXPECT_EQ(doc.image->getEMFDensity(density), IMG_OK);
-  EXPECT_DOUBLE_EQ(l + t, 0.0);
-  EXPECT_DOUBLE_EQ(r, 1.0);
-  EXPECT_DOUBLE_EQ(b, 1.0);
-  EXPECT_DOUBLE_EQ(density, 1024 * 25.4 / 320);
-}
-
-// Crops, scales and both depths against the model; with the flag the replacement
-// colour is the paper, without it the paper stays white.
+// The document's facts from the header; crops, scales and both depths against the
+// model; with the flag the replacement colour is the paper, without it the paper stays
+// white.
 TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
+  Document facts;
+  ASSERT_NE(facts.image, nullptr);
+  EXPECT_EQ(facts.image->getRect(), ImgRect(81u, 81u));
+  EXPECT_EQ(facts.image->getTotalBytes(), 81u * 81 * 4);
+  double l = -1, t = -1, r = -1, b = -1, density = 0;
+  EXPECT_EQ(facts.image->getEMFExtents(l, t, r, b), IMG_OK);
+  EXPECT_EQ(facts.image->getEMFDensity(density), IMG_OK);
+  EXPECT_EQ(std::vector<double>({l, t, r, b}), std::vector<double>({0, 0, 1, 1}));
+  EXPECT_DOUBLE_EQ(density, 1024 * 25.4 / 320);
   const ImgRect whole(81u, 81u), crop(15u, 20u, 60u, 75u);
   struct Case {
     ImgRect source;
