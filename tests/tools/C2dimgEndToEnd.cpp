@@ -1,12 +1,6 @@
 // End-to-end tests of c2dimg: input files are made here with libtiff, libpng and
 // ghostscript, the built tool runs on them as a user would run it, and its outputs are
 // read back with libtiff and libpng and compared pixel by pixel.
-#include <gtest/gtest.h>
-#include <tiffio.h>
-
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "ToolTestSupport.h"
 

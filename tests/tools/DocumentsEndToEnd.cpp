@@ -1,10 +1,6 @@
 // c2dimg on documents the tests write: a metafile drawn with libEMF and a two-page PDF.
 // Each is told by its content, described by info, rendered by scale at the size
 // asked, and an unusable one or a missing page is refused with a message.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "ToolTestSupport.h"
 #include "render/EmfDrawing.h"

@@ -1,14 +1,11 @@
 // End-to-end tests of c2dimg's answers on files and outputs that a first run meets:
 // huge headers, read-only outputs, signals, turned TIFF pages, cut-short files and
 // the words it says.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
-#include <tiffio.h>
 
 #include <chrono>
-#include <string>
 #include <thread>
 
 #include "ToolTestSupport.h"
@@ -63,7 +60,8 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
     for (const Image &page : stored) {
       SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
       const std::string in = path("page.tif");
-      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{}) : WriteColourTiff(in, page, false);
+      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{})
+                      : WriteColourTiff(in, page, false);
       TIFF *tif = TIFFOpen(in.c_str(), "r+");
       ASSERT_NE(tif, nullptr);
       TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);

@@ -1,12 +1,8 @@
 // End-to-end tests of c2dimg's pictures: the same page gives the same picture in
 // every command whatever its storage, damaged sources are named, and the tool's
 // answers are honest.
-#include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include <cmath>
-#include <string>
-#include <vector>
 
 #include "ToolTestSupport.h"
 
