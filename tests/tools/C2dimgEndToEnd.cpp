@@ -330,38 +330,4 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   }
 }
 
-TEST_F(C2dimgTool, BadArgumentsGiveUsageAndStatus1) {
-  WritePbm(path("in.pbm"), Page(20, 10), false);
-  const std::string in = path("in.pbm"), out = path("out.png");
-  const std::vector<Args> cases = {
-      {},
-      {"frobnicate", in},
-      {"scale", in, "-o", out},
-      {"scale", in, "-o", out, "--width", "10", "--height", "5"},
-      {"scale", in, "-o", out, "--width", "ten"},
-      {"scale", in, "-o", out, "--width", "10", "--rect", "20,0,25,5"},
-      {"scale", in, "-o", out, "--width", "10", "--bogus"},
-      {"rotate", in, "a lot", "-o", out},
-      {"convert", in, "-o", path("out.xyz")},
-      {"convert", in, "-o", out, "--to", "7"},
-      {"composite", in, in, "-o", out, "--at", "50,50"},
-      {"composite", in, in, "-o", out, "--at", "1,1", "--key", "red"},
-  };
-  for (const Args &args : cases) {
-    SCOPED_TRACE(args.empty() ? "(none)" : args[0] + " " + args.back());
-    const Outcome outcome = run(args);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.err.find("usage: c2dimg"), std::string::npos) << outcome.err;
-    EXPECT_FALSE(fs::exists(out));
-  }
-  // Help is asked for, not a mistake: usage on stdout and status 0.
-  for (const char *command :
-       {"", "info", "scale", "rotate", "mirror", "convert", "background", "composite"}) {
-    SCOPED_TRACE(command);
-    const Outcome outcome = run(*command == '\0' ? Args{"--quiet"} : Args{command}, {"--help"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out.rfind("usage: c2dimg " + std::string(command), 0), 0u) << outcome.out;
-  }
-}
-
 }  // namespace

@@ -96,7 +96,8 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
 // done. --version answers; a --rect reaching past the page is cut to it with a note;
 // an RTL job whose rows do not fit a record fails without a file; -o - writes
 // standard output in --format's format, and --format overrides OUT's extension; an
-// existing read-only OUT is kept unless --force replaces it.
+// existing read-only OUT is kept unless --force replaces it. A usage error gives the
+// usage and 1, --help the usage on stdout and 0.
 TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   const Image page = Page(40, 24);
   WritePbm(path("page.pbm"), page, false);
@@ -115,7 +116,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   }
   WritePngFile(path("grey.png"), grey, false);
   WritePngFile(path("noise.png"), noise, false);
-  const std::string out = path("out.pbm");
+  const std::string out = path("out.pbm"), in = path("page.pbm"), o = path("never.png");
   const struct {
     Args args;
     int status;
@@ -145,12 +146,36 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
       {{"rtl", path("narrow.pbm"), "-o", path("narrow.png")}, 1, {}},
       {{"convert", path("page.pbm"), "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
       {{"convert", path("page.pbm"), "-o", path("kept.pbm"), "--force"}, 0, {}},
+      // Usage errors.
+      {{}, 1, {"usage: c2dimg"}},
+      {{"frobnicate", in}, 1, {"usage: c2dimg"}},
+      {{"scale", in, "-o", o}, 1, {"usage: c2dimg"}},
+      {{"scale", in, "-o", o, "--width", "10", "--height", "5"}, 1, {"usage: c2dimg"}},
+      {{"scale", in, "-o", o, "--width", "ten"}, 1, {"usage: c2dimg"}},
+      {{"scale", in, "-o", o, "--width", "10", "--rect", "50,0,55,5"}, 1, {"usage: c2dimg"}},
+      {{"scale", in, "-o", o, "--width", "10", "--bogus"}, 1, {"usage: c2dimg"}},
+      {{"rotate", in, "a lot", "-o", o}, 1, {"usage: c2dimg"}},
+      {{"convert", in, "-o", path("out.xyz")}, 1, {"usage: c2dimg"}},
+      {{"convert", in, "-o", o, "--to", "7"}, 1, {"usage: c2dimg"}},
+      {{"composite", in, in, "-o", o, "--at", "50,50"}, 1, {"usage: c2dimg"}},
+      {{"composite", in, in, "-o", o, "--at", "1,1", "--key", "red"}, 1, {"usage: c2dimg"}},
   };
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.args[0] + " " + c.args.back());
+    SCOPED_TRACE(c.args.empty() ? "(none)" : c.args[0] + " " + c.args.back());
     const std::string said = answer(c.args, c.status, c.says);
-    EXPECT_EQ(said.find("CImg") != std::string::npos, c.args.back() == "--verbose") << said;
+    EXPECT_EQ(said.find("CImg") != std::string::npos,
+              !c.args.empty() && c.args.back() == "--verbose")
+        << said;
     EXPECT_EQ(said.find("IMG_"), std::string::npos) << said;
+  }
+  EXPECT_FALSE(fs::exists(o));
+  // Help is asked for, not a mistake: usage on stdout and status 0.
+  for (const char *command :
+       {"", "info", "scale", "rotate", "mirror", "convert", "background", "composite"}) {
+    SCOPED_TRACE(command);
+    const Outcome outcome = run(*command == '\0' ? Args{"--quiet"} : Args{command}, {"--help"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out.rfind("usage: c2dimg " + std::string(command), 0), 0u) << outcome.out;
   }
   EXPECT_EQ(Difference(ReadBack(out), Page(203, 150)), "");  // page 2, before the cut
   EXPECT_FALSE(fs::exists(path("narrow.rtl")));
