@@ -1,6 +1,5 @@
-// End-to-end tests of c2dimg: input files are made here with libtiff, libpng and
-// ghostscript, the built tool runs on them as a user would run it, and its outputs are
-// read back with libtiff and libpng and compared pixel by pixel.
+// End-to-end tests of c2dimg: input files are made here, the built tool runs on them
+// as a user would run it, and its outputs are read back and compared pixel by pixel.
 
 #include "ToolTestSupport.h"
 

@@ -1,6 +1,6 @@
 // Shared by the end-to-end tests of c2dimg: input files made with libtiff, libpng and
-// ghostscript, outputs read back with them, and a fixture that runs the built tool as
-// a user would, in a scratch folder.
+// ImageMagick, outputs read back with libtiff, libpng and netpbm, and a fixture that
+// runs the built tool as a user would, in a scratch folder.
 #ifndef TESTS_TOOLS_TOOLTESTSUPPORT_H_
 #define TESTS_TOOLS_TOOLTESTSUPPORT_H_
 #include <gtest/gtest.h>
