@@ -1,13 +1,17 @@
 // CCITT_G4Decode on hand-coded rows: change lists and result codes of every mode,
-// make-up codes and ends of block, the state after a failure,
-// and the refusals that keep the decoder inside its buffers.
+// make-up codes and ends of block, the state after a failure, the refusals that keep
+// the decoder inside its buffers; then truncated streams, each decoded from an
+// exact-size heap copy so that a sanitizer sees any read past it. (Random and
+// bit-flipped input is the fuzz harness's.)
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "G4TiffOracle.h"
+#include "G4TiledPage.h"
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/internal/G4Tables.h"
 
@@ -189,6 +193,43 @@ TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
     EXPECT_EQ(CCITT_G4Decode(&d.tile, c.width, words.size()), c.want);
   }
   EXPECT_EQ(CCITT_G4Decode(nullptr, 8, 8), G4_DECODE_NO_DATA);
+}
+
+class G4CorruptTest : public G4DecodeTest {};
+
+// Every failure is a known code, and the same again on retry with the position held
+// (from an odd byteLoc the retry sees the drifted bitLoc and is refused as "no data");
+// the rows before it are right.
+TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
+  const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
+                                     G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
+  const uint32_t sizes[][2] = {{97, 30}, {1728, 8}, {5, 40}};
+  for (const auto &size : sizes) {
+    const g4test::Bitmap page = g4test::StrokePage(size[0], size[1], size[0]);
+    const std::vector<uint8_t> words = g4test::EncodeForDecoder(page);
+    ASSERT_FALSE(words.empty());
+    uint32_t lastRows = 0;
+    const size_t step = words.size() / 300 + 1;
+    for (size_t cut = 0; cut < words.size() + step; cut += step) {
+      SCOPED_TRACE("width " + std::to_string(size[0]) + ", cut at " + std::to_string(cut));
+      const std::vector<uint8_t> head(words.begin(), words.begin() + std::min(cut, words.size()));
+      // Bounded by the cut stream itself, and by a large image's total.
+      for (uint64_t limit : {uint64_t{head.size()}, uint64_t{1} << 30}) {
+        const g4test::DecodeOutcome out = g4test::DecodeStream(head, size[0], size[1], limit);
+        if (out.failure != G4_DECODE_OK) {
+          EXPECT_EQ(kFailures.count(out.failure), 1u) << out.failure;
+          EXPECT_EQ(out.retry, out.oddStart ? static_cast<short>(G4_DECODE_NO_DATA) : out.failure);
+          EXPECT_TRUE(out.held);
+        }
+        EXPECT_EQ(g4test::FirstDifference(out.image, g4test::FirstRows(page, out.decodedRows)), "");
+        if (limit != head.size()) {
+          EXPECT_GE(out.decodedRows, lastRows);  // more data never decodes fewer rows
+          lastRows = out.decodedRows;
+        }
+      }
+    }
+    EXPECT_EQ(lastRows, size[1]);  // the whole stream decodes every row
+  }
 }
 
 TEST(G4DecodeLifecycleTest, TablesComeAndGoWithOneGuardAndNoCount) {

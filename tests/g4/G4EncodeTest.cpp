@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -89,47 +88,6 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       }
     }
   }
-  CCITT_DisableG4Decode();
-}
-
-TEST(G4EncodeTest, LongRunsUseMakeUpAndExtendedMakeUpCodes) {
-  // Rows of runs alternating from white (a leading 0 starts black), the widest
-  // setting the width; a shorter row's rest takes the colour after its last run.
-  // Then every make-up code of both colours, each with another terminating code.
-  std::vector<std::vector<uint32_t>> rows = {{63, 64, 2559, 2560, 2561, 5000, 12000},
-                                             {0, 63, 64, 2559, 2560, 2561, 5000, 12000},
-                                             {1791, 1792, 1793, 2623, 2624, 2625, 5121, 10000},
-                                             {0, 1791, 1792, 1793, 2623, 2624, 2625, 5121, 10000},
-                                             {24850},
-                                             {0, 24850},
-                                             {12425, 1, 12424},
-                                             {0, 12425, 1, 12424}};
-  for (uint32_t k = 1; k <= 41; ++k) {
-    rows.push_back({64 * k + k % 64, 64 * k + (63 - k % 64)});
-    rows.push_back({0, 64 * k + (k * 7) % 64, 64 * k + k % 64});
-  }
-  uint32_t width = 0;
-  for (const auto &runs : rows) {
-    width = std::max(width, std::accumulate(runs.begin(), runs.end(), 0u));
-  }
-  Bitmap image(width, static_cast<uint32_t>(rows.size()));
-  for (uint32_t y = 0; y < image.height; ++y) {
-    uint32_t x = 0;
-    for (size_t i = 0; i < rows[y].size(); x += rows[y][i++]) {
-      if (i % 2 == 1) {
-        image.fill(x, x + rows[y][i], y);
-      }
-    }
-    if (rows[y].size() % 2 == 1) {
-      image.fill(x, image.width, y);
-    }
-  }
-  ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
-  const Bytes theirs = g4test::LibtiffStrip(image);
-  ExpectDecodes(theirs, image);
-  Bytes ours = Code(create_g4_tiff_strip_tmp, image);
-  ours.resize(theirs.size());
-  EXPECT_EQ(ours, theirs);
   CCITT_DisableG4Decode();
 }
 
