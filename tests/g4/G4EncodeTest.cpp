@@ -124,13 +124,11 @@ TEST(G4EncodeTest, WorkedValues) {
     EXPECT_EQ(bits, 1u);
     EXPECT_EQ(words[0], 0x8000u);
   }
-  // r white rows code as r one bits, then the end of block from bit r mod 8.
-  const uint32_t kTails[8] = {0x00100100, 0x00080080, 0x00040040, 0x00020020,
-                              0x00010010, 0x00008008, 0x00004004, 0x00002002};
+  // r white rows code as r one bits, then the end of block (00 10 01 00 for r = 0).
   for (BlockCoder coder : {createG4Tile, create_g4_tiff_strip_tmp}) {
     for (uint32_t r = 0; r <= 17; ++r) {
       Bytes want(r / 8, 0xFF);
-      const uint32_t tail = kTails[r % 8] | (0xFF00u >> (r % 8) & 0xFFu) << 24;
+      const uint32_t tail = static_cast<uint32_t>(0xFF00100100ull >> (r % 8));
       for (int shift = 24; shift >= 0; shift -= 8) {
         want.push_back(static_cast<uint8_t>(tail >> shift));
       }
