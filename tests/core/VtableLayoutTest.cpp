@@ -76,10 +76,8 @@ void ExpectEverySlotInOrder(const char *name) {
       EntryIndex(&C::composite),
       EntryIndex(static_cast<IImg *(C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOp)),
       EntryIndex(static_cast<IImg *(C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOp)),
-      EntryIndex(
-          static_cast<void (C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOpInPlace)),
-      EntryIndex(
-          static_cast<void (C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOpInPlace)),
+      EntryIndex(static_cast<void (C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOpInPlace)),
+      EntryIndex(static_cast<void (C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOpInPlace)),
       EntryIndex(&C::clone),
       EntryIndex(&C::drawArc),
       EntryIndex(&C::drawCircle),
@@ -94,8 +92,8 @@ void ExpectEverySlotInOrder(const char *name) {
       EntryIndex(&C::mirrorThis),
       EntryIndex(&C::rotate),
       EntryIndex(static_cast<IImg *(C::*)(double, ImgScaleAttr &)>(&C::scale)),
-      EntryIndex(static_cast<IImg *(C::*)(const ImgRect &, const ImgRect &, ImgScaleAttr &)>(
-          &C::scale)),
+      EntryIndex(
+          static_cast<IImg *(C::*)(const ImgRect &, const ImgRect &, ImgScaleAttr &)>(&C::scale)),
       EntryIndex(static_cast<IImg *(C::*)(const ImgRect &, unsigned, unsigned, ImgScaleAttr &)>(
           &C::scale)),
       EntryIndex(&C::stream),
