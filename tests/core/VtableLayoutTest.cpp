@@ -26,9 +26,6 @@ std::ptrdiff_t EntryIndex(MemberFn fn) {
   return (raw - 1) / static_cast<std::ptrdiff_t>(sizeof(void *));
 }
 
-// Slot 0 is the destructor, which occupies entries 0 and 1; slot s >= 1 is entry s + 1.
-std::ptrdiff_t EntryOfSlot(int slot) { return slot + 1; }
-
 // Opens the protected slot 56 of class C.
 template <typename C>
 struct Opened : C {
@@ -106,7 +103,8 @@ void ExpectEverySlotInOrder(const char *name) {
     entries.push_back(Opened<C>::InitDataEntry());
   }
   for (size_t i = 0; i < entries.size(); ++i) {
-    EXPECT_EQ(entries[i], EntryOfSlot(static_cast<int>(i) + 1)) << "slot " << i + 1;
+    // Slot 0 is the destructor, in entries 0 and 1; slot s >= 1 is entry s + 1.
+    EXPECT_EQ(entries[i], static_cast<std::ptrdiff_t>(i) + 2) << "slot " << i + 1;
   }
 }
 
