@@ -1,5 +1,10 @@
-// CImg: the protected static helpers and the tile counts of a bare image.
+// CImg: the protected static helpers, the tile counts of a bare image, the bilevel
+// background threshold read from the user's settings file under a key root named by
+// the environment; and CImgErr, which counts every report, success included, and
+// keeps the last.
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "Image/Core2DImage.h"
 #include "ImgTestSupport.h"
@@ -49,6 +54,59 @@ TEST(CImgTest, TileCountsOfABareImageAreZeroNotAFault) {
   ASSERT_NE(bare, nullptr);
   EXPECT_EQ(bare->getWidthInTiles(), 0u);
   EXPECT_EQ(bare->peekData(), nullptr);  // no header: initData refuses
+}
+
+TEST(BGThresholdTest, RootFileSectionAndValueEachDecide) {
+  c2d_test::ScopedSettings settings;
+  c2d_test::ImgPtr<CImg32> image(CImg32::create(1, 1, RGB_ORDER_BGR));
+  const std::string longRoot(1500, 'k');
+  const std::string longFile =
+      "[" + longRoot.substr(0, 1023) + "\\Orvex2DViewer\\RasterData]\n1BitBGThreshold=30\n";
+  const std::string kR = "[R\\Orvex2DViewer\\RasterData]\n";
+  struct Case {
+    const char *name;
+    const char *root;  // null: unset
+    std::string file;  // empty: no file
+    double expected;
+  };
+  const Case cases[] = {
+      {"no root", nullptr, kR + "1BitBGThreshold=40\n", 0.55},
+      {"empty root", "", "[\\Orvex2DViewer\\RasterData]\n1BitBGThreshold=40\n", 0.55},
+      {"no file", "R", "", 0.55},
+      {"composed key, first section passed over", "Software\\Acme",
+       "; viewer settings\n[Other]\n1BitBGThreshold=10\n"
+       "[Software\\Acme\\Orvex2DViewer\\RasterData]\n  1BitBGThreshold = 40 \n",
+       0.40},
+      {"taken with its sign", "R", kR + "1BitBGThreshold=-250\n", -2.5},
+      {"a control character cuts the root", "R\x01Ignored", kR + "1BitBGThreshold=70\n", 0.70},
+      {"the root is cut at 1023 bytes", longRoot.c_str(), longFile, 0.30},
+      {"not a number", "R", kR + "1BitBGThreshold=forty\n", 0.55},
+      {"not whole", "R", kR + "1BitBGThreshold=4.5\n", 0.55},
+      {"beyond 32 bits", "R", kR + "1BitBGThreshold=99999999999\n", 0.55},
+      {"the section must match exactly", "R",
+       "[r\\orvex2dviewer\\rasterdata]\n1BitBGThreshold=40\n", 0.55},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    settings.write(c.root, c.file.empty() ? nullptr : c.file.c_str());
+    EXPECT_DOUBLE_EQ(image->get1BitBGThreshold(), c.expected);
+  }
+}
+
+TEST(CImgErrTest, CountsEverySetAndKeepsTheLastCode) {
+  char file[] = "test";
+  c2d_test::ErrWatch watch;
+  CImgErr::set(IMG_OK, file, 1);
+  EXPECT_EQ(CImgErr::setr(IMG_DECODE_FAILED, file, 2), IMG_DECODE_FAILED);
+  EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
+  EXPECT_EQ(watch.reports(), 2u);  // success counts too
+
+  const ImgErr codes[] = {IMG_OK,          IMG_FALSE,        IMG_FAIL, IMG_OUT_OF_MEMORY,
+                          IMG_INVALID_ARG, IMG_DECODE_FAILED};
+  const uint32_t values[] = {0, 1, 0x80004005u, 0x8007000Eu, 0x80070057u, 0x87004005u};
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(static_cast<uint32_t>(codes[i]), values[i]) << i;
+  }
 }
 
 }  // namespace

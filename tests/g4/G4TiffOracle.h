@@ -148,6 +148,20 @@ inline const Pattern kPatterns[] = {
          }
        }
      }},
+    {"make-up runs",
+     // Runs of 64k + (7k + y) % 64 for k = 1, 2, ..., alternating from white on even
+     // rows and from black on odd ones: at a width of 70001, every make-up code of both
+     // colours and runs of more than 2560.
+     [](Bitmap &image, Rng &) {
+       for (uint32_t y = 0; y < image.height; ++y) {
+         for (uint32_t x = 0, k = 1, len = 0; x < image.width; x += len, ++k) {
+           len = 64 * k + (7 * k + y) % 64;
+           if ((k + y) % 2 == 0) {
+             image.fill(x, x + len, y);
+           }
+         }
+       }
+     }},
 };
 
 // A file in memory behind libtiff's client interface.

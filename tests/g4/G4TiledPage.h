@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <vector>
 
 #include "G4TiffOracle.h"
@@ -37,10 +36,8 @@ struct TiledPage {
   c2d_test::ImgPtr<G4Page> image;
 };
 
-// `edit` may change a tile's coded bytes (index row-major) before they are copied.
-inline TiledPage MakeTiledPage(
-    const Bitmap &source, unsigned tw, unsigned th, ImgAlignmentEnum align = IMG_ALIGN_NONE,
-    const std::function<void(unsigned, std::vector<uint8_t> &)> &edit = nullptr) {
+inline TiledPage MakeTiledPage(const Bitmap &source, unsigned tw, unsigned th,
+                               ImgAlignmentEnum align = IMG_ALIGN_NONE) {
   TiledPage page{source, tw, th, {}, c2d_test::ImgPtr<G4Page>(new G4Page())};
   const unsigned across = (source.width + tw - 1) / tw;
   const unsigned down = (source.height + th - 1) / th;
@@ -56,10 +53,7 @@ inline TiledPage MakeTiledPage(
       }
     }
     streams.push_back(white ? std::vector<uint8_t>() : EncodeForDecoder(tile));
-    if (edit) {
-      edit(i, streams.back());
-    }
-    page.empty.push_back(streams.back().empty());
+    page.empty.push_back(white);
   }
   std::vector<unsigned char *> data;
   std::vector<unsigned> counts;
