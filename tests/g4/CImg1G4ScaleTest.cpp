@@ -238,6 +238,8 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
 
 TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirst) {
   Bitmap light = g4test::StrokePage(203, 157, 4, 0.15);
+  // An ink share of about 0.4: light paper, though far above a lowered threshold.
+  Bitmap heavy = g4test::StrokePage(203, 157, 4, 0.35);
   Bitmap dark = light;
   for (uint8_t &b : dark.bits) {
     b = static_cast<uint8_t>(~b);
@@ -256,6 +258,7 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
       {"light paper", tiled(light), all, 26, 20},
       {"dark paper", tiled(dark), all, 51, 40},
       {"a rectangle", tiled(light), ImgRect(3u, 5u, 199u, 150u), 29, 21},
+      {"heavy ink on light paper", tiled(heavy), all, 26, 20},
       {"the same size", tiled(light), all, 203, 157},
       {"a failed row", BackwardRunTile, ImgRect(0u, 0u, 15u, 7u), 8, 4},
   };
