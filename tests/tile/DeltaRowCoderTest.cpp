@@ -1,0 +1,91 @@
+// The row coder against a plain byte-by-byte model of greedy delta-row coding, over
+// rows long enough to span several mask passes and over every payload limit.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Image/Core2DImage.h"
+#include "Image/tile/internal/DeltaRowCoder.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
+
+// The commands of `row` against `seed`, and the payload length after each command.
+Bytes ModelPayload(const Bytes &seed, const Bytes &row, std::vector<size_t> &ends) {
+  Bytes out;
+  for (size_t i = 0, previousEnd = 0; i < row.size();) {
+    if (seed[i] == row[i]) {
+      ++i;
+      continue;
+    }
+    size_t run = 0;
+    while (run < 8 && i + run < row.size() && seed[i + run] != row[i + run]) {
+      ++run;
+    }
+    const size_t offset = i - previousEnd;
+    out.push_back(static_cast<uint8_t>((run - 1) << 5 | std::min<size_t>(offset, 31)));
+    if (offset >= 31) {
+      size_t rest = offset - 31;
+      for (; rest >= 255; rest -= 255) {
+        out.push_back(0xFF);
+      }
+      out.push_back(static_cast<uint8_t>(rest));
+    }
+    out.insert(out.end(), row.begin() + i, row.begin() + i + run);
+    previousEnd = i += run;
+    ends.push_back(out.size());
+  }
+  return out;
+}
+
+// Every capacity at and just past each command's end: a command that would bring
+// the payload to the capacity fails the row, and the commands before it stand.
+TEST(DeltaRowCoderTest, MatchesAPlainModelAtEveryPayloadLimit) {
+  std::mt19937 rng(1616);
+  for (int t = 0; t < 240; ++t) {
+    const bool wide = t % 6 == 0;
+    const size_t rowBytes = 1 + rng() % (wide ? 9000 : 700);
+    const unsigned maxRun = 1 + rng() % 24, maxGap = 1 + rng() % (wide ? 900 : 120);
+    Bytes seed(rowBytes), row;
+    std::generate(seed.begin(), seed.end(), [&] { return static_cast<uint8_t>(rng()); });
+    row = seed;
+    for (size_t at = rng() % maxGap; at < rowBytes; at += 1 + rng() % maxGap) {
+      for (const size_t end = std::min<size_t>(rowBytes, at + 1 + rng() % maxRun); at < end; ++at) {
+        row[at] ^= static_cast<uint8_t>(1 + rng() % 255);
+      }
+    }
+    std::vector<size_t> ends;
+    const Bytes model = ModelPayload(seed, row, ends);
+    std::vector<size_t> limits{model.size() + 1};
+    for (const size_t end : ends) {
+      limits.insert(limits.end(), {end, end + 1});
+    }
+    for (const size_t limit : limits) {
+      Bytes payload(limit), out(model.size() + 32);
+      uint32_t length = 0;
+      const bool ok = Coder::outputRTLForRow(
+          {out.data(), static_cast<uint32_t>(out.size()), length}, seed.data(), row.data(),
+          payload.data(), limit, static_cast<unsigned>(rowBytes));
+      ASSERT_EQ(ok, limit > model.size()) << t << " " << limit;
+      if (ok) {
+        const std::string head = "\x1B*b" + std::to_string(model.size()) + "W";
+        ASSERT_EQ(length, head.size() + model.size()) << t;
+        ASSERT_TRUE(std::equal(head.begin(), head.end(), out.begin())) << t;
+        ASSERT_TRUE(std::equal(model.begin(), model.end(), out.begin() + head.size())) << t;
+        continue;
+      }
+      const auto failing = std::lower_bound(ends.begin(), ends.end(), limit);
+      const size_t stands = failing == ends.begin() ? 0 : failing[-1];
+      ASSERT_EQ(length, 0u) << t;
+      ASSERT_TRUE(std::equal(model.begin(), model.begin() + stands, payload.begin()))
+          << t << " " << limit;
+    }
+  }
+}
+
+}  // namespace
