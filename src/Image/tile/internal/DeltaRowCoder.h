@@ -360,9 +360,10 @@ class DeltaRowCoder {
     for (uint32_t first = 0; first < blocks; first += kChunk) {
       const uint32_t count = blocks - first < kChunk ? blocks - first : kChunk;
       uint64_t changed = 0;  // bit i: block first + i has a difference
-      for (uint32_t i = 0; i < count; ++i) {
+      uint64_t bit = 1;
+      for (uint32_t i = 0; i < count; ++i, bit <<= 1) {
         masks[i] = DiffMask(seed, row, (first + i) * 64, rowBytes);
-        changed |= uint64_t{masks[i] != 0} << i;
+        changed |= masks[i] != 0 ? bit : 0;
       }
       masks[count] =
           first + count < blocks ? DiffMask(seed, row, (first + count) * 64, rowBytes) : 0;
