@@ -39,6 +39,8 @@ class DeltaRowCoder {
   // Bits 7 to 5 of a command byte, by run length (index 0 is never a run).
   static constexpr unsigned char kRunBits[9] = {0x00, 0x00, 0x20, 0x40, 0x60,
                                                 0x80, 0xA0, 0xC0, 0xE0};
+  // How many 64-byte blocks CodeRow compares in one pass before their commands.
+  static constexpr uint32_t kChunk = 64;
   // The longest run one command replaces.
   static constexpr uint32_t kMaxRun = 8;
 
@@ -298,29 +300,50 @@ class DeltaRowCoder {
     return true;
   }
 
-  // A command whose offset is under 286, written with fixed stores: its offset byte
-  // and eight row bytes go out whatever the run; the result is the command's own
-  // length. The caller leaves room for ten bytes and eight readable row bytes.
+  // The first two bytes of a command by its offset under 286, as one native 16-bit
+  // word (the second byte is the data's when the offset is short), and how many of
+  // them come before the data; the run bits go in at kRunShift.
+  struct ShortForms {
+    uint16_t head[286];
+    unsigned char skip[286];
+  };
+  static constexpr ShortForms MakeShortForms() {
+    ShortForms t{};
+    for (uint32_t offset = 0; offset < 286; ++offset) {
+      const uint32_t first = offset < 31 ? offset : 31, second = (offset - 31) & 0xFF;
+      t.head[offset] =
+          static_cast<uint16_t>(C2D_TILE_LITTLE_ENDIAN ? first | second << 8 : second | first << 8);
+      t.skip[offset] = static_cast<unsigned char>(offset < 31 ? 1 : 2);
+    }
+    return t;
+  }
+  static constexpr ShortForms kShortForms = MakeShortForms();
+  static constexpr uint32_t kRunShift = C2D_TILE_LITTLE_ENDIAN ? 5 : 13;
+
+  // A command whose offset is under 286, written with fixed stores: its first two
+  // bytes and eight row bytes go out whatever the run; the result is the command's
+  // own length. The caller leaves room for ten bytes and eight readable row bytes.
   static uint32_t PutShortCommand(const unsigned char *from, uint32_t offset, uint32_t run,
                                   unsigned char *command) {
-    const uint32_t longForm = offset >= 31 ? 1 : 0;
-    command[0] = static_cast<unsigned char>((run - 1) << 5 | (longForm != 0 ? 31 : offset));
-    command[1] = static_cast<unsigned char>(offset - 31);
-    std::memcpy(command + 1 + longForm, from, 8);
-    return 1 + longForm + run;
+    const uint16_t head = static_cast<uint16_t>(kShortForms.head[offset] | (run - 1) << kRunShift);
+    std::memcpy(command, &head, 2);
+    std::memcpy(command + kShortForms.skip[offset], from, 8);
+    return kShortForms.skip[offset] + run;
   }
 
   // One row's commands into `payload` from `length` on. The differing bytes are
   // taken 64 at a time as a bit mask, so the ends of runs and gaps come from bit
   // arithmetic instead of a branch per byte, which a drawing's scattered short runs
-  // mispredict. In a block whose runs are all at most 8 long and stay inside it,
-  // every run is one command: its start and end bits are walked side by side. Other
-  // blocks take one command at a time from the lowest bit not yet coded, over the set
-  // bits above it cut at 8 (the next block's low bits complete a run at the top).
+  // mispredict. The masks of up to kChunk blocks are taken first, in one pass with
+  // no branch on their contents, and only the blocks that differ are visited: an
+  // equal block costs no branch either way. In a block whose runs are all at most 8
+  // long and stay inside it, every run is one command: its start and end bits are
+  // walked side by side and its first two bytes come from kShortForms. Other blocks
+  // take one command at a time from the lowest bit not yet coded, over the set bits
+  // above it cut at 8 (the next block's low bits complete a run at the top).
   static bool CodeRow(const unsigned char *seed, const unsigned char *row, unsigned char *payload,
                       uint64_t capacity, uint32_t rowBytes, uint64_t &length) {
     const uint32_t blocks = rowBytes / 64 + (rowBytes % 64 != 0 ? 1 : 0);
-    uint64_t next = blocks != 0 ? DiffMask(seed, row, 0, rowBytes) : 0;
     uint32_t previousEnd = 0;
     uint64_t used = length;
     const auto put = [&](uint32_t position, uint32_t run) {
@@ -333,56 +356,69 @@ class DeltaRowCoder {
       previousEnd = position + run;
       return true;
     };
-    for (uint32_t b = 0; b < blocks; ++b) {
-      const uint32_t base = b * 64;
-      // A run from the block before may have coded up to 7 bytes of this one.
-      uint64_t m = next & ~uint64_t{0} << (previousEnd > base ? previousEnd - base : 0);
-      next = b + 1 < blocks ? DiffMask(seed, row, base + 64, rowBytes) : 0;
-      if (m == 0) {
-        continue;
+    uint64_t masks[kChunk + 1];
+    for (uint32_t first = 0; first < blocks; first += kChunk) {
+      const uint32_t count = blocks - first < kChunk ? blocks - first : kChunk;
+      uint64_t changed = 0;  // bit i: block first + i has a difference
+      uint64_t bit = 1;
+      for (uint32_t i = 0; i < count; ++i, bit <<= 1) {
+        masks[i] = DiffMask(seed, row, (first + i) * 64, rowBytes);
+        changed |= masks[i] != 0 ? bit : 0;
       }
-      uint64_t nine = m & m >> 1;  // bit i: bytes i to i + 8 all differ
-      nine &= nine >> 2;
-      nine &= nine >> 4;
-      nine &= m >> 8;
-      uint64_t starts = m & ~(m << 1);
-      uint64_t ends = m & ~(m >> 1);
-      // Every run one command, the first offset short, ten bytes of room for each of
-      // the at most 32 commands and eight readable bytes after each start: then only
-      // fixed stores, and an offset inside the block is always under 64.
-      if (((nine | (m >> 63 & next)) == 0) & (base + Ctz64(starts) - previousEnd < 286) &
-          (rowBytes - base >= 72) & (used + 330 < capacity)) {
-        unsigned char *command = payload + used;
-        const unsigned char *from = row + base;
-        // PutShortCommand spelt out in 64 bits, which spares a conversion or two a
-        // command; the first end may lie before the block.
-        int64_t end = int64_t{previousEnd} - int64_t{base};
-        do {
-          const uint64_t s = Ctz64(starts);
-          const uint64_t e = Ctz64(ends);
-          const uint64_t offset = static_cast<uint64_t>(static_cast<int64_t>(s) - end);
-          const uint64_t longForm = offset >= 31 ? 1 : 0;
-          command[0] = static_cast<unsigned char>((e - s) << 5 | (longForm != 0 ? 31 : offset));
-          command[1] = static_cast<unsigned char>(offset - 31);
-          std::memcpy(command + 1 + longForm, from + s, 8);
-          command += longForm + 2 + (e - s);
-          end = static_cast<int64_t>(e) + 1;
-          starts &= starts - 1;
-          ends &= ends - 1;
-        } while (starts != 0);
-        used = static_cast<uint64_t>(command - payload);
-        previousEnd = base + static_cast<uint32_t>(end);
-        continue;
-      }
-      while (m != 0) {
-        const uint32_t s = Ctz64(m);
-        const uint64_t window = m >> s | (next << 1) << (63 - s);
-        const uint32_t run = Ctz64(~window | 0x100);
-        if (!put(base + s, run)) {
-          length = used;
-          return false;
+      masks[count] =
+          first + count < blocks ? DiffMask(seed, row, (first + count) * 64, rowBytes) : 0;
+      while (changed != 0) {
+        const uint32_t i = Ctz64(changed);
+        changed &= changed - 1;
+        const uint32_t base = (first + i) * 64;
+        const uint64_t next = masks[i + 1];
+        uint64_t m = masks[i];
+        // A run from the block before may have coded up to 7 bytes of this one.
+        if (previousEnd > base) {
+          m &= ~uint64_t{0} << (previousEnd - base);
+          if (m == 0) {
+            continue;
+          }
         }
-        m &= (~uint64_t{0} << s) << run;
+        uint64_t nine = m & m >> 1;  // bit i: bytes i to i + 8 all differ
+        nine &= nine >> 2;
+        nine &= nine >> 4;
+        nine &= m >> 8;
+        uint64_t starts = m & ~(m << 1);
+        uint64_t ends = m & ~(m >> 1);
+        // Every run one command, the first offset short, ten bytes of room for each of
+        // the at most 32 commands and eight readable bytes after each start: then only
+        // fixed stores, and an offset inside the block is always under 64.
+        if (((nine | (m >> 63 & next)) == 0) & (base + Ctz64(starts) - previousEnd < 286) &
+            (rowBytes - base >= 72) & (used + 330 < capacity)) {
+          unsigned char *command = payload + used;
+          const unsigned char *from = row + base;
+          // The first end may lie in an earlier block: the offset wraps back.
+          uint64_t end = uint64_t{previousEnd} - base;
+          do {
+            const uint64_t s = Ctz64(starts);
+            const uint64_t e = Ctz64(ends);
+            const uint64_t offset = s - end;
+            command += PutShortCommand(from + s, static_cast<uint32_t>(offset),
+                                       static_cast<uint32_t>(e - s + 1), command);
+            end = e + 1;
+            starts &= starts - 1;
+            ends &= ends - 1;
+          } while (starts != 0);
+          used = static_cast<uint64_t>(command - payload);
+          previousEnd = base + static_cast<uint32_t>(end);
+          continue;
+        }
+        while (m != 0) {
+          const uint32_t s = Ctz64(m);
+          const uint64_t window = m >> s | (next << 1) << (63 - s);
+          const uint32_t run = Ctz64(~window | 0x100);
+          if (!put(base + s, run)) {
+            length = used;
+            return false;
+          }
+          m &= (~uint64_t{0} << s) << run;
+        }
       }
     }
     length = used;
