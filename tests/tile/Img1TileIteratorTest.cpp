@@ -162,50 +162,6 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
   }
 }
 
-// Runs and gaps of many lengths across the coder's 64-byte blocks, past the short
-// offsets and up to the row's end decode strictly, which leaves one greedy coding;
-// its payload fits a scratch of exactly its length plus one and no less.
-TEST(DeltaRowCoderTest, RandomRowsDecodeStrictlyAtTheExactCapacity) {
-  std::mt19937 rng(16);
-  for (int t = 0; t < 3000; ++t) {
-    const bool wide = t % 8 == 0;
-    const unsigned rowBytes = 1 + rng() % (wide ? 900 : 200);
-    const unsigned maxRun = 1 + rng() % 20, maxGap = 1 + rng() % (wide ? 400 : 40);
-    Bytes seed(rowBytes);
-    for (auto &b : seed) {
-      b = static_cast<uint8_t>(rng());
-    }
-    Bytes row = seed;
-    for (size_t at = rng() % maxGap; at < rowBytes; at += 1 + rng() % maxGap) {
-      for (const size_t end = std::min<size_t>(rowBytes, at + 1 + rng() % maxRun); at < end; ++at) {
-        row[at] ^= static_cast<uint8_t>(1 + rng() % 255);
-      }
-    }
-    const auto code = [rowBytes](const Bytes &from, const Bytes &to, uint64_t capacity,
-                                 Bytes &out) {
-      Bytes payload(capacity), copy = to;
-      uint32_t length = 0;
-      const bool ok =
-          Coder::outputRTLForRow({out.data(), static_cast<uint32_t>(out.size()), length},
-                                 from.data(), copy.data(), payload.data(), capacity, rowBytes);
-      out.resize(length);
-      return ok;
-    };
-    // The seed row first, coded against the zero seed a decoder starts from.
-    Bytes first(4 * rowBytes + 32), out(first.size()), exact(out.size()), under(out.size());
-    ASSERT_TRUE(code(Bytes(rowBytes, 0), seed, 3 * rowBytes + 16, first));
-    ASSERT_TRUE(code(seed, row, 3 * rowBytes + 16, out));
-    Bytes both = first;
-    both.insert(both.end(), out.begin(), out.end());
-    const auto decoded = c2dimg::rtl::DecodeRtl(both, rowBytes);
-    ASSERT_EQ(decoded.fault, "") << t;
-    ASSERT_EQ(decoded.rows, (std::vector<Bytes>{seed, row})) << t;
-    const size_t payloadLength = out.end() - std::find(out.begin(), out.end(), 'W') - 1;
-    EXPECT_TRUE(code(seed, row, payloadLength + 1, exact) && exact == out) << t;
-    EXPECT_TRUE(payloadLength == 0 || !code(seed, row, payloadLength, under)) << t;
-  }
-}
-
 // An edge tile leaves the buffer as if cleared before coding, whether all its rows
 // fit or it stops part way: the earlier tiles' bytes and all past its records are zero.
 TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
