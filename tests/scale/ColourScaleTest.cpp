@@ -1,5 +1,5 @@
-// CImg32 scaling: worked examples of each worker, the worker each request reaches,
-// clipping of the source, refusals, and the background retry on a reduced copy.
+// CImg32 and CImg8 scaling: worked examples of each worker, the worker each request
+// reaches, clipping of the source, refusals, and the background retry on a reduced copy.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/resource.h>
@@ -18,10 +18,18 @@
 
 namespace {
 
+using c2d_test::Drawn32;
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
 using Pixels = std::vector<unsigned>;
 using Bytes = std::vector<unsigned char>;
+
+struct Open8 : CImg8 {
+  using CImg8::Enlarge;
+  using CImg8::Reduce_bkg;
+};
+using Worker8 = CImg8 *(CImg8::*)(unsigned, unsigned, const ImgRect &);
+const Worker8 kEnlarge8 = &Open8::Enlarge, kReduceBkg8 = &Open8::Reduce_bkg;
 
 struct Open : CImg32 {
   using CImg32::Enlarge;
@@ -40,20 +48,15 @@ const Worker kReduceResample = &Open::ReduceResample;
 constexpr unsigned kWhite = 0x00FFFFFFu;
 constexpr unsigned kRgb = 0x00FFFFFFu;  // ReduceResample leaves channel 3 unwritten
 
-template <typename F>
-ImgPtr<CImg32> Image(unsigned w, unsigned h, F &&f) {
-  return c2d_test::Drawn32(w, h, std::forward<F>(f));
-}
-
 // White paper, a third of it random colours.
 ImgPtr<CImg32> Noise(unsigned w, unsigned h, unsigned seed) {
   std::mt19937 rng(seed);
-  return Image(w, h, [&](unsigned, unsigned) { return rng() % 3 == 0 ? rng() : kWhite; });
+  return Drawn32(w, h, [&](unsigned, unsigned) { return rng() % 3 == 0 ? rng() : kWhite; });
 }
 
 // White with one `ink` pixel at (x, y).
 ImgPtr<CImg32> Dot(unsigned w, unsigned h, unsigned x, unsigned y, unsigned ink = 0x102030u) {
-  return Image(w, h, [=](unsigned i, unsigned j) { return i == x && j == y ? ink : kWhite; });
+  return Drawn32(w, h, [=](unsigned i, unsigned j) { return i == x && j == y ? ink : kWhite; });
 }
 
 ImgPtr<CImg32> Apply(CImg32 &image, Worker worker, unsigned w, unsigned h, const ImgRect &r) {
@@ -80,8 +83,8 @@ Pixels Greys(std::initializer_list<unsigned> levels) {
 
 TEST(CImg32ScaleTest, WorkedExamples) {
   const auto line = [](const std::vector<unsigned> &levels, bool across) {
-    return Image(across ? 8 : 1, across ? 1 : 8,
-                 [=](unsigned x, unsigned y) { return levels[x + y] * 0x010101u | 0xAB000000u; });
+    return Drawn32(across ? 8 : 1, across ? 1 : 8,
+                   [=](unsigned x, unsigned y) { return levels[x + y] * 0x010101u | 0xAB000000u; });
   };
   const std::vector<unsigned> bump = {40, 255, 255, 255, 0, 0, 0, 0};
   // The cubic kernel's overshoot at the steps (281.875, 286.875, -31.875) is clamped,
@@ -89,11 +92,11 @@ TEST(CImg32ScaleTest, WorkedExamples) {
   const Pixels bumpOut = Greys({40, 148, 255, 255, 255, 255, 255, 128, 0, 0, 0, 0, 0, 0, 0, 0});
   const Pixels colour4(4, 0x00C08040u), uniform6(6, 0x00123456u);
   const auto patch = [] {  // 16 of 100 pixels: not the background
-    return Image(10, 10,
-                 [](unsigned x, unsigned y) { return x < 4 && y < 4 ? 0x00C08040u : kWhite; });
+    return Drawn32(10, 10,
+                   [](unsigned x, unsigned y) { return x < 4 && y < 4 ? 0x00C08040u : kWhite; });
   };
   const ImgRect r3(3u, 3u);
-  const auto uniform = [] { return Image(7, 5, [](unsigned, unsigned) { return 0x00123456u; }); };
+  const auto uniform = [] { return Drawn32(7, 5, [](unsigned, unsigned) { return 0x00123456u; }); };
   struct {
     const char *name;
     ImgPtr<CImg32> image;
@@ -188,18 +191,14 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg32> image = Noise(100, 100, 2);
   ImgPtr<CImg8> lazy8(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ImgPtr<CImg8> image8 = c2d_test::Make8(8, 8, Bytes(64, 1));
-  struct Open8 : CImg8 {
-    using CImg8::Enlarge;
-    using CImg8::Reduce_bkg;
-  };
   const ImgRect all = image->getRect(), all8 = image8->getRect();
   ImgScaleAttr attr;
   const auto noTables = [&](Worker worker, unsigned w, unsigned h) {
     c2d_test::FailTables fail(0);
     return Apply(*image, worker, w, h, all).release();
   };
-  const auto call8 = [&](CImg8 *(CImg8::*worker)(unsigned, unsigned, const ImgRect &), unsigned w,
-                         unsigned h, const ImgRect &r, bool fail = false) {
+  const auto call8 = [&](Worker8 worker, unsigned w, unsigned h, const ImgRect &r,
+                         bool fail = false) {
     c2d_test::FailTables tables(fail ? 0 : 1 << 30);
     return ((*image8).*worker)(w, h, r);
   };
@@ -228,9 +227,9 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
       {"8: no pixels, factor", [&] { return lazy8->scale(2.0, attr); }, IMG_FAIL},
       {"8: no pixels, size", [&] { return lazy8->scale(all8, 8, 8, attr); }, IMG_FAIL},
       {"8: negative factor", [&] { return image8->scale(-2.0, attr); }, IMG_OK},
-      {"8: enlarge, wrapped side", [&] { return call8(&Open8::Enlarge, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
-      {"8: reduce, wider", [&] { return call8(&Open8::Reduce_bkg, 9, 2, all8); }, IMG_OK},
-      {"8: enlarge, no tables", [&] { return call8(&Open8::Enlarge, 20, 15, all8, true); }, IMG_OK},
+      {"8: enlarge, wrapped side", [&] { return call8(kEnlarge8, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
+      {"8: reduce, wider", [&] { return call8(kReduceBkg8, 9, 2, all8); }, IMG_OK},
+      {"8: enlarge, no tables", [&] { return call8(kEnlarge8, 20, 15, all8, true); }, IMG_OK},
   };
   // clang-format on
   for (const auto &c : cases) {
@@ -246,6 +245,66 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ASSERT_NE(grown, nullptr);
   EXPECT_EQ(grown->getWidth() * grown->getHeight(), 101u * 101u);
   EXPECT_EQ(ImgPtr<IImg>(image->scale(0.0, attr)), nullptr);
+}
+
+// A palette of four entries, entry 3 marked, pixel (x, y) f(x, y).
+ImgPtr<CImg8> Image8(unsigned w, unsigned h, const std::function<unsigned(unsigned, unsigned)> &f) {
+  Bytes pixels(static_cast<size_t>(w) * h);
+  for (unsigned i = 0; i < pixels.size(); ++i) {
+    pixels[i] = static_cast<unsigned char>(f(i % w, i / w));
+  }
+  ColorMap map(4, 255);
+  map.entries[3].red = 200;
+  return c2d_test::Make8(w, h, pixels, IMG_ALIGN_NONE, &map);
+}
+
+Bytes BytesOf(const IImg *image) {
+  const auto *raster = dynamic_cast<const CImg8 *>(image);
+  const unsigned char *first = raster->constDataArray()[0];
+  return Bytes(first, first + raster->getWidth() * raster->getHeight());
+}
+
+TEST(CImg8ScaleTest, WorkedExamples) {
+  const auto dot = [](unsigned x, unsigned y) {
+    return Image8(4, 4, [=](unsigned i, unsigned j) { return i == x && j == y ? 3u : 1u; });
+  };
+  const auto count = [] {
+    return Image8(4, 4, [](unsigned x, unsigned y) { return 1 + x + 4 * y; });
+  };
+  const struct {
+    const char *name;
+    ImgPtr<CImg8> image;
+    ImgRect source;
+    unsigned w, h;
+    Bytes expected;
+  } cases[] = {
+      // Reduce_bkg looks along the block's diagonal only.
+      {"ink on the diagonal", dot(3, 3), ImgRect(4u, 4u), 1, 1, {3}},
+      {"ink off it", dot(3, 2), ImgRect(4u, 4u), 1, 1, {1}},
+      {"runs of one across", dot(0, 1), ImgRect(4u, 4u), 4, 1, {1, 1, 1, 1}},
+      // Sources read as they stand: on into the next row past the right edge, and
+      // zeros outside the buffer.
+      {"past the right edge", count(), ImgRect(2u, 0u, 5u, 0u), 8, 1, {3, 3, 4, 4, 5, 5, 6, 6}},
+      {"past the last row", count(), ImgRect(2u, 3u, 3u, 4u), 2, 4, {15, 16, 15, 16, 0, 0, 0, 0}},
+      {"past the buffer", count(), ImgRect(2u, 3u, 5u, 3u), 4, 2, {15, 16, 0, 0, 15, 16, 0, 0}},
+      {"reduced past the edge", count(), ImgRect(3u, 0u, 6u, 1u), 2, 1, {4, 6}},
+  };
+  ImgScaleAttr attr;
+  attr.resample = true;  // means nothing to palettes
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    ImgPtr<IImg> out(c.image->scale(c.source, c.w, c.h, attr));
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(BytesOf(out.get()), c.expected);
+    EXPECT_EQ(static_cast<CImg8 *>(out.get())->getColorMap()->entries[3].red, 200);
+  }
+  // A mixed request enlarges first, then reduces.
+  ImgPtr<CImg8> image =
+      Image8(12, 10, [](unsigned x, unsigned y) { return (x * 7 + y * 13) % 5 == 0 ? 2u : 0u; });
+  ImgPtr<CImg8> mid((image.get()->*kEnlarge8)(20, 10, image->getRect()));
+  ImgPtr<IImg> direct(image->scale(image->getRect(), 20, 5, attr));
+  EXPECT_EQ(BytesOf(direct.get()),
+            BytesOf(ImgPtr<IImg>(mid->scale(mid->getRect(), 20, 5, attr)).get()));
 }
 
 // Caps the address space `extra` bytes above what the process holds now.
@@ -265,7 +324,7 @@ bool LimitTo(uint64_t extra) {
 // made; within 24 MB it can. 0, or the step that failed.
 int EstimateUnderALimit() {
   const auto page = [] {
-    return Image(3000, 3000, [](unsigned x, unsigned) { return x % 7 == 0 ? 0u : 0x00C0FFEEu; });
+    return Drawn32(3000, 3000, [](unsigned x, unsigned) { return x % 7 == 0 ? 0u : 0x00C0FFEEu; });
   };
   ImgPtr<CImg32> first = page(), second = page();
   if (!LimitTo(2u << 20) || first->calculateBackground() != 0xFFFFFFFFu ||
