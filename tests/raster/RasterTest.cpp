@@ -395,44 +395,6 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(copied->getColorMap(), held);
 }
 
-// A view borrows its parent's rows and palette until it installs pixels of its own,
-// then takes a private copy of the palette. Deleting views leaves the parent's
-// pixels and palette to the parent, which frees them once.
-TEST(CImg8Test, ReferenceImagesSharePixelsAndThePalette) {
-  ImgPtr<CImg8> parent = Counting8(10, 8, IMG_ALIGN_32, 96);
-  parent->setBackgroundColor(5);
-  unsigned char **parentRows = parent->peekDataArray();
-  const ColorMap *shared = parent->getColorMap();
-  ImgPtr<CImg8> view(CImg8::createRefImg(*parent, IntRect(2, 3, 6, 7)));
-  ASSERT_NE(view, nullptr);
-  EXPECT_EQ(view->getColorMap(), shared);
-  const unsigned char *const *rows = view->constDataArray();
-  EXPECT_EQ(rows[0], parentRows[3] + 2);
-  EXPECT_EQ(rows[1] - rows[0], 10);
-  view->peekDataArray()[1][2] = 0xEE;
-  EXPECT_EQ(parentRows[4][4], 0xEE);
-  ImgPtr<CImg8> again(static_cast<CImg8 *>(parent->getSubRef(IntRect(2, 3, 6, 7))));
-  EXPECT_EQ(again->constDataArray()[4], rows[4]);
-
-  EXPECT_EQ(view->ownData(), parentRows[3] + 2);
-  EXPECT_EQ(view->getColorMap(), shared);  // still borrowed while it has no pixels
-  ASSERT_NE(view->peekData(), nullptr);
-  EXPECT_NE(view->getColorMap(), shared);
-  EXPECT_EQ(view->getColorMap()->entries[40].blue, 40);
-  EXPECT_EQ(view->peekData()[39], 5);
-  ASSERT_EQ(again->getTotalBytes(), 40u);  // 5 rows padded to 8
-  unsigned char *fresh = HostBuffer(Bytes(40, 1));
-  EXPECT_EQ(again->transferData(&fresh, 40), IMG_OK);
-  EXPECT_NE(again->getColorMap(), shared);
-  view.reset();
-  again.reset();
-  EXPECT_EQ(shared->entries[77].red, 77);
-  EXPECT_EQ(parentRows[7][9], 80);
-
-  EXPECT_EQ(CImg8::createRefImg(*parent, IntRect(3, 0, 3, 5)), nullptr);  // one pixel wide
-  EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-}
-
 // Sizes alone are tested; the rows are read from r's left and top as they stand,
 // and what lies outside the buffer comes back as 0 (bytes here are offset + 1).
 TEST(CImg8Test, SubImageTestsOnlyTheSize) {
@@ -566,59 +528,79 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   EXPECT_FALSE(CImg32::matches(c2d_test::Impostor(), RGB_ORDER_BGR));
 }
 
-TEST(CImg32Test, ReferenceImagesSharePixels) {
-  ImgPtr<CImg32> parent = Counting32(10, 8);
-  parent->setBackgroundColor(5);
-  ImgPtr<CImg32> view(CImg32::createRefImg(*parent, IntRect(2, 3, 6, 7)));
-  ASSERT_NE(view, nullptr);
-  EXPECT_EQ(view->getBackgroundColor(), 5u);
-  EXPECT_EQ((*view)(4, 4), 76u);
-  (*view)(1, 2) = 999;
-  EXPECT_EQ((*parent)(4, 4), 999u);
+// ---- Views of CImg8 and CImg32
 
-  // The other entry points forward here: one of them gives the same view.
-  ImgPtr<const IImg> other(static_cast<const CImg32 &>(*parent).getSubRef(ImgRect(2, 3, 6, 7)));
-  const auto *raster = dynamic_cast<const CImg32 *>(other.get());
-  ASSERT_NE(raster, nullptr);
-  EXPECT_EQ(raster->constDataArray()[1], view->constDataArray()[1]);
-
-  // A view of a view steps by the first view's width.
-  ImgPtr<CImg32> inner(CImg32::createRefImg(*view, IntRect(1, 1, 3, 3)));
-  ASSERT_NE(inner, nullptr);
-  EXPECT_EQ(inner->constDataArray()[1], &(*parent)(4, 3) + 5);
-  // Deleting views leaves the parent's pixels alone.
-  inner.reset();
-  view.reset();
-  EXPECT_EQ((*parent)(7, 9), 79u);
-
-  // One pixel wide, swapped, past the right edge.
-  for (const IntRect &r : {IntRect(3, 0, 3, 5), IntRect(5, 0, 3, 5), IntRect(0, 0, 10, 5)}) {
-    SCOPED_TRACE(r.left());
-    EXPECT_EQ(CImg32::createRefImg(*parent, r), nullptr);
-    EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-  }
-  ImgPtr<CImg32> lazy(CImg32::create(10, 10, RGB_ORDER_BGR));
-  EXPECT_EQ(CImg32::createRefImg(*lazy, IntRect(0, 0, 5, 5)), nullptr);
-  EXPECT_FALSE(lazy->hasData());
+// A 10 x 8 image of pixels y * 10 + x + 1, or (lazy) a 10 x 10 one without pixels.
+ImgPtr<CImg8> ViewParent(CImg8 *, bool lazy) {
+  return lazy ? ImgPtr<CImg8>(CImg8::create(10, 10, nullptr, IMG_ALIGN_NONE))
+              : c2d_test::Make8(10, 8, Sequence<unsigned char>(80, 1));
+}
+ImgPtr<CImg32> ViewParent(CImg32 *, bool lazy) {
+  return lazy ? ImgPtr<CImg32>(CImg32::create(10, 10, RGB_ORDER_BGR))
+              : c2d_test::Make32(10, 8, Sequence(80, 1u), RGB_ORDER_RGB);
 }
 
-// After ownData or transferData a view holds pixels of its own, frees them itself
-// and leaves the parent's alone.
-TEST(CImg32Test, AViewGivenPixelsOfItsOwnLeavesTheParents) {
-  ImgPtr<CImg32> parent(CImg32::create(6, 6, RGB_ORDER_BGR));
-  parent->setBackgroundColor(1);
-  ASSERT_NE(parent->peekData(), nullptr);
-  ImgPtr<CImg32> given(CImg32::createRefImg(*parent, IntRect(1, 1, 4, 4)));
-  EXPECT_EQ(given->ownData(), &(*parent)(1, 1));  // the parent's pixels
-  EXPECT_FALSE(given->hasData());
-  ASSERT_NE(given->peekData(), nullptr);
-  EXPECT_EQ((*given)(3, 3), 1u);
+const ColorMap *PaletteOf(CImg8 &image) { return image.getColorMap(); }
+const ColorMap *PaletteOf(CImg32 &) { return nullptr; }
 
-  ImgPtr<CImg32> replaced(CImg32::createRefImg(*parent, IntRect(0, 0, 2, 2)));
-  unsigned *fresh = HostBuffer(Sequence(9, 0u));
-  EXPECT_EQ(replaced->transferData(&fresh, 36), IMG_OK);
-  EXPECT_EQ((*replaced)(2, 2), 8u);
-  EXPECT_EQ((*parent)(0, 0), 1u);  // still allocated and intact
+template <typename T>
+class RasterViewTest : public ::testing::Test {};
+using ViewRasters = ::testing::Types<CImg8, CImg32>;
+TYPED_TEST_SUITE(RasterViewTest, ViewRasters);
+
+// A view shares its parent's rows, and a view of a view steps by the first view's
+// width, until a view gets pixels of its own through ownData or transferData; then
+// it frees them itself. Deleting views leaves the parent's pixels to the parent.
+TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
+  using Raster = TypeParam;
+  using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
+  ImgPtr<Raster> parent = ViewParent(static_cast<Raster *>(nullptr), false);
+  parent->setBackgroundColor(5);
+  Pixel **rows = parent->peekDataArray();
+  ImgPtr<Raster> view(Raster::createRefImg(*parent, IntRect(2, 3, 6, 7)));
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ(view->getBackgroundColor(), 5u);
+  EXPECT_EQ(view->constDataArray()[0], rows[3] + 2);
+  EXPECT_EQ(view->constDataArray()[4][4], 77);
+  view->peekDataArray()[1][2] = 99;
+  EXPECT_EQ(rows[4][4], 99);
+  ImgPtr<Raster> again(static_cast<Raster *>(parent->getSubRef(IntRect(2, 3, 6, 7))));
+  EXPECT_EQ(again->constDataArray()[4], view->constDataArray()[4]);
+  ImgPtr<Raster> inner(Raster::createRefImg(*view, IntRect(1, 1, 3, 3)));
+  ASSERT_NE(inner, nullptr);
+  EXPECT_EQ(inner->constDataArray()[1], rows[4] + 3 + 5);
+  inner.reset();
+
+  constexpr bool kPalette = std::is_same_v<Raster, CImg8>;
+  const ColorMap *shared = PaletteOf(*parent);
+  EXPECT_EQ(PaletteOf(*view), shared);
+  EXPECT_EQ(view->ownData(), rows[3] + 2);
+  EXPECT_FALSE(view->hasData());
+  EXPECT_EQ(PaletteOf(*view), shared);  // still borrowed while it has no pixels
+  ASSERT_NE(view->peekData(), nullptr);
+  EXPECT_EQ(view->constDataArray()[4][4], 5);
+  const unsigned total = again->getTotalBytes();
+  Pixel *fresh = HostBuffer(std::vector<Pixel>(total / sizeof(Pixel), 1));
+  EXPECT_EQ(again->transferData(&fresh, total), IMG_OK);
+  EXPECT_EQ(again->constDataArray()[4][4], 1);
+  // Pixels of its own come with a private copy of the palette.
+  EXPECT_EQ(PaletteOf(*view) != shared, kPalette);
+  EXPECT_EQ(PaletteOf(*again) != shared, kPalette);
+  EXPECT_TRUE(!kPalette || PaletteOf(*view)->entries[40].blue == 40);
+  view.reset();
+  again.reset();
+  EXPECT_EQ(rows[7][9], 80);
+  EXPECT_TRUE(!kPalette || shared->entries[77].red == 77);
+
+  // One pixel wide, swapped, past the right edge; a parent without pixels.
+  for (const IntRect &r : {IntRect(3, 0, 3, 5), IntRect(5, 0, 3, 5), IntRect(0, 0, 10, 5)}) {
+    SCOPED_TRACE(r.left());
+    EXPECT_EQ(Raster::createRefImg(*parent, r), nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+  }
+  ImgPtr<Raster> lazy = ViewParent(static_cast<Raster *>(nullptr), true);
+  EXPECT_EQ(Raster::createRefImg(*lazy, IntRect(0, 0, 5, 5)), nullptr);
+  EXPECT_FALSE(lazy->hasData());
 }
 
 }  // namespace
