@@ -244,54 +244,43 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
 }
 
+// In every combination of takeData and ownsData, with and without a transfer, the
+// image frees only what it owns; a transfer also frees the private copy, which nobody
+// else could reach any more. A second initData replaces and frees the buffer the
+// image owns.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   for (bool takeData : {true, false}) {
     for (bool owns : {true, false}) {
-      SCOPED_TRACE(testing::Message() << "takeData " << takeData << ", owns " << owns);
-      unsigned char *buffer = HostBuffer(Bytes{0x81, 0x42, 0x24, 0x18});
-      unsigned char *const original = buffer;
-      CImg1 *image = CImg1::create(16, 2, buffer, 4, takeData, owns, 0, 1, IMG_ALIGN_NONE);
-      ASSERT_NE(image, nullptr);
-      EXPECT_EQ(buffer, takeData ? nullptr : original);
-      unsigned char *pixels = image->peekData();
-      EXPECT_EQ(pixels == original, takeData);
-      EXPECT_EQ(pixels[3], 0x18);
-      if (!takeData && !owns) {
-        // A transfer frees the private copy, which nobody else could reach any more;
-        // the new buffer is the caller's.
-        pixels = HostBuffer(Bytes{1, 2, 3, 4});
-        unsigned char *given = pixels;
-        EXPECT_EQ(image->transferData(&given, 4), IMG_OK);
-        EXPECT_EQ(image->peekData(), pixels);
-      }
-      delete image;
-      if (!owns) {
-        EXPECT_EQ(pixels[2], takeData ? 0x24 : 3);  // still valid: the image did not free it
-        if (!takeData) {
-          FreeHostBuffer(pixels);
+      for (bool transfer : {false, true}) {
+        SCOPED_TRACE(testing::Message()
+                     << "takeData " << takeData << ", owns " << owns << ", transfer " << transfer);
+        unsigned char *buffer = HostBuffer(Bytes{0x81, 0x42, 0x24, 0x18});
+        unsigned char *const original = buffer, *const fresh = HostBuffer(Bytes{1, 2, 3, 4});
+        CImg1 *image = CImg1::create(16, 2, buffer, 4, takeData, owns, 0, 1, IMG_ALIGN_NONE);
+        ASSERT_NE(image, nullptr);
+        EXPECT_EQ(buffer, takeData ? nullptr : original);
+        unsigned char *const pixels = image->peekData();
+        EXPECT_EQ(pixels == original, takeData);
+        EXPECT_EQ(pixels[3], 0x18);
+        unsigned char *given = fresh;
+        EXPECT_EQ(transfer ? image->transferData(&given, 4) : IMG_OK, IMG_OK);
+        EXPECT_EQ(image->peekData(), transfer ? fresh : pixels);
+        delete image;
+        if (!owns) {
+          EXPECT_EQ((transfer ? fresh : pixels)[2], transfer ? 3 : 0x24);  // not freed
         }
-      }
-      if (!takeData || !owns) {
-        FreeHostBuffer(original);
+        if (!takeData && !owns && !transfer) {
+          FreeHostBuffer(pixels);  // the private copy is the host's
+        }
+        if (!takeData || !owns) {
+          FreeHostBuffer(original);
+        }
+        if (!transfer || !owns) {
+          FreeHostBuffer(fresh);
+        }
       }
     }
   }
-}
-
-// A transfer frees neither a buffer the image was lent nor the one it adopts; a
-// second initData replaces and frees the buffer the image owns.
-TEST(CImg1Test, TransferAndInitDataFreeOnlyWhatTheImageOwns) {
-  unsigned char *lent = HostBuffer(Bytes{1, 1, 1, 1}), *fresh = HostBuffer(Bytes{2, 2, 2, 2});
-  unsigned char *const lentAddress = lent, *const freshAddress = fresh;
-  ImgPtr<CImg1> image(CImg1::create(16, 2, lent, 4, true, false, 0, 1, IMG_ALIGN_NONE));
-  ASSERT_NE(image, nullptr);
-  EXPECT_EQ(image->transferData(&fresh, 4), IMG_OK);
-  EXPECT_EQ(lentAddress[0], 1);
-  image.reset();
-  EXPECT_EQ(freshAddress[0], 2);
-  FreeHostBuffer(lentAddress);
-  FreeHostBuffer(freshAddress);
-
   struct Open : CImg1 {
     static ImgErr Init(CImg1 &image) {
       return (image.*static_cast<ImgErr (CImg1::*)()>(&Open::initData))();
