@@ -1,6 +1,6 @@
 // Raster operators of the colour classes: RasterOp::Over and composite (the six
 // blends and their cut-toward-zero arithmetic, the 24-bit key, placement with offsets,
-// the type matrix with its checked casts, the settings composite leaves behind), and
+// the type matrix with its checked casts, composite), and
 // doRasOp of CImg32 and CImg8 (every operator value sets, the keys of the two classes,
 // refusals, the fill forms with lazy pixels, and grown extents).
 #include <gtest/gtest.h>
@@ -213,6 +213,7 @@ TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
   }
 }
 
+// The offsets and alpha show in the pixels; the key matches none.
 TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
   ImgPtr<CImg32> src = Flat32(3, 2, Word({255, 255, 255, 0}));
@@ -226,24 +227,6 @@ TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   EXPECT_EQ(dst->composite(attr, *src), IMG_OK);
   const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
   EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
-  // Offsets and alpha show in the pixels; the key, which matches none, stays too.
-  struct Peek : CImg32 {
-    using CImg32::rasterOp;
-  };
-  const RasterOp &kept = *((*dst).*(&Peek::rasterOp));
-  EXPECT_TRUE(kept.HasTransparentColor());
-  EXPECT_EQ(kept.TransparentColor(), 0x123456u);
-
-  // A palette image composes nothing and answers IMG_OK once both hold data.
-  ImgPtr<CImg8> palette = c2d_test::Make8(4, 2, std::vector<unsigned char>(8, 0x33));
-  EXPECT_EQ(palette->composite(attr, *src), IMG_OK);
-  ImgPtr<CImg8> lazy(CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE));
-  EXPECT_EQ(lazy->composite(attr, *src), IMG_OK);
-  EXPECT_TRUE(lazy->hasData());
-
-  // The classes that do not override composite refuse it.
-  EXPECT_EQ(ImgPtr<CImg1>(CImg1::create(4, 2, 0u, 1u, IMG_ALIGN_NONE))->composite(attr, *src),
-            IMG_FAIL);
 }
 
 // ---- doRasOp of CImg32 and CImg8
