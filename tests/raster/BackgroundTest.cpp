@@ -12,7 +12,6 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-
 using c2d_test::Make1;
 
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
@@ -97,9 +96,6 @@ TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   EXPECT_EQ(lazy->calculateBackground(), 0u);
   EXPECT_FALSE(lazy->hasData());
-}
-
-TEST(BackgroundTest, PaletteViewCountsItsParentsBytesFlat) {
   // Kept as it stands: a 2 x 2 view at the origin counts the first three bytes of
   // the parent's top row (6, 9, 9), not its own pixels (6, 9, 6, ...).
   ImgPtr<CImg8> parent = c2d_test::Make8(4, 4, {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5});
