@@ -146,26 +146,6 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
   }
 }
 
-// Worked by hand: all bits set, a 13-pixel source at left 3 in a 16-pixel target.
-TEST(CImg1RasOpTest, TheByteAfterARowIsTheNextRowsFirst) {
-  const Bytes ones(6, 0xFF);
-  ImgPtr<CImg1> source = Bits(13, 2, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
-  RasOpXfmAttr attr = At(3, 0);
-
-  // Set writes the masked remainder, 0, over the next row's first byte, and the
-  // second row then starts from that byte: its first three pixels come out clear.
-  // The last row's spill would lie past the bitmap and is not written.
-  ImgPtr<CImg1> set = Bits(16, 3, IMG_ALIGN_NONE, ones);
-  ASSERT_EQ(((*set).*kSet)(set.get(), attr, *source), IMG_OK);
-  EXPECT_EQ(BufferOf(*set), (Bytes{0xFF, 0xFF, 0x1F, 0xFF, 0x00, 0xFF}));
-
-  // Or adds nothing there; with the source in the last rows its spill would pass
-  // the bitmap's end (the sanitizer build checks that nothing is written there).
-  ImgPtr<CImg1> orTarget = Bits(16, 2, IMG_ALIGN_NONE, Bytes(4, 0x00));
-  ASSERT_EQ(((*orTarget).*kOr)(orTarget.get(), attr, *source), IMG_OK);
-  EXPECT_EQ(BufferOf(*orTarget), (Bytes{0x1F, 0xFF, 0x1F, 0xFF}));
-}
-
 // Dispatch with the source on a byte boundary, where each worker gives its own byte:
 // target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
 TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {

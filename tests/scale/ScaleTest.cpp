@@ -24,7 +24,6 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-using c2d_test::PutBit;
 using g4test::Rng;
 using Bits = std::vector<bool>;
 
@@ -216,24 +215,6 @@ TEST(CImg1ScaleTest, WorkersMatchTheReferenceInBothPolarities) {
     EXPECT_FALSE(out->isBackgroundKnown());
     EXPECT_EQ(out->getBackgroundInterpretation(), static_cast<unsigned>(e.page->getAlignment()));
   }
-}
-
-TEST(CImg1ReduceTest, TheLastByteOfABlockIsSkippedOnlyForClearInk) {
-  // 18 columns to 2: blocks of 9 from bit 0, whose ninth pixel is alone in byte 1.
-  ImgPtr<CImg1> page = Page(18, 1);
-  PutBit(*page, 8, 0);
-  EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{true, false}));
-  page->invert();
-  page->setBackgroundColor(1);
-  EXPECT_EQ(BitsOf(*Work(*page, kReduceBkg, 2u, 1u, page->getRect())), (Bits{false, false}));
-  // QuickReduce_bkg: a whole byte inside one block is tested with the ninth row, 0.
-  ImgPtr<CImg1> full = Page(16, 1);
-  full->peekData()[0] = 0xFF;
-  EXPECT_EQ(BitsOf(*Work(*full, kQuickReduce, 2u, 1u, full->getRect(), 0u)), (Bits{false, false}));
-  // A block spanning bytes that ends on a boundary is looked at exactly.
-  ImgPtr<CImg1> wide = Page(32, 1);
-  PutBit(*wide, 16, 0);
-  EXPECT_EQ(BitsOf(*Work(*wide, kQuickReduce, 2u, 1u, wide->getRect(), 0u)), (Bits{false, true}));
 }
 
 TEST(CImg1ScaleTest, SizesAndTheWorkerForEachRequest) {

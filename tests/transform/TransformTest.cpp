@@ -265,32 +265,6 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
   });
 }
 
-// Worked examples. On 10 x 10 at 30 degrees the X shear is 2 (marks at 0 and 5) and
-// the Y shear 4, sin giving just under 5 (marks at 0, 3, 5, 8); the first entry is
-// -half whatever the sign. On 5 x 10 the X table has 5 entries by the rule and is
-// read for 10 rows: the rest repeat its last. NaN cuts to 0x80000000, so half is
-// 0x40000000 and every position is marked.
-TEST(TransformTest, ShearTablesFollowTheirRules) {
-  const struct {
-    uint32_t w, h;
-    double degrees;
-    std::vector<int> x, y;
-  } cases[] = {
-      {10, 10, 30, {-1, 1, 1, 1, 1, 0, 0, 0, 0, 0}, {-2, -2, -2, -1, -1, 0, 0, 0, 1, 1}},
-      {10, 10, -30, {-1, -1, -1, -1, -1, 0, 0, 0, 0, 0}, {-2, 2, 2, 1, 1, 0, 0, 0, -1, -1}},
-      {5, 10, 60, {-2, 1, 0, -1, -2, -2, -2, -2, -2, -2}, {-2, -2, -2, -1, -1, 0, 0, 0, 1, 1}},
-      {4, 4, std::nan(""), {-0x40000000, 1 - 0x40000000}, {-0x40000000, 0x40000000 - 1}}};
-  for (const auto &c : cases) {
-    ImgPtr<CImg32> image(CImg32::create(c.w, c.h, RGB_ORDER_BGR));
-    int *x = image->makeRotationXShearRoth(Radians(c.degrees));
-    int *y = image->makeRotationYShearRoth(Radians(c.degrees));
-    EXPECT_EQ(std::vector<int>(x, x + c.x.size()), c.x) << c.w << "x" << c.h << " " << c.degrees;
-    EXPECT_EQ(std::vector<int>(y, y + c.y.size()), c.y) << c.w << "x" << c.h << " " << c.degrees;
-    std::free(x);
-    std::free(y);
-  }
-}
-
 // Sources whose extents were changed, or a CImg1 whose pixels were handed out: what
 // the buffer does not hold reads as 0, and CImg1's flips step rows as the source does.
 TEST(TransformTest, ChangedExtentsAndMissingPixels) {
