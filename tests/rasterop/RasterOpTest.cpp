@@ -1,10 +1,6 @@
-// Raster operators. CImg1: each worker's bytes at every bit offset against a
-// pixel-by-pixel model of its rules, the spill into the next row, the dispatch tables
-// of the copying and the in-place operation, and placement failures. RasterOp::Over
-// and composite: the six blends and their cut-toward-zero arithmetic, the 24-bit key,
-// placement with offsets, the type matrix with its checked casts. doRasOp of CImg32
-// and CImg8: every operator value sets, the keys of the two classes, refusals, the
-// fill forms with lazy pixels, and grown extents.
+// Raster operators: CImg1's workers against a pixel model, dispatch and placement;
+// RasterOp::Over and composite (blends, key, offsets, the type matrix); doRasOp of
+// CImg32 and CImg8 (operators, keys, refusals, fills, grown extents).
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,9 +1,6 @@
-// CImg1 scaling and the scalers' tables: each CImg1 worker against an independent
-// reference over random pages in both polarities, worked examples of the odd rules,
-// the paths of scale; Rothstein codes and run tables (worked examples, the makers
-// against the code and each other over a grid of sizes, wrapped 32-bit products, zero
-// sizes); grey mappings (worked examples, the curve, the linear table); and failed
-// table allocations across the scalers, transforms and table makers.
+// CImg1 scaling against an independent reference, and the paths of scale; the
+// scalers' tables (Rothstein codes and run tables, grey mappings); and failed table
+// allocations across the scalers, transforms and table makers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
