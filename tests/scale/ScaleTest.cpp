@@ -20,6 +20,7 @@
 namespace {
 
 using c2d_test::ErrWatch;
+using c2d_test::FlatBit;
 using c2d_test::ImgPtr;
 using g4test::Rng;
 using Bits = std::vector<bool>;
@@ -60,18 +61,11 @@ ImgPtr<CImg1> RandomPage(Rng &rng, unsigned w, unsigned h, ImgAlignmentEnum alig
   return page;
 }
 
-// A pixel as the workers address it: bit x of the row at byte y * stride, which
-// runs on into the next rows, and 0 past the buffer.
-bool Flat(const CImg1 &image, uint64_t x, uint64_t y) {
-  const uint64_t at = y * image.getBytesPerLine() + x / 8;
-  return at < image.getTotalBytes() && ((image.peekData()[at] >> (7 - x % 8)) & 1) != 0;
-}
-
 Bits BitsOf(const CImg1 &image) {
   Bits bits;
   for (unsigned y = 0; y < image.getHeight(); ++y) {
     for (unsigned x = 0; x < image.getWidth(); ++x) {
-      bits.push_back(Flat(image, x, y));
+      bits.push_back(FlatBit(image, x, y));
     }
   }
   return bits;
@@ -104,7 +98,7 @@ unsigned CountInk(const CImg1 &image, const Block &b, uint32_t rows, uint32_t co
   unsigned count = 0;
   for (uint32_t y = 0; y < rows; ++y) {
     for (uint32_t x = 0; x < cols; ++x) {
-      count += Flat(image, b.x0 + x, b.y0 + y) != inkIsClear;
+      count += FlatBit(image, b.x0 + x, b.y0 + y) != inkIsClear;
     }
   }
   return count;
@@ -142,7 +136,7 @@ Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h
   for (uint64_t y = 0; y < h; ++y) {
     for (uint64_t x = 0; x < w; ++x) {
       const uint64_t sx = r.left + x * r.getWidth() / w, sy = r.top + y * r.getHeight() / h;
-      bits.push_back(Flat(image, sx, sy) != inkIsClear);
+      bits.push_back(FlatBit(image, sx, sy) != inkIsClear);
     }
   }
   return bits;
