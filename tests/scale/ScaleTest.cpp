@@ -27,8 +27,8 @@
 
 namespace {
 
+using c2d_test::BitAt;
 using c2d_test::ErrWatch;
-using c2d_test::FlatBit;
 using c2d_test::ImgPtr;
 using g4test::Rng;
 using Bits = std::vector<bool>;
@@ -73,7 +73,7 @@ Bits BitsOf(const CImg1 &image) {
   Bits bits;
   for (unsigned y = 0; y < image.getHeight(); ++y) {
     for (unsigned x = 0; x < image.getWidth(); ++x) {
-      bits.push_back(FlatBit(image, x, y));
+      bits.push_back(BitAt(image, x, y));
     }
   }
   return bits;
@@ -106,7 +106,7 @@ unsigned CountInk(const CImg1 &image, const Block &b, uint32_t rows, uint32_t co
   unsigned count = 0;
   for (uint32_t y = 0; y < rows; ++y) {
     for (uint32_t x = 0; x < cols; ++x) {
-      count += FlatBit(image, b.x0 + x, b.y0 + y) != inkIsClear;
+      count += BitAt(image, b.x0 + x, b.y0 + y) != inkIsClear;
     }
   }
   return count;
@@ -144,7 +144,7 @@ Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h
   for (uint64_t y = 0; y < h; ++y) {
     for (uint64_t x = 0; x < w; ++x) {
       const uint64_t sx = r.left + x * r.getWidth() / w, sy = r.top + y * r.getHeight() / h;
-      bits.push_back(FlatBit(image, sx, sy) != inkIsClear);
+      bits.push_back(BitAt(image, sx, sy) != inkIsClear);
     }
   }
   return bits;
