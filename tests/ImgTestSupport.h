@@ -119,9 +119,11 @@ inline void SetBit(unsigned char *bytes, uint64_t i, bool on = true) {
   const unsigned mask = 0x80u >> (i % 8);
   bytes[i / 8] = static_cast<unsigned char>(on ? (bytes[i / 8] | mask) : (bytes[i / 8] & ~mask));
 }
-// Pixel (x, y) of a bilevel image: rows of getBytesPerLine bytes.
-inline bool BitAt(const CImg1 &image, unsigned x, unsigned y) {
-  return GetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x);
+// Pixel (x, y) of a bilevel image as the bits lie: bit x of the row at byte y * stride,
+// running on into the next rows, and 0 past the buffer.
+inline bool BitAt(const CImg1 &image, uint64_t x, uint64_t y) {
+  const uint64_t at = y * image.getBytesPerLine() + x / 8;
+  return at < image.getTotalBytes() && ((image.peekData()[at] >> (7 - x % 8)) & 1) != 0;
 }
 inline void PutBit(CImg1 &image, unsigned x, unsigned y, bool on = true) {
   SetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x, on);

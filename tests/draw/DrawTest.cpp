@@ -1,12 +1,10 @@
-// Drawing: the stencils and rectangles as worked pictures, the circle walk and the
-// bilevel lines against independent models, the span table's growth, and which class
-// draws what.
+// Drawing: stencils and rectangles as worked pictures, the circle walk and bilevel
+// lines against independent models, and the span table's growth.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -276,60 +274,17 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
   }
 }
 
-// Which class draws what. 'D' draws, 'I' only makes the pixels exist, 'N' does
-// nothing; the columns are CImg1, CImg1G4, CImg8 and CImg32.
-TEST(DrawTest, EachClassKeepsItsSlots) {
+// Extents grown past the pixels: drawing stays inside the buffer.
+TEST(DrawTest, GrownExtentsDrawInsideTheBuffer) {
   ColorValue stroke(kStroke), fill(kFill);
-  int_pt_t from = {1, 1}, to = {10, 12};
-  const std::function<IImg *()> makers[] = {
-      [] { return CImg1::create(16, 16, 0, 1, IMG_ALIGN_NONE); },
-      [] { return CImg1G4::create(16, 16, 16, 16, 0, 1, IMG_ALIGN_NONE); },
-      [] {
-        CImg8 *image = CImg8::create(16, 16, nullptr, IMG_ALIGN_NONE);
-        image->setBackgroundColor(7);
-        return image;
-      },
-      [] { return Page32(16, 16).release(); }};
-  const std::pair<const char *, std::function<void(IImg &)>> slots[] = {
-      {"DNID", [](IImg &i) { i.drawPixel(3, 3, 1); }},
-      {"DNII", [&](IImg &i) { i.drawLines(&from, &to, false); }},
-      {"NNID", [&](IImg &i) { i.drawCircle(8, 8, 5, &stroke, &fill); }},
-      {"NNID", [&](IImg &i) { i.DrawFilledRectangle(2, 2, 9, 9, stroke, fill); }},
-      {"NNII",
-       [](IImg &i) {
-         i.drawArc(), i.drawElipse(), i.drawPolyLine(), i.drawPolygon(), i.drawSpline();
-       }},
-  };
-  const auto pixels = [](IImg &image) {  // reading them allocates
-    const auto words = [](const auto &v) { return std::vector<uint32_t>(v.begin(), v.end()); };
-    if (auto *c1 = dynamic_cast<CImg1 *>(&image)) {
-      return words(c2d_test::BufferOf(*c1));
-    }
-    if (auto *c8 = dynamic_cast<CImg8 *>(&image)) {
-      return words(c2d_test::BufferOf(*c8));
-    }
-    auto *c32 = dynamic_cast<CImg32 *>(&image);  // a coded page has no pixels to draw on
-    return c32 != nullptr ? words(c2d_test::BufferOf(*c32)) : std::vector<uint32_t>();
-  };
-  for (const auto &[outcomes, draw] : slots) {
-    for (int k = 0; k < 4; ++k) {
-      SCOPED_TRACE(testing::Message() << outcomes << " of class " << k);
-      ImgPtr<IImg> image(makers[k]()), fresh(makers[k]());
-      const bool had = image->hasData();
-      draw(*image);
-      EXPECT_EQ(image->hasData(), outcomes[k] == 'N' ? had : true);
-      if (image->hasData() && fresh->forceDataInit()) {
-        EXPECT_EQ(pixels(*image) != pixels(*fresh), outcomes[k] == 'D');
-      }
-    }
-  }
-  // Extents grown past the pixels: drawing stays inside the buffer.
   ImgPtr<CImg32> grown = Page32(8, 8);
   ASSERT_TRUE(grown->setExtents(16, 16));
   grown->drawCircle(8, 8, 7, &stroke, &fill);
   grown->DrawFilledRectangle(0, 0, 20, 20, stroke, fill);
   grown->drawPixel(12, 12, 0);
   EXPECT_EQ((*grown)(7, 7), kFill);
+  grown->drawPixel(7, 7, 5);
+  EXPECT_EQ((*grown)(7, 7), 5u);
 }
 
 }  // namespace

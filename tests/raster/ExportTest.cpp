@@ -14,12 +14,10 @@ using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
 using c2d_test::Flat32;
 using c2d_test::ImgPtr;
+using c2d_test::Make32;
 using Bytes = std::vector<unsigned char>;
 using Words = std::vector<unsigned>;
 
-ImgPtr<CImg32> True(unsigned w, unsigned h, Words pixels, RGBOrder order = RGB_ORDER_BGR) {
-  return c2d_test::Make32(w, h, std::move(pixels), order);
-}
 ImgPtr<CImg8> Palette(unsigned w, unsigned h, Bytes bytes, ColorMap *map = nullptr) {
   return c2d_test::Make8(w, h, std::move(bytes), IMG_ALIGN_NONE, map);
 }
@@ -29,8 +27,8 @@ ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed
   return c2d_test::RandomBits(w, h, align, seed, 0x00FFFFFFu, 0xFF000000u);
 }
 
-ImgPtr<CImg1> Clear1(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
-  return ImgPtr<CImg1>(CImg1::create(w, h, 0, 1, align));
+ImgPtr<CImg1> Clear1(unsigned w, unsigned h) {
+  return ImgPtr<CImg1>(CImg1::create(w, h, 0, 1, IMG_ALIGN_NONE));
 }
 
 // Every byte a destination holds, without forcing pixels on a lazy one.
@@ -140,7 +138,7 @@ TEST(ExportTest, PaletteLookupFollowsTheDestinationsOrder) {
 }
 
 TEST(ExportTest, TrueColourCopyOrChannelExchange) {
-  ImgPtr<CImg32> src = True(2, 1, {0xAABBCCDDu, 0x01020304u});
+  ImgPtr<CImg32> src = Make32(2, 1, {0xAABBCCDDu, 0x01020304u});
   ImgPtr<CImg32> same = Flat32(2, 1, 0), other = Flat32(2, 1, 0, RGB_ORDER_RGB);
   ASSERT_TRUE(Export::xfm(same.get(), src.get(), 0));
   EXPECT_EQ(BufferOf(*same), BufferOf(*src));
@@ -154,7 +152,7 @@ TEST(ExportTest, TrueColourCopyOrChannelExchange) {
 
   // Kept as it stands: a view is copied as one block from its first row, taking in
   // the parent's pixels that follow that row.
-  ImgPtr<CImg32> parent = True(4, 4, c2d_test::Sequence(16, 0u));
+  ImgPtr<CImg32> parent = Make32(4, 4, c2d_test::Sequence(16, 0u));
   ImgPtr<const CImg32> view(CImg32::createCRefImg(*parent, ImgRect(1, 1, 2, 2)));
   ImgPtr<CImg32> out = Flat32(2, 2, 0);
   ASSERT_TRUE(Export::xfm(out.get(), view.get(), 0));
@@ -202,7 +200,7 @@ TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
 
 TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   ImgPtr<CImg32> src =
-      True(5, 1, {0x00FFFFFFu, 0x7FFFFFFFu, 0x00FFFFFEu, 0x00000000u, 0xFFFFFFFFu});
+      Make32(5, 1, {0x00FFFFFFu, 0x7FFFFFFFu, 0x00FFFFFEu, 0x00000000u, 0xFFFFFFFFu});
   ImgPtr<CImg1> unknown = Clear1(5, 1), masked = Clear1(5, 1);
   ASSERT_TRUE(Export::xfm(unknown.get(), src.get(), 2));
   EXPECT_EQ(unknown->peekData()[0], 0xE8);  // an unknown background is used as it is: 0
@@ -213,7 +211,7 @@ TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   // A larger destination takes the bits laid out by the source's width and its own
   // pad bits: 3 + 3 bits, not two rows of 8.
   ImgPtr<CImg1> larger = Clear1(8, 2);
-  ASSERT_TRUE(Export::xfm(larger.get(), True(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
+  ASSERT_TRUE(Export::xfm(larger.get(), Make32(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
   EXPECT_EQ(BufferOf(*larger), Bytes({0xA8, 0x00}));
 }
 

@@ -1,11 +1,13 @@
-// RasterOp::Over and composite: the six blends and their cut-toward-zero
-// arithmetic, the 24-bit key, placement with offsets, the type matrix with its
-// checked casts, and the settings that composite leaves behind.
+// Raster operators: CImg1's workers against a pixel model, dispatch and placement;
+// RasterOp::Over and composite (blends, key, offsets, the type matrix); doRasOp of
+// CImg32 and CImg8 (operators, keys, refusals, fills, grown extents).
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
+#include <random>
+#include <utility>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -14,12 +16,224 @@
 
 namespace {
 
+using c2d_test::At;
 using c2d_test::BufferOf;
 using c2d_test::ErrWatch;
 using c2d_test::Flat32;
 using c2d_test::ImgPtr;
 using c2d_test::Impostor;
+using c2d_test::Make8;
+using c2d_test::MarkRegistry;
+using namespace Core2DImage::RasOpEnum;
+using Bytes = std::vector<unsigned char>;
 using Pixels = std::vector<unsigned>;
+
+// ---- CImg1
+// Reaches the protected workers through pointers to members.
+struct Open : CImg1 {
+  using CImg1::rasOpAnd;
+  using CImg1::rasOpOr;
+  using CImg1::rasOpSet;
+  using CImg1::rasOpXOr;
+};
+using Worker = ImgErr (CImg1::*)(CImg1 *, RasOpXfmAttr &, const CImg1 &);
+const Worker kAnd = &Open::rasOpAnd;
+const Worker kOr = &Open::rasOpOr;
+const Worker kXOr = &Open::rasOpXOr;
+const Worker kSet = static_cast<Worker>(&Open::rasOpSet);
+
+ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, Bytes bytes) {
+  return c2d_test::Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
+}
+
+enum class Op { And, Or, XOr, Set };
+
+// What the worker leaves in the target, worked out pixel by pixel from the rules of
+// each operator rather than from its byte loop. j counts target bits from the first
+// bit of the byte under the source's first pixel; k = j - shift is the source bit
+// that lands there; n is the number of source bytes a row uses.
+Bytes Model(Op op, Bytes t, const CImg1 &target, const CImg1 &source, int left, int top) {
+  const Bytes s = BufferOf(source);
+  const uint64_t n = source.getBytesPerLine() - source.getPadBits() / 8;
+  const unsigned shift = left & 7;
+  const unsigned keep = 8 - source.getPadBits() % 8;  // used bits of the last byte
+  const unsigned width = source.getWidth();
+  for (unsigned y = 0; y < source.getHeight(); ++y) {
+    const Bytes before = t;  // the row reads what rows above left
+    const uint64_t start = (uint64_t(top) + y) * target.getBytesPerLine() + left / 8;
+    const uint64_t srcRow = uint64_t(y) * source.getBytesPerLine() * 8;
+    auto src = [&](int64_t k) {
+      return k >= 0 && k < int64_t(8 * n) && c2d_test::GetBit(s.data(), srcRow + k);
+    };
+    auto masked = [&](int64_t k) {
+      return src(k) && !(k >= int64_t(8 * (n - 1)) && k % 8 >= keep);
+    };
+    const uint64_t bytes = n + (shift != 0 && start + n < t.size() ? 1 : 0);
+    for (uint64_t j = 0; j < 8 * bytes; ++j) {
+      const uint64_t at = start * 8 + j;
+      const bool old = c2d_test::GetBit(before.data(), at);
+      const uint64_t byte = j / 8;
+      const int64_t k = int64_t(j) - shift;
+      bool v = old;
+      if (shift == 0) {
+        v = op == Op::And   ? old && src(k)
+            : op == Op::Or  ? old || src(k)
+            : op == Op::XOr ? old != src(k)
+                            : src(k);
+      } else if (op == Op::Or) {
+        v = old || masked(k);  // a true OR; the spill too, inside the bitmap
+      } else if (byte == n) {
+        // The spill: source bits where the last source byte reaches, 0 after them.
+        const bool spills = op == Op::Set || (width % 8) + shift > 8;
+        if (spills) {
+          v = op == Op::Set ? masked(k) : src(k);
+        }
+      } else if (byte == 0) {
+        // The first byte: And clears the pixels left of the source; the others keep them.
+        const bool sbit = n == 1 && op == Op::Set ? masked(k) : src(k);
+        v = k < 0 ? (op == Op::And ? false : old)
+                  : (op == Op::And   ? old && sbit
+                     : op == Op::XOr ? old != sbit
+                                     : old || sbit);
+      } else {
+        // Between: a byte of two neighbouring source bytes. And keeps none of it.
+        v = op == Op::And ? false : op == Op::Set ? masked(k) : src(k);
+      }
+      c2d_test::SetBit(t.data(), at, v);
+    }
+  }
+  return t;
+}
+
+TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
+  std::mt19937 rng(1234);
+  const struct {
+    Op op;
+    Worker worker;
+    const char *name;
+  } ops[] = {
+      {Op::And, kAnd, "and"}, {Op::Or, kOr, "or"}, {Op::XOr, kXOr, "xor"}, {Op::Set, kSet, "set"}};
+  // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
+  // rows whose whole pad bytes are left out.
+  const unsigned widths[] = {5, 8, 13, 16, 21, 30};
+  const ImgAlignmentEnum aligns[] = {IMG_ALIGN_NONE, IMG_ALIGN_32};
+  for (const auto &o : ops) {
+    for (ImgAlignmentEnum align : aligns) {
+      for (unsigned w : widths) {
+        for (int left = 0; left < 16; ++left) {
+          // A target that ends with the source, so that the byte after a row is the
+          // next row's first (or past the bitmap), and a roomier one.
+          for (unsigned extra : {0u, 11u}) {
+            SCOPED_TRACE(testing::Message() << o.name << " align " << align << " w " << w
+                                            << " left " << left << " extra " << extra);
+            ImgPtr<CImg1> source = c2d_test::RandomBits(w, 3, align, rng(), 0xFFFFFFu, 0u);
+            ImgPtr<CImg1> target =
+                c2d_test::RandomBits(left + w + extra, 5, align, rng(), 0xFFFFFFu, 0u);
+            const int top = 2 - static_cast<int>(extra % 2);  // 2 or 1
+            const Bytes expected = Model(o.op, BufferOf(*target), *target, *source, left, top);
+            RasOpXfmAttr attr = At(left, top);
+            ASSERT_EQ(((*target).*o.worker)(target.get(), attr, *source), IMG_OK);
+            ASSERT_EQ(BufferOf(*target), expected);
+          }
+        }
+      }
+    }
+  }
+}
+
+// Dispatch with the source on a byte boundary, where each worker gives its own byte:
+// target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
+TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
+  ImgPtr<CImg1> source = Bits(8, 1, IMG_ALIGN_NONE, {0xAA});
+  const struct {
+    int op;
+    bool keyed;
+    unsigned char copied, inPlace;
+    bool inPlaceReports;
+  } cases[] = {
+      {0, false, 0x88, 0xAA, true},  {1, false, 0xAA, 0xAA, true}, {2, false, 0x66, 0xAA, true},
+      {3, false, 0xAA, 0xCC, false}, {4, false, 0xAA, 0xAA, true}, {7, false, 0xCC, 0xCC, false},
+      {0, true, 0x88, 0xEE, true},   {1, true, 0xEE, 0xEE, true},  {2, true, 0x66, 0xEE, true},
+      {3, true, 0xEE, 0xCC, false},  {4, true, 0xEE, 0xEE, true},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << "op " << c.op << " keyed " << c.keyed);
+    ImgPtr<CImg1> image = Bits(8, 1, IMG_ALIGN_8, {0xCC});
+    RasOpXfmAttr attr = At(0, 0, c.keyed);
+    MarkRegistry();
+    ImgPtr<CImg1> copy(
+        dynamic_cast<CImg1 *>(image->doRasOp(static_cast<RasOp>(c.op), attr, *source)));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(CImgErr::get(), IMG_OK);  // recorded for every operator value
+    EXPECT_EQ(copy->peekData()[0], c.copied);
+    EXPECT_EQ(image->peekData()[0], 0xCC);  // the original is untouched
+
+    MarkRegistry();
+    ErrWatch watch;
+    image->doRasOpInPlace(static_cast<RasOp>(c.op), attr, *source);
+    EXPECT_EQ(image->peekData()[0], c.inPlace);
+    EXPECT_EQ(watch.reports(), c.inPlaceReports ? 1u : 0u);
+    EXPECT_EQ(CImgErr::get(), c.inPlaceReports ? IMG_OK : IMG_DECODE_FAILED);
+  }
+}
+
+TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
+  ImgPtr<CImg1> target = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0x5A));
+  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
+  ImgPtr<CImg1> small = Bits(9, 2, IMG_ALIGN_NONE, Bytes(4, 0xFF));
+  ImgPtr<CImg1> wide = Bits(17, 1, IMG_ALIGN_NONE, Bytes(3, 0xFF));
+  ImgPtr<CImg1> tall = Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF));
+  const struct {
+    const char *name;
+    const CImg1 *source;
+    int left, top;
+    bool nullTarget;
+  } cases[] = {
+      {"null target", small.get(), 0, 0, true},      {"wider", wide.get(), 0, 0, false},
+      {"taller", tall.get(), 0, 0, false},           {"negative top", small.get(), 0, -1, false},
+      {"negative left", small.get(), -1, 0, false},  {"past the right", small.get(), 8, 0, false},
+      {"past the bottom", small.get(), 0, 2, false}, {"exact fit moved", fits.get(), 1, 0, false},
+  };
+  const Bytes before = BufferOf(*target);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    for (Worker worker : {kAnd, kOr, kXOr, kSet}) {
+      RasOpXfmAttr attr = At(c.left, c.top);
+      ErrWatch watch;
+      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *c.source),
+                IMG_INVALID_ARG);
+      EXPECT_EQ(watch.reports(), 0u);  // the workers record nothing
+      EXPECT_EQ(BufferOf(*target), before);
+    }
+    if (!c.nullTarget) {
+      // The copying operation records the refusal and still returns its copy.
+      RasOpXfmAttr attr = At(c.left, c.top);
+      ImgPtr<IImg> copy(target->doRasOp(RasOpAnd, attr, *c.source));
+      ASSERT_NE(copy, nullptr);
+      EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
+      EXPECT_EQ(BufferOf(*dynamic_cast<CImg1 *>(copy.get())), before);
+    }
+  }
+  RasOpXfmAttr origin = At(0, 0);
+  EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
+
+  // An image without pixels is refused rather than read.
+  ImgPtr<CImg1> emptied = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
+  void *taken = emptied->ownData();
+  IImg::deallocImageBuffer(taken);
+  EXPECT_EQ(((*target).*kOr)(target.get(), origin, *emptied), IMG_FAIL);
+  ImgPtr<CImg1> byte = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
+  EXPECT_EQ(((*emptied).*kOr)(emptied.get(), origin, *byte), IMG_FAIL);
+
+  // So is a target whose extents have outgrown its buffer.
+  ASSERT_TRUE(byte->setExtents(8, 4));
+  ImgPtr<CImg1> four = Bits(8, 4, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
+  byte->doRasOpInPlace(RasOpSet, origin, *four);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(byte->peekData()[0], 0x01);
+}
+
+// ---- RasterOp
 
 struct Px {
   unsigned char c[4];
@@ -131,45 +345,32 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   }
 }
 
-// Every pair of raster classes but the two that reach pixels only checks data: with
-// no overlap, it answers IMG_OK, and a destination without data gains it; a source
-// without data gives IMG_FALSE, recorded, before any destination gains data.
+// A pair of raster classes other than the two that reach pixels only checks data:
+// with no overlap it answers IMG_OK, and a destination without data gains it; a source
+// without data gives IMG_FALSE, recorded, before the destination gains any; a
+// destination that cannot get data answers what the registry holds (a G4 image's
+// initData records nothing). The two that reach pixels fail to clip.
 TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
-  std::vector<unsigned char> bytes(8, 0x33);
-  const std::function<IImg *()> full[] = {
-      [&] { return CImg1::create(8, 4, bytes.data(), 4, 0xFFFFFFu, 0u, IMG_ALIGN_NONE); },
-      [] { return CImg1G4::create(8, 4, 8, 4, 0u, 1u, IMG_ALIGN_NONE); },
-      [&] { return CImg8::create(4, 2, bytes.data(), 8, nullptr, IMG_ALIGN_NONE); },
-      [] { return Flat32(4, 2, 1).release(); }};
-  // Without data: a bare G4 image has no tiles; CImg1 always has pixels.
-  const std::function<IImg *()> empty[] = {
-      nullptr, [] { return CImg1G4::create(); },
-      [] { return CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE); },
-      [] { return CImg32::create(4, 2, RGB_ORDER_BGR); }};
   const RasterOp apart = Settings(false, 0.0, false, 0, 100, 100);
-  for (int d = 0; d < 4; ++d) {
-    for (int s = 0; s < 4; ++s) {
-      SCOPED_TRACE(testing::Message() << "destination " << d << ", source " << s);
-      const bool reachesPixels = d == 3 && s >= 2;
-      ImgPtr<IImg> dst(full[d]()), src(full[s]());
-      EXPECT_EQ(Over(apart, *dst, *src), reachesPixels ? IMG_FAIL : IMG_OK);
-      if (empty[s] != nullptr) {
-        ImgPtr<IImg> none(empty[s]()), target(d >= 2 ? empty[d]() : full[d]());
-        ErrWatch watch;
-        EXPECT_EQ(Over(apart, *target, *none), IMG_FALSE);
-        EXPECT_EQ(watch.reports(), 1u);
-        EXPECT_EQ(target->hasData(), d < 2);
-      }
-      if (d >= 2 && !reachesPixels) {
-        ImgPtr<IImg> lazy(empty[d]());
-        EXPECT_EQ(Over(apart, *lazy, *src), IMG_OK);
-        EXPECT_TRUE(lazy->hasData());
-      }
-    }
+  ImgPtr<IImg> bits(CImg1::create(8, 4, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));
+  ImgPtr<IImg> coded(CImg1G4::create(8, 4, 8, 4, 0u, 1u, IMG_ALIGN_NONE));
+  ImgPtr<IImg> lazy8(CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE));
+  ImgPtr<IImg> lazy32(CImg32::create(4, 2, RGB_ORDER_BGR));
+  EXPECT_EQ(Over(apart, *bits, *coded), IMG_OK);
+  EXPECT_EQ(Over(apart, *lazy8, *bits), IMG_OK);
+  EXPECT_EQ(Over(apart, *lazy32, *coded), IMG_OK);
+  EXPECT_TRUE(lazy8->hasData() && lazy32->hasData());
+  EXPECT_EQ(Over(apart, *Flat32(4, 2, 1), *Flat32(4, 2, 1)), IMG_FAIL);
+
+  // Sources without data; a bare G4 image has no tiles.
+  ImgPtr<IImg> bare(CImg1G4::create()), noPixels(CImg32::create(4, 2, RGB_ORDER_BGR));
+  for (IImg *source : {bare.get(), noPixels.get()}) {
+    ImgPtr<IImg> empty(CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE));
+    ErrWatch watch;
+    EXPECT_EQ(Over(apart, *empty, *source), IMG_FALSE);
+    EXPECT_EQ(watch.reports(), 1u);
+    EXPECT_FALSE(empty->hasData());
   }
-  // A destination that cannot get data answers what the registry holds: a G4
-  // image's initData records nothing.
-  ImgPtr<IImg> bare(empty[1]()), bits(full[0]());
   CImgErr::set(IMG_DECODE_FAILED, nullptr, 0);
   EXPECT_EQ(Over(apart, *bare, *bits), IMG_DECODE_FAILED);
 
@@ -205,6 +406,7 @@ TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
   }
 }
 
+// The offsets and alpha show in the pixels; the key matches none.
 TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
   ImgPtr<CImg32> src = Flat32(3, 2, Word({255, 255, 255, 0}));
@@ -218,24 +420,172 @@ TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   EXPECT_EQ(dst->composite(attr, *src), IMG_OK);
   const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
   EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
-  // Offsets and alpha show in the pixels; the key, which matches none, stays too.
-  struct Peek : CImg32 {
-    using CImg32::rasterOp;
+}
+
+// ---- doRasOp of CImg32 and CImg8
+ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
+  return c2d_test::Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
+}
+
+// Pixel i of a w x h image holds base + i.
+ImgPtr<CImg32> Counting32(unsigned w, unsigned h, unsigned base) {
+  return Image32(w, h, c2d_test::Sequence(size_t(w) * h, base));
+}
+
+// A 2 x 2 source of 100.. at (1, 1) of a 3 x 3 target of 0..8.
+const Pixels kPlaced = {0, 1, 2, 3, 100, 101, 6, 102, 103};
+
+TEST(CImg32RasOpTest, EveryOperatorSets) {
+  ImgPtr<CImg32> source = Counting32(2, 2, 100);
+  RasOpXfmAttr attr = At(1, 1);
+  for (int op : {0, 1, 2, 3, 4, 9}) {
+    SCOPED_TRACE(op);
+    ImgPtr<CImg32> image = Counting32(3, 3, 0);
+    ImgPtr<CImg32> copy(
+        dynamic_cast<CImg32 *>(image->doRasOp(static_cast<RasOp>(op), attr, *source)));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(BufferOf(*copy), op <= 4 ? kPlaced : BufferOf(*image));
+    image->doRasOpInPlace(static_cast<RasOp>(op), attr, *source);
+    EXPECT_EQ(BufferOf(*image), BufferOf(*copy));
+  }
+  // Through the row tables, so that a view writes into its parent.
+  ImgPtr<CImg32> parent = Counting32(3, 3, 0);
+  ImgPtr<CImg32> view(CImg32::createRefImg(*parent, Core2DImage::IntRect(1, 1, 2, 2)));
+  ASSERT_NE(view, nullptr);
+  attr = At(0, 0);
+  view->doRasOpInPlace(RasOpReplace, attr, *source);
+  EXPECT_EQ(BufferOf(*parent), kPlaced);
+  // The key compares all 32 bits, and only keyed 1 counts.
+  const Pixels pixels = {0x11223344u, 0x01223344u, 0x00223344u};
+  for (unsigned char keyed : {0, 1, 2}) {
+    ImgPtr<CImg32> image = Image32(3, 1, {7, 7, 7});
+    attr = At(0, 0, keyed, 0x11223344u);
+    image->doRasOpInPlace(RasOpSet, attr, *Image32(3, 1, pixels));
+    EXPECT_EQ(BufferOf(*image), keyed == 1 ? (Pixels{7, pixels[1], pixels[2]}) : pixels) << +keyed;
+  }
+}
+
+TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
+  ImgPtr<CImg32> image = Counting32(3, 3, 0);
+  ImgPtr<CImg32> small = Counting32(2, 2, 100);
+  ImgPtr<CImg32> lazy(CImg32::create(2, 2, RGB_ORDER_RGB));
+  ImgPtr<CImg1> bits(CImg1::create(2, 2, 0u, 1u, IMG_ALIGN_NONE));
+  // An image of another class that claims the type is refused like another type.
+  c2d_test::Impostor impostor(IMG_TYPE_32BIT, 2, 2);
+  const struct {
+    const char *name;
+    const IImg *source;
+    int left;
+    ImgErr recorded;
+  } cases[] = {
+      {"past the right", small.get(), 2, IMG_DECODE_FAILED},  // the worker's code is dropped
+      {"another type", bits.get(), 0, IMG_INVALID_ARG},
+      {"impostor", &impostor, 0, IMG_INVALID_ARG},
+      {"source without pixels", lazy.get(), 0, IMG_FALSE},
   };
-  const RasterOp &kept = *((*dst).*(&Peek::rasterOp));
-  EXPECT_TRUE(kept.HasTransparentColor());
-  EXPECT_EQ(kept.TransparentColor(), 0x123456u);
+  const Pixels before = BufferOf(*image);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    RasOpXfmAttr attr = At(c.left, 0);
+    MarkRegistry();
+    image->doRasOpInPlace(RasOpSet, attr, *c.source);
+    EXPECT_EQ(CImgErr::get(), c.recorded);
+    EXPECT_EQ(BufferOf(*image), before);
+  }
+  // A source without pixels gives the target none.
+  RasOpXfmAttr attr = At(0, 0);
+  ImgPtr<CImg32> lazyTarget(CImg32::create(3, 3, RGB_ORDER_RGB));
+  lazyTarget->doRasOpInPlace(RasOpSet, attr, *lazy);
+  EXPECT_FALSE(lazyTarget->hasData());
+}
 
-  // A palette image composes nothing and answers IMG_OK once both hold data.
-  ImgPtr<CImg8> palette = c2d_test::Make8(4, 2, std::vector<unsigned char>(8, 0x33));
-  EXPECT_EQ(palette->composite(attr, *src), IMG_OK);
-  ImgPtr<CImg8> lazy(CImg8::create(4, 2, nullptr, IMG_ALIGN_NONE));
-  EXPECT_EQ(lazy->composite(attr, *src), IMG_OK);
-  EXPECT_TRUE(lazy->hasData());
+TEST(CImg32RasOpTest, FillFormsAndLazyPixels) {
+  // Without pixels and unkeyed, only the background is set: the copy has none.
+  ImgPtr<CImg32> lazy(CImg32::create(2, 2, RGB_ORDER_RGB));
+  ImgPtr<CImg32> copy(dynamic_cast<CImg32 *>(lazy->doRasOp(RasOpAnd, false, 0, 0xABu)));
+  ASSERT_NE(copy, nullptr);
+  EXPECT_FALSE(copy->hasData());
+  EXPECT_EQ(BufferOf(*copy), Pixels(4, 0xABu));  // arrives with the pixels
 
-  // The classes that do not override composite refuse it.
-  EXPECT_EQ(ImgPtr<CImg1>(CImg1::create(4, 2, 0u, 1u, IMG_ALIGN_NONE))->composite(attr, *src),
-            IMG_FAIL);
+  // Keyed, the pixels are made (with a known background) and the non-key ones set.
+  ImgPtr<CImg32> keyed(CImg32::create(2, 2, RGB_ORDER_RGB));
+  keyed->setBackgroundColor(5);
+  keyed->doRasOpInPlace(RasOpCopy, true, 5, 9);
+  EXPECT_EQ(BufferOf(*keyed), Pixels(4, 5u));
+  keyed->doRasOpInPlace(RasOpCopy, true, 6, 9);
+  EXPECT_EQ(BufferOf(*keyed), Pixels(4, 9u));
+
+  ImgPtr<CImg32> image = Image32(3, 1, {1, 2, 0x01000001u});
+  image->doRasOpInPlace(RasOpXOr, true, 1, 7);
+  EXPECT_EQ(BufferOf(*image), (Pixels{1, 7, 7}));
+  image->doRasOpInPlace(static_cast<RasOp>(-1), false, 1, 4);
+  EXPECT_EQ(BufferOf(*image), (Pixels{1, 7, 7}));
+  image->doRasOpInPlace(RasOpSet, false, 1, 3);
+  EXPECT_EQ(BufferOf(*image), Pixels(3, 3u));
+}
+
+// After setExtents the extents outgrow the buffer: only the pixels the buffers hold
+// are copied.
+TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
+  RasOpXfmAttr attr = At(0, 0);
+  ImgPtr<CImg32> image = Image32(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(image->setExtents(3, 3));
+  image->doRasOpInPlace(RasOpSet, attr, *Counting32(3, 3, 100));
+  const unsigned *const *rows = image->constDataArray();
+  EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
+
+  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(palette->setExtents(3, 3));
+  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
+  const unsigned char *const *lines = palette->constDataArray();
+  EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
+}
+
+TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
+  ImgPtr<CImg8> source = Make8(2, 2, {0xFF, 5, 6, 0xFF});
+  const struct {
+    unsigned char keyed;
+    unsigned key;
+    int left;
+    Bytes result;
+  } cases[] = {{0, 0x1FF, 1, {0, 0, 0, 0, 0xFF, 5, 0, 6, 0xFF}},
+               {1, 0x1FF, 1, {0, 0, 0, 0, 0, 5, 0, 6, 0}},
+               {1, 0x105, 1, {0, 0, 0, 0, 0xFF, 0, 0, 6, 0xFF}},
+               {0, 0, 2, Bytes(9, 0)}};  // past the right: refused
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << int(c.keyed) << " " << c.key << " " << c.left);
+    ImgPtr<CImg8> image = Make8(3, 3, Bytes(9, 0));
+    RasOpXfmAttr attr = At(c.left, 1, c.keyed, c.key);
+    image->doRasOpInPlace(RasOpAnd, attr, *source);
+    EXPECT_EQ(BufferOf(*image), c.result);
+  }
+}
+
+// With 32-bit rows of 3 pixels the rows lie packed and the pad bytes together at
+// the end: the fill covers them too.
+TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
+  const struct {
+    bool keyed;
+    unsigned key;
+    Bytes before, after;
+  } cases[] = {
+      {false, 0, {1, 2, 3, 4, 5, 6, 7, 8}, Bytes(8, 0xAB)},
+      {true, 2, {1, 2, 3, 2, 5, 6, 7, 2}, {0xAB, 2, 0xAB, 2, 0xAB, 0xAB, 0xAB, 2}},
+      {true, 0x102, {1, 2, 3, 2, 5, 6, 7, 2}, Bytes(8, 0xAB)},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(testing::Message() << c.keyed << " " << c.key);
+    ImgPtr<CImg8> image = Make8(3, 2, c.before, IMG_ALIGN_32);
+    ASSERT_NE(image, nullptr);
+    image->doRasOpInPlace(RasOpReplace, c.keyed, c.key, 0x3ABu);
+    EXPECT_EQ(BufferOf(*image), c.after);
+  }
+  // A lazy padded image keyed: its copy has fewer bytes than it, and only those
+  // are written.
+  ImgPtr<CImg8> lazy(CImg8::create(3, 2, nullptr, IMG_ALIGN_32));
+  ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazy->doRasOp(RasOpSet, true, 0x100, 7)));
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(BufferOf(*copy), Bytes(6, 7));
 }
 
 }  // namespace
