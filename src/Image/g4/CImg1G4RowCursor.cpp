@@ -226,38 +226,43 @@ ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
   // order, one step at a time (the last column may take several), so the groups a
   // run touches feed one span of columns, which is painted whole instead of walking
   // the groups one by one.
-  const auto column = [&](uint64_t x) { return bytes[x] * 8u + 7u - bits[x]; };
   uint32_t count = 0;
-  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
-    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
-      if (!known) {
-        count += Span(d0, d1);
-      }
-      uint64_t from = d0;
-      if (sample) {
-        const uint32_t g0 = groupOf[d0];
-        if (d0 != g0) {
-          from = static_cast<uint64_t>(g0) + colRuns[g0];
+  const auto walk = [&](auto column) {
+    return DecodeWantedTiles([&](Img1G4Tile &tile) {
+      ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+        if (!known) {
+          count += Span(d0, d1);
         }
-        if (from > d1) {
-          return true;  // no group starts inside the run
+        uint64_t from = d0;
+        if (sample) {
+          const uint32_t g0 = groupOf[d0];
+          if (d0 != g0) {
+            from = static_cast<uint64_t>(g0) + colRuns[g0];
+          }
+          if (from > d1) {
+            return true;  // no group starts inside the run
+          }
+        } else if (d0 > d1 && groupOf[d0] != groupOf[d1]) {
+          return true;  // a backward run of a corrupt row, across groups: nothing
         }
-      } else if (d0 > d1 && groupOf[d0] != groupOf[d1]) {
-        return true;  // a backward run of a corrupt row, across groups: nothing
-      }
-      // SAFETY: from and d1 lie below srcWidth, and the byte tables hold bytes of the
-      // target row, so both columns and every byte between lie inside it.
-      const uint32_t k0 = column(from);
-      const uint32_t k1 = column(d1);
-      if (clear) {
-        c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
-      } else {
-        c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
-      }
-      return true;
+        // SAFETY: from and d1 lie below srcWidth, and the byte tables hold bytes of
+        // the target row, so both columns and every byte between lie inside it.
+        const uint32_t k0 = column(from);
+        const uint32_t k1 = column(d1);
+        if (clear) {
+          c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
+        } else {
+          c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
+        }
+        return true;
+      });
+      return IMG_OK;
     });
-    return IMG_OK;
-  });
+  };
+  const unsigned int *columns = info->dstColumn;
+  const ImgErr result =
+      columns != nullptr ? walk([columns](uint64_t x) { return columns[x]; })
+                         : walk([bytes, bits](uint64_t x) { return bytes[x] * 8u + 7u - bits[x]; });
   info->blackCount = count;
   return result;
 }

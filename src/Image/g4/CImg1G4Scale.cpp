@@ -81,6 +81,40 @@ struct GreyTable {
   unsigned level(uint32_t count) const { return levels[std::min(count, last)]; }
 };
 
+// The grey levels of one target row from its cells' counts, wide[j] telling which of
+// the pair's tables cell j takes. A function of its own, so that its few values stay
+// in registers: the stores into the row cannot be taken to change them, and the
+// worker's own values do not crowd them out.
+[[gnu::noinline]] void GreyRow(unsigned *row, const unsigned *sums, const uint8_t *wide, uint32_t n,
+             const GreyTable *pair) {
+  const unsigned char *const levels[2] = {pair[0].levels.get(), pair[1].levels.get()};
+  const uint32_t last[2] = {pair[0].last, pair[1].last};
+  const auto grey = [&](uint32_t j) {
+    const uint8_t w = wide[j];
+    return levels[w][std::min(sums[j], last[w])] * 0x010101u;
+  };
+  uint32_t j = 0;
+  // Most cells of a page hold no ink: eight empty cells in a row are written as one
+  // block, when an empty cell has one level whatever its width.
+  if (levels[0][0] == levels[1][0]) {
+    const unsigned blank = levels[0][0] * 0x010101u;
+    for (; j + 8 <= n; j += 8) {
+      const unsigned *const s = sums + j;
+      if ((s[0] | s[1] | s[2] | s[3] | s[4] | s[5] | s[6] | s[7]) == 0) {
+        unsigned *const r = row + j;
+        r[0] = r[1] = r[2] = r[3] = r[4] = r[5] = r[6] = r[7] = blank;
+        continue;
+      }
+      for (uint32_t k = 0; k < 8; ++k) {
+        row[j + k] = grey(j + k);
+      }
+    }
+  }
+  for (; j < n; ++j) {
+    row[j] = grey(j);
+  }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -236,6 +270,18 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   // sampling paints the block's first row only, but decodes the others too, since
   // each row is coded against the one before.
   G4ScaleInfo info = tables.info(backgroundColor, source, sample ? 0 : 1);
+  // Each run end's target column, from one table instead of two.
+  std::vector<unsigned int> columns;
+  try {
+    columns.resize(sw);
+  } catch (const std::bad_alloc &) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  for (uint32_t d = 0; d < sw; ++d) {
+    columns[d] = tables.dstByte[d] * 8u + 7u - tables.dstBit[d];
+  }
+  info.dstColumn = columns.data();
   unsigned char *pixels = target->peekData();
   const uint64_t stride = target->getBytesPerLine();
   uint64_t total = 0;
@@ -411,17 +457,7 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     if (failed) {
       break;
     }
-    // The row's pointers and tables in locals: the stores into the row cannot then
-    // be taken to change them.
-    unsigned *const row = out[t];
-    const unsigned int *const cellSums = sums.data();
-    const uint8_t *const wide = wideColumn.data();
-    const GreyTable &narrowCell = pair[0];
-    const GreyTable &wideCell = pair[1];
-    for (uint32_t j = 0; j < filled; ++j) {
-      const unsigned g = (wide[j] != 0 ? wideCell : narrowCell).level(cellSums[j]);
-      row[j] = g * 0x010101u;
-    }
+    GreyRow(out[t], sums.data(), wideColumn.data(), filled, pair);
     p += yRun;
   }
   // Foreground is dark whatever the page's colour; the background records the

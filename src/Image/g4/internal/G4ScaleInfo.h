@@ -24,6 +24,9 @@ struct G4ScaleInfo {
   // column d feeds. Copies and enlargements paint target columns directly.
   unsigned int *dstByte = nullptr;
   unsigned int *dstBit = nullptr;
+  // Reducing, optional: the target column of source column d, dstByte[d] * 8 + 7 -
+  // dstBit[d] worked out once for the whole walk. Null: the two tables are read.
+  const unsigned int *dstColumn = nullptr;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
   // 0: a group takes the value of its first column.
   uint32_t mergeRows = 0;
