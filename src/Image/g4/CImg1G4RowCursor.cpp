@@ -276,6 +276,7 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
   const uint64_t dstWidth = std::min<uint64_t>(info->dstWidth, sums.size());
   const unsigned int *groupOf = info->srcMap;
   const unsigned int *colRuns = info->colRuns;
+  const unsigned int *cells = info->cellWidth;
   uint32_t count = 0;
   const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
     bool ok = true;
@@ -297,6 +298,18 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
         sums[k] += Span(d0, d1);
       } else {
         sums[k] += colRuns[s] + s - d0;
+        if (cells != nullptr && s < e) {
+          // The cells between are those between the two ends' cells.
+          const uint64_t last = dstIndex[e];
+          if (last >= dstWidth) {
+            return ok = false;
+          }
+          for (++k; k < last; ++k) {
+            sums[k] += cells[k];
+          }
+          sums[k] += Span(e, d1);
+          return true;
+        }
         uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
         for (++k; g < e; g += colRuns[g], ++k) {
           if (k >= dstWidth) {

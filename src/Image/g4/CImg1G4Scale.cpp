@@ -376,10 +376,12 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
   std::vector<uint8_t> wideColumn;
+  std::vector<unsigned int> cellWidth;
   try {
     dstIndex.assign(sw, 0u);
     sums.assign(width, 0u);
     wideColumn.assign(width, 0u);
+    cellWidth.assign(width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
     return nullptr;
@@ -429,12 +431,24 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   info.dstWidth = width;
   info.srcWidth = sw;
   // Which cells of a row are wide, and how many columns the rectangle fills: the same
-  // for every row, so the walk through the column runs is made once.
+  // for every row, so the walk through the column runs is made once. The same walk
+  // checks that the groups follow one another over every column and that dstIndex
+  // and srcMap name them so; the cells' widths then let a run add whole cells at once.
   uint32_t filled = 0;
-  for (uint64_t q = 0; filled < width && q < sw; ++filled) {
+  bool chained = true;
+  uint64_t q = 0;
+  for (; filled < width && q < sw; ++filled) {
     const uint32_t xRun = tables.runs.cols[q];
     wideColumn[filled] = xRun == floorX ? 0 : 1;
+    cellWidth[filled] = xRun;
+    chained = chained && xRun != 0;
+    for (uint64_t x = q; chained && x < q + xRun && x < sw; ++x) {
+      chained = dstIndex[x] == filled && tables.srcMap[x] == q;
+    }
     q += xRun;
+  }
+  if (chained && q >= sw) {
+    info.cellWidth = cellWidth.data();
   }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
   // error.
