@@ -11,6 +11,7 @@
 #include "Image/g4/CImg1G4.h"
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/internal/G4ScaleInfo.h"
+#include "Image/g4/internal/G4TileRows.h"
 
 namespace {
 
@@ -124,8 +125,17 @@ int CImg1G4::PrepForDecode(const ImgRect &source) {
 // ---------------------------------------------------------------------------
 // Scanline routines
 
+uint32_t CImg1G4::RowsInBatch(uint32_t wanted) const {
+  uint32_t n = std::min(wanted, kBatchRows);
+  // In the last tile row the rows go on counting inside it.
+  if (decodeTileRow < lastTileRow) {
+    n = std::min(n, tileHeight - rowInTile);
+  }
+  return n;
+}
+
 template <typename Paint>
-ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
+ImgErr CImg1G4::DecodeTileRows(uint32_t rows, Paint &&paint) {
   if (decodeTileRow > lastTileRow) {
     return IMG_INVALID_ARG;
   }
@@ -135,48 +145,71 @@ ImgErr CImg1G4::DecodeWantedTiles(Paint &&paint) {
   }
   Img1G4Tile *row = tileRows[decodeTileRow];
   const uint32_t last = std::min(lastTileColumn, TilesAcross() - 1u);
+  // The painter behind the decoder's callback, and its first answer that is not
+  // IMG_OK, which stops the walk.
+  struct Painter {
+    Paint &paint;
+    ImgErr answer;
+    static bool Row(void *ctx, Img1G4Tile &tile, uint32_t r) {
+      auto &self = *static_cast<Painter *>(ctx);
+      self.answer = self.paint(tile, r);
+      return self.answer == IMG_OK;
+    }
+  } painter{paint, IMG_OK};
   for (uint32_t c = firstTileColumn; c <= last; ++c) {
     Img1G4Tile &tile = row[c];
     // A tile that fails keeps its position and fails again on every later row, so
-    // its area stays background from the bad row on.
-    if (tile.getData() == nullptr || CCITT_G4Decode(&tile, tileWidth, totalBytes) != 0) {
-      continue;
+    // its area stays background from the bad row on. A tile's rows are decoded one
+    // after another, its reader kept between them.
+    if (tile.getData() != nullptr &&
+        !c2d::G4DecodeTileRows(tile, tileWidth, totalBytes, rows, &Painter::Row, &painter)) {
+      return painter.answer;
     }
-    const ImgErr painted = paint(tile);
-    if (painted != IMG_OK) {
-      return painted;
-    }
-    // swapChanges, inline: it runs once per tile and row.
-    const unsigned int count = tile.numChanges();
-    tile.numChanges() = tile.numRefChanges();
-    tile.numRefChanges() = count;
-    tile.setChangeBuffers(tile.refChanges(), tile.changes());
   }
   return IMG_OK;
 }
 
 ImgErr CImg1G4::decode_scanline() {
-  return DecodeWantedTiles([](Img1G4Tile &) { return IMG_OK; });
+  return DecodeTileRows(1, [](Img1G4Tile &, uint32_t) { return IMG_OK; });
 }
 
 ImgErr CImg1G4::decode_scanline_and_sum(unsigned int &sum) {
-  sum = 0;
+  uint32_t rowSum = 0;
+  const ImgErr result = decode_rows_and_sum(1, &rowSum);
+  sum = rowSum;
+  return result;
+}
+
+ImgErr CImg1G4::decode_rows_and_sum(uint32_t rows, uint32_t *sums) {
+  std::fill(sums, sums + rows, 0u);
   // Black runs over the whole width, whatever the background.
   const uint32_t right = getWidth() - 1u;
-  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
+    uint32_t sum = sums[r];
     ForEachRun(tile, Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
       sum += Span(d0, d1);
       return true;
     });
+    sums[r] = sum;
     return IMG_OK;
   });
 }
 
 ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {
+  uint32_t count = 0;
+  const ImgErr result = decode_copy_rows(1, row, 0, info, &count);
+  info->blackCount = count;
+  return result;
+}
+
+ImgErr CImg1G4::decode_copy_rows(uint32_t rows, unsigned char *first, uint64_t stride,
+                                 const G4ScaleInfo *info, uint32_t *counts) {
+  std::fill(counts, counts + rows, 0u);
   const bool known = isBackgroundKnown();
   const Runs runs = PaintedRuns(known, info->background);
-  uint32_t count = 0;
-  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
+  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
+    unsigned char *const row = first + r * stride;
+    uint32_t count = counts[r];
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       // SAFETY: d1 <= right - left, a column of the target row.
       if (d0 <= d1) {
@@ -187,17 +220,16 @@ ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {
       }
       return true;
     });
+    counts[r] = count;
     return IMG_OK;
   });
-  info->blackCount = count;
-  return result;
 }
 
 ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
   const Runs runs = PaintedRuns(isBackgroundKnown(), info->background);
   const unsigned int *toDst = info->srcMap;
   const unsigned int *colRuns = info->colRuns;
-  return DecodeWantedTiles([&](Img1G4Tile &tile) {
+  return DecodeTileRows(1, [&](Img1G4Tile &tile, uint32_t) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       // Every target column of the run's source columns, the last one's whole run too.
       // SAFETY: the runs of colRuns end inside the target row.
@@ -212,6 +244,15 @@ ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
 }
 
 ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
+  uint32_t count = 0;
+  const ImgErr result = decode_reduce_rows(1, 1, row, info, &count);
+  info->blackCount = count;
+  return result;
+}
+
+ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, uint32_t painted, unsigned char *row,
+                                   const G4ScaleInfo *info, uint32_t *counts) {
+  std::fill(counts, counts + rows, 0u);
   const bool known = isBackgroundKnown();
   const Runs runs = PaintedRuns(known, info->background);
   // Sampling: a group takes the value of its first column, so a run that starts
@@ -226,9 +267,12 @@ ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
   // order, one step at a time (the last column may take several), so the groups a
   // run touches feed one span of columns, which is painted whole instead of walking
   // the groups one by one.
-  uint32_t count = 0;
   const auto walk = [&](auto column) {
-    return DecodeWantedTiles([&](Img1G4Tile &tile) {
+    return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
+      if (r >= painted) {
+        return IMG_OK;
+      }
+      uint32_t count = counts[r];
       ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
         if (!known) {
           count += Span(d0, d1);
@@ -256,19 +300,29 @@ ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
         }
         return true;
       });
+      counts[r] = count;
       return IMG_OK;
     });
   };
   const unsigned int *columns = info->dstColumn;
-  const ImgErr result =
-      columns != nullptr ? walk([columns](uint64_t x) { return columns[x]; })
-                         : walk([bytes, bits](uint64_t x) { return bytes[x] * 8u + 7u - bits[x]; });
-  info->blackCount = count;
-  return result;
+  return columns != nullptr
+             ? walk([columns](uint64_t x) { return columns[x]; })
+             : walk([bytes, bits](uint64_t x) { return bytes[x] * 8u + 7u - bits[x]; });
 }
 
 ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
                                             const std::vector<unsigned int> &dstIndex) {
+  uint32_t count = 0;
+  const ImgErr result = decode_reduce_rows_grey(1, sums, info, dstIndex, &count);
+  info->blackCount = count;
+  return result;
+}
+
+ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
+                                        const G4ScaleInfo *info,
+                                        const std::vector<unsigned int> &dstIndex,
+                                        uint32_t *counts) {
+  std::fill(counts, counts + rows, 0u);
   // Black runs for background 0, white for anything else, the unset marker included.
   const Runs runs = info->background == 0 ? Runs::kBlack : Runs::kWhite;
   // The vectors bound the indices as well as the widths they were made for.
@@ -277,9 +331,9 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
   const unsigned int *groupOf = info->srcMap;
   const unsigned int *colRuns = info->colRuns;
   const unsigned int *cells = info->cellWidth;
-  uint32_t count = 0;
-  const ImgErr result = DecodeWantedTiles([&](Img1G4Tile &tile) {
+  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
     bool ok = true;
+    uint32_t count = counts[r];
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
            !(runs == Runs::kBlack && d0 > d1);
@@ -324,8 +378,7 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
       }
       return true;
     });
+    counts[r] = count;
     return ok ? IMG_OK : IMG_DECODE_FAILED;
   });
-  info->blackCount = count;
-  return result;
 }

@@ -286,19 +286,24 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   const uint64_t stride = target->getBytesPerLine();
   uint64_t total = 0;
   uint64_t p = 0;
+  uint32_t counts[kBatchRows];
   for (uint32_t t = 0; t < height && p < sh; ++t) {
     const uint32_t run = tables.runs.rows[p];
-    for (uint32_t k = 0; k < run; ++k) {
-      const ImgErr decoded =
-          sample && k != 0 ? decode_scanline() : decode_reduce_scanline(pixels + t * stride, &info);
-      if (decoded != IMG_OK) {
+    for (uint32_t k = 0; k < run;) {
+      const uint32_t rows = RowsInBatch(run - k);
+      // Sampling paints the block's first row only.
+      const uint32_t painted = !sample ? rows : k == 0 ? 1 : 0;
+      if (decode_reduce_rows(rows, painted, pixels + t * stride, &info, counts) != IMG_OK) {
         Report(IMG_DECODE_FAILED);
         return target.release();
       }
-      if (!sample) {
-        total += info.blackCount;
+      for (uint32_t r = 0; r < rows; ++r) {
+        if (!sample) {
+          total += counts[r];
+        }
+        StepCursor();
       }
-      StepCursor();
+      k += rows;
     }
     p += run;
   }
@@ -454,19 +459,24 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   // error.
   bool failed = false;
   uint64_t p = 0;
+  uint32_t counts[kBatchRows];
   for (uint32_t t = 0; t < height && p < sh && !failed; ++t) {
     const uint32_t yRun = tables.runs.rows[p];
     const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
     std::fill(sums.begin(), sums.end(), 0u);
-    for (uint32_t k = 0; k < yRun && !failed; ++k) {
-      failed = decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK;
+    for (uint32_t k = 0; k < yRun && !failed;) {
+      const uint32_t rows = RowsInBatch(yRun - k);
+      failed = decode_reduce_rows_grey(rows, sums, &info, dstIndex, counts) != IMG_OK;
       if (!failed) {
-        if (count != nullptr) {
-          count[0] += info.blackCount;
-          ++count[1];
+        for (uint32_t r = 0; r < rows; ++r) {
+          if (count != nullptr) {
+            count[0] += counts[r];
+            ++count[1];
+          }
+          StepCursor();
         }
-        StepCursor();
       }
+      k += rows;
     }
     if (failed) {
       break;
