@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "G4TiffOracle.h"
+#include "Image/g4/internal/G4TileRows.h"
 
 namespace {
 
@@ -71,6 +73,61 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
       }
     }
     EXPECT_EQ(lastRows, size[1]);  // the whole stream decodes every row
+  }
+}
+
+// A tile's rows decoded in one batch, the bit reader kept from row to row, give what
+// a call per row gives: each row's result and list, and the tile's state at the end,
+// on streams cut short and when the caller stops the walk.
+TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
+  const Bitmap page = TextLikePage(97, 30, 97);
+  const std::vector<uint8_t> words = g4test::EncodeForDecoder(page);
+  using Rows = std::vector<std::vector<int32_t>>;
+  struct Sink {
+    Rows rows;
+    uint32_t stopAt;
+  };
+  const auto record = [](Rows &rows, uint32_t r, Img1G4Tile &tile) {
+    rows.emplace_back(1, static_cast<int32_t>(r));
+    rows.back().insert(rows.back().end(), tile.changes(), tile.changes() + tile.numChanges());
+  };
+  for (size_t cut = 0; cut <= words.size(); cut += words.size() / 40 + 1) {
+    for (const uint32_t stopAt : {7u, 30u}) {
+      SCOPED_TRACE("cut at " + std::to_string(cut) + ", stop at " + std::to_string(stopAt));
+      std::unique_ptr<uint8_t[]> one(new uint8_t[cut + 1]), two(new uint8_t[cut + 1]);
+      std::copy(words.begin(), words.begin() + cut, one.get());
+      std::copy(words.begin(), words.begin() + cut, two.get());
+      g4test::RowDecoder plain(one.get(), static_cast<uint32_t>(cut), 97);
+      g4test::RowDecoder batch(two.get(), static_cast<uint32_t>(cut), 97);
+      Rows expected;
+      for (uint32_t r = 0; r < 30; ++r) {
+        if (CCITT_G4Decode(&plain.tile, 97, cut) != G4_DECODE_OK) {
+          continue;
+        }
+        record(expected, r, plain.tile);
+        if (r == stopAt) {
+          break;
+        }
+        plain.tile.swapChanges();
+      }
+      Sink sink{{}, stopAt};
+      const bool whole = c2d::G4DecodeTileRows(
+          batch.tile, 97, cut, 30,
+          [](void *ctx, Img1G4Tile &tile, uint32_t r) {
+            auto &s = *static_cast<Sink *>(ctx);
+            s.rows.emplace_back(1, static_cast<int32_t>(r));
+            s.rows.back().insert(s.rows.back().end(), tile.changes(),
+                                 tile.changes() + tile.numChanges());
+            return r != s.stopAt;
+          },
+          &sink);
+      EXPECT_EQ(sink.rows, expected);
+      EXPECT_EQ(whole, expected.empty() || expected.back()[0] != static_cast<int32_t>(stopAt));
+      EXPECT_EQ(batch.tile.byteLoc(), plain.tile.byteLoc());
+      EXPECT_EQ(batch.tile.bitLoc(), plain.tile.bitLoc());
+      EXPECT_EQ(batch.tile.numChanges(), plain.tile.numChanges());
+      EXPECT_EQ(batch.tile.numRefChanges(), plain.tile.numRefChanges());
+    }
   }
 }
 

@@ -209,14 +209,14 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // go together) tile by tile, each tile's reader kept from row to row, and leave
   // the cursor where it was: the caller steps it once per row after success. Row r
   // adds up into counts[r] (sums[r]) what the one-row form gives in blackCount (sum);
-  // copies go to first + r * stride; a reduction paints only its first `painted` rows
-  // into `row`, decoding the others. The answers are the one-row forms'; on a failure
+  // copies go to first + r * stride; a reduction paints row r into targets[r], or
+  // only decodes it when that is null. The answers are the one-row forms'; on a failure
   // the rows of the batch are partly decoded, and the walk is to end there.
   ImgErr decode_rows_and_sum(uint32_t rows, uint32_t *sums);
   ImgErr decode_copy_rows(uint32_t rows, unsigned char *first, uint64_t stride,
                           const G4ScaleInfo *info, uint32_t *counts);
-  ImgErr decode_reduce_rows(uint32_t rows, uint32_t painted, unsigned char *row,
-                            const G4ScaleInfo *info, uint32_t *counts);
+  ImgErr decode_reduce_rows(uint32_t rows, unsigned char *const *targets, const G4ScaleInfo *info,
+                            uint32_t *counts);
   ImgErr decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
                                  const G4ScaleInfo *info, const std::vector<unsigned int> &dstIndex,
                                  uint32_t *counts);
@@ -301,13 +301,14 @@ class C2D_EXPORT CImg1G4 : public CImg {
   uint32_t TilesAcross() const;
   uint32_t TilesDown() const;
   // The frame of every scanline routine (g4/CImg1G4RowCursor.cpp): decodes the next `rows`
-  // rows of each tile of the cursor's tile row that the rectangle touches, a tile's rows one
-  // after another, and hands each row r that decoded to paint(tile, r) before exchanging the
-  // tile's lists. A tile without bytes, or a row that fails, is passed over. The cursor does
-  // not move. IMG_INVALID_ARG past lastTileRow, else IMG_OK or the first answer of `paint`
-  // that is not IMG_OK.
+  // rows of each tile of the cursor's tile row that the rectangle touches and hands each row r
+  // that decoded to paint(tile, r) before exchanging the tile's lists. `byTile`: where there
+  // are several tiles across, each tile's rows one after another with its reader kept between
+  // them (the painter must not care about the order); else row by row. A tile without bytes,
+  // or a row that fails, is passed over. The cursor does not move. IMG_INVALID_ARG past
+  // lastTileRow, else IMG_OK or the first answer of `paint` that is not IMG_OK.
   template <typename Paint>
-  ImgErr DecodeTileRows(uint32_t rows, Paint &&paint);
+  ImgErr DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint);
   // Reduce_greyscale adding up the runs of colour `ink` (0 black, 1 white), and, with
   // `count`, the painted pixels and decoded rows into count[0] and count[1]. `clean`
   // tells whether every row was decoded without a failure.

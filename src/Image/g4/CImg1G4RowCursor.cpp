@@ -30,7 +30,8 @@ Runs PaintedRuns(bool known, uint32_t background) {
 // run that starts on `right` is dropped too. f returns false to stop the walk.
 // Edges given the wrong way round select nothing: d1 would wrap past every table.
 template <typename F>
-bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &&f) {
+[[gnu::always_inline]] inline bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left,
+                                              uint32_t right, F &&f) {
   if (right < left) {
     return true;
   }
@@ -56,6 +57,42 @@ bool ForEachRun(Img1G4Tile &tile, Runs which, uint32_t left, uint32_t right, F &
 
 // Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
 uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
+
+// What the copy and the reductions paint with, copied into a local for each row:
+// the stores into a row could otherwise be taken to change them, and every one
+// would be read again after each store.
+struct CopyParams {
+  unsigned char *first;
+  uint64_t stride;
+  uint32_t left;
+  uint32_t right;
+  Runs runs;
+  bool known;
+};
+
+struct GreyParams {
+  unsigned int *sums;
+  const unsigned int *dstIndex;
+  const unsigned int *groupOf;
+  const unsigned int *colRuns;
+  const unsigned int *cells;
+  uint64_t srcWidth;
+  uint64_t dstWidth;
+  uint32_t left;
+  uint32_t right;
+  Runs runs;
+};
+
+struct ReduceParams {
+  const unsigned int *groupOf;
+  const unsigned int *colRuns;
+  uint32_t left;
+  uint32_t right;
+  Runs runs;
+  bool known;
+  bool sample;
+  bool clear;
+};
 
 }  // namespace
 
@@ -135,7 +172,7 @@ uint32_t CImg1G4::RowsInBatch(uint32_t wanted) const {
 }
 
 template <typename Paint>
-ImgErr CImg1G4::DecodeTileRows(uint32_t rows, Paint &&paint) {
+ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
   if (decodeTileRow > lastTileRow) {
     return IMG_INVALID_ARG;
   }
@@ -156,11 +193,34 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, Paint &&paint) {
       return self.answer == IMG_OK;
     }
   } painter{paint, IMG_OK};
+  // A tile that fails keeps its position and fails again on every later row, so its
+  // area stays background from the bad row on.
+  if (!byTile || last == firstTileColumn) {
+    // Row by row, one call per tile and row, the painter inlined: the faster way for
+    // the long rows of a strip, and for painters that do much per row.
+    for (uint32_t r = 0; r < rows; ++r) {
+      for (uint32_t c = firstTileColumn; c <= last; ++c) {
+        Img1G4Tile &tile = row[c];
+        if (tile.getData() == nullptr || CCITT_G4Decode(&tile, tileWidth, totalBytes) != 0) {
+          continue;
+        }
+        const ImgErr painted = paint(tile, r);
+        if (painted != IMG_OK) {
+          return painted;
+        }
+        // swapChanges, inline: it runs once per tile and row.
+        const unsigned int count = tile.numChanges();
+        tile.numChanges() = tile.numRefChanges();
+        tile.numRefChanges() = count;
+        tile.setChangeBuffers(tile.refChanges(), tile.changes());
+      }
+    }
+    return IMG_OK;
+  }
+  // Several tiles: each tile's rows one after another, its reader kept between them,
+  // which spares the short rows of narrow tiles most of their setting up.
   for (uint32_t c = firstTileColumn; c <= last; ++c) {
     Img1G4Tile &tile = row[c];
-    // A tile that fails keeps its position and fails again on every later row, so
-    // its area stays background from the bad row on. A tile's rows are decoded one
-    // after another, its reader kept between them.
     if (tile.getData() != nullptr &&
         !c2d::G4DecodeTileRows(tile, tileWidth, totalBytes, rows, &Painter::Row, &painter)) {
       return painter.answer;
@@ -170,7 +230,7 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, Paint &&paint) {
 }
 
 ImgErr CImg1G4::decode_scanline() {
-  return DecodeTileRows(1, [](Img1G4Tile &, uint32_t) { return IMG_OK; });
+  return DecodeTileRows(1, false, [](Img1G4Tile &, uint32_t) { return IMG_OK; });
 }
 
 ImgErr CImg1G4::decode_scanline_and_sum(unsigned int &sum) {
@@ -184,7 +244,7 @@ ImgErr CImg1G4::decode_rows_and_sum(uint32_t rows, uint32_t *sums) {
   std::fill(sums, sums + rows, 0u);
   // Black runs over the whole width, whatever the background.
   const uint32_t right = getWidth() - 1u;
-  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
+  return DecodeTileRows(rows, true, [&](Img1G4Tile &tile, uint32_t r) {
     uint32_t sum = sums[r];
     ForEachRun(tile, Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
       sum += Span(d0, d1);
@@ -206,16 +266,18 @@ ImgErr CImg1G4::decode_copy_rows(uint32_t rows, unsigned char *first, uint64_t s
                                  const G4ScaleInfo *info, uint32_t *counts) {
   std::fill(counts, counts + rows, 0u);
   const bool known = isBackgroundKnown();
-  const Runs runs = PaintedRuns(known, info->background);
-  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
-    unsigned char *const row = first + r * stride;
+  const CopyParams params{
+      first, stride, info->left, info->right, PaintedRuns(known, info->background), known};
+  return DecodeTileRows(rows, false, [&params, counts](Img1G4Tile &tile, uint32_t r) {
+    const CopyParams q = params;
+    unsigned char *const row = q.first + r * q.stride;
     uint32_t count = counts[r];
-    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+    ForEachRun(tile, q.runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
       // SAFETY: d1 <= right - left, a column of the target row.
       if (d0 <= d1) {
         c2d::SetBits(row, d0, static_cast<uint64_t>(d1) + 1u);
       }
-      if (!known) {
+      if (!q.known) {
         count += Span(d0, d1);
       }
       return true;
@@ -229,7 +291,7 @@ ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
   const Runs runs = PaintedRuns(isBackgroundKnown(), info->background);
   const unsigned int *toDst = info->srcMap;
   const unsigned int *colRuns = info->colRuns;
-  return DecodeTileRows(1, [&](Img1G4Tile &tile, uint32_t) {
+  return DecodeTileRows(1, false, [&](Img1G4Tile &tile, uint32_t) {
     ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
       // Every target column of the run's source columns, the last one's whole run too.
       // SAFETY: the runs of colRuns end inside the target row.
@@ -245,12 +307,12 @@ ImgErr CImg1G4::decode_enlarge_scanline(unsigned char *row, G4ScaleInfo *info) {
 
 ImgErr CImg1G4::decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info) {
   uint32_t count = 0;
-  const ImgErr result = decode_reduce_rows(1, 1, row, info, &count);
+  const ImgErr result = decode_reduce_rows(1, &row, info, &count);
   info->blackCount = count;
   return result;
 }
 
-ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, uint32_t painted, unsigned char *row,
+ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
                                    const G4ScaleInfo *info, uint32_t *counts) {
   std::fill(counts, counts + rows, 0u);
   const bool known = isBackgroundKnown();
@@ -258,9 +320,9 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, uint32_t painted, unsigned cha
   // Sampling: a group takes the value of its first column, so a run that starts
   // inside a group leaves it alone. Merging: any pixel of a group counts.
   const bool sample = known && info->mergeRows == 0;
-  const bool clear = sample && runs == Runs::kWhite;
-  const unsigned int *groupOf = info->srcMap;
-  const unsigned int *colRuns = info->colRuns;
+  const ReduceParams params{
+      info->srcMap, info->colRuns, info->left, info->right,
+      runs,         known,         sample,     sample && runs == Runs::kWhite};
   const unsigned int *bytes = info->dstByte;
   const unsigned int *bits = info->dstBit;
   // The target column a source column feeds. Groups feed the target columns in
@@ -268,41 +330,45 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, uint32_t painted, unsigned cha
   // run touches feed one span of columns, which is painted whole instead of walking
   // the groups one by one.
   const auto walk = [&](auto column) {
-    return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
-      if (r >= painted) {
-        return IMG_OK;
-      }
-      uint32_t count = counts[r];
-      ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
-        if (!known) {
-          count += Span(d0, d1);
-        }
-        uint64_t from = d0;
-        if (sample) {
-          const uint32_t g0 = groupOf[d0];
-          if (d0 != g0) {
-            from = static_cast<uint64_t>(g0) + colRuns[g0];
+    return DecodeTileRows(
+        rows, true, [&params, column, targets, counts](Img1G4Tile &tile, uint32_t r) {
+          unsigned char *const row = targets[r];
+          if (row == nullptr) {
+            return IMG_OK;
           }
-          if (from > d1) {
-            return true;  // no group starts inside the run
-          }
-        } else if (d0 > d1 && groupOf[d0] != groupOf[d1]) {
-          return true;  // a backward run of a corrupt row, across groups: nothing
-        }
-        // SAFETY: from and d1 lie below srcWidth, and the byte tables hold bytes of
-        // the target row, so both columns and every byte between lie inside it.
-        const uint32_t k0 = column(from);
-        const uint32_t k1 = column(d1);
-        if (clear) {
-          c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
-        } else {
-          c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
-        }
-        return true;
-      });
-      counts[r] = count;
-      return IMG_OK;
-    });
+          const ReduceParams q = params;
+          const auto columnOf = column;
+          uint32_t count = counts[r];
+          ForEachRun(tile, q.runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
+            if (!q.known) {
+              count += Span(d0, d1);
+            }
+            uint64_t from = d0;
+            if (q.sample) {
+              const uint32_t g0 = q.groupOf[d0];
+              if (d0 != g0) {
+                from = static_cast<uint64_t>(g0) + q.colRuns[g0];
+              }
+              if (from > d1) {
+                return true;  // no group starts inside the run
+              }
+            } else if (d0 > d1 && q.groupOf[d0] != q.groupOf[d1]) {
+              return true;  // a backward run of a corrupt row, across groups: nothing
+            }
+            // SAFETY: from and d1 lie below srcWidth, and the byte tables hold bytes of
+            // the target row, so both columns and every byte between lie inside it.
+            const uint32_t k0 = columnOf(from);
+            const uint32_t k1 = columnOf(d1);
+            if (q.clear) {
+              c2d::ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
+            } else {
+              c2d::SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
+            }
+            return true;
+          });
+          counts[r] = count;
+          return IMG_OK;
+        });
   };
   const unsigned int *columns = info->dstColumn;
   return columns != nullptr
@@ -318,23 +384,32 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
   return result;
 }
 
-ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
+ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sumVector,
                                         const G4ScaleInfo *info,
-                                        const std::vector<unsigned int> &dstIndex,
+                                        const std::vector<unsigned int> &indexVector,
                                         uint32_t *counts) {
   std::fill(counts, counts + rows, 0u);
   // Black runs for background 0, white for anything else, the unset marker included.
-  const Runs runs = info->background == 0 ? Runs::kBlack : Runs::kWhite;
+  const Runs inkRuns = info->background == 0 ? Runs::kBlack : Runs::kWhite;
   // The vectors bound the indices as well as the widths they were made for.
-  const uint64_t srcWidth = std::min<uint64_t>(info->srcWidth, dstIndex.size());
-  const uint64_t dstWidth = std::min<uint64_t>(info->dstWidth, sums.size());
-  const unsigned int *groupOf = info->srcMap;
-  const unsigned int *colRuns = info->colRuns;
-  const unsigned int *cells = info->cellWidth;
-  return DecodeTileRows(rows, [&](Img1G4Tile &tile, uint32_t r) {
+  const uint64_t srcBound = std::min<uint64_t>(info->srcWidth, indexVector.size());
+  const uint64_t dstBound = std::min<uint64_t>(info->dstWidth, sumVector.size());
+  const GreyParams params{
+      sumVector.data(), indexVector.data(), info->srcMap, info->colRuns, info->cellWidth,
+      srcBound,         dstBound,           info->left,   info->right,   inkRuns};
+  return DecodeTileRows(rows, true, [&params, counts](Img1G4Tile &tile, uint32_t r) {
+    const GreyParams q = params;
+    unsigned int *const sums = q.sums;
+    const unsigned int *const dstIndex = q.dstIndex;
+    const unsigned int *const groupOf = q.groupOf;
+    const unsigned int *const colRuns = q.colRuns;
+    const unsigned int *const cells = q.cells;
+    const uint64_t srcWidth = q.srcWidth;
+    const uint64_t dstWidth = q.dstWidth;
+    const Runs runs = q.runs;
     bool ok = true;
     uint32_t count = counts[r];
-    ForEachRun(tile, runs, info->left, info->right, [&](uint32_t d0, uint32_t d1) {
+    ForEachRun(tile, runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
       ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
            !(runs == Runs::kBlack && d0 > d1);
       if (!ok) {

@@ -86,7 +86,7 @@ struct GreyTable {
 // in registers: the stores into the row cannot be taken to change them, and the
 // worker's own values do not crowd them out.
 [[gnu::noinline]] void GreyRow(unsigned *row, const unsigned *sums, const uint8_t *wide, uint32_t n,
-             const GreyTable *pair) {
+                               const GreyTable *pair) {
   const unsigned char *const levels[2] = {pair[0].levels.get(), pair[1].levels.get()};
   const uint32_t last[2] = {pair[0].last, pair[1].last};
   const auto grey = [&](uint32_t j) {
@@ -284,28 +284,42 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   info.dstColumn = columns.data();
   unsigned char *pixels = target->peekData();
   const uint64_t stride = target->getBytesPerLine();
+  // Row by row, target row t takes source rows p to p + rows[p] - 1, row k of them
+  // now. A batch may span several target rows: each of its rows names the target row
+  // it paints, or none when sampling passes it over.
   uint64_t total = 0;
+  uint32_t t = 0;
   uint64_t p = 0;
-  uint32_t counts[kBatchRows];
-  for (uint32_t t = 0; t < height && p < sh; ++t) {
-    const uint32_t run = tables.runs.rows[p];
-    for (uint32_t k = 0; k < run;) {
-      const uint32_t rows = RowsInBatch(run - k);
-      // Sampling paints the block's first row only.
-      const uint32_t painted = !sample ? rows : k == 0 ? 1 : 0;
-      if (decode_reduce_rows(rows, painted, pixels + t * stride, &info, counts) != IMG_OK) {
-        Report(IMG_DECODE_FAILED);
-        return target.release();
-      }
-      for (uint32_t r = 0; r < rows; ++r) {
-        if (!sample) {
-          total += counts[r];
-        }
-        StepCursor();
-      }
-      k += rows;
+  uint32_t k = 0;
+  const auto settle = [&] {
+    while (t < height && p < sh && tables.runs.rows[p] == k) {
+      p += k;
+      k = 0;
+      ++t;
     }
-    p += run;
+  };
+  unsigned char *targets[kBatchRows];
+  uint32_t counts[kBatchRows];
+  settle();
+  while (t < height && p < sh) {
+    const uint32_t cap = RowsInBatch(kBatchRows);
+    uint32_t rows = 0;
+    for (; rows < cap && t < height && p < sh; ++rows) {
+      // Sampling paints the block's first row only.
+      targets[rows] = !sample || k == 0 ? pixels + static_cast<uint64_t>(t) * stride : nullptr;
+      ++k;
+      settle();
+    }
+    if (decode_reduce_rows(rows, targets, &info, counts) != IMG_OK) {
+      Report(IMG_DECODE_FAILED);
+      return target.release();
+    }
+    for (uint32_t r = 0; r < rows; ++r) {
+      if (!sample) {
+        total += counts[r];
+      }
+      StepCursor();
+    }
   }
   if (!sample && !isBackgroundKnown()) {
     // Exactly at the threshold the page is not dark.

@@ -533,8 +533,8 @@ inline short DecodeEndOfBlock(RowState &s, int32_t w) {
 // lists of that row are not exchanged. Answers the last row's result.
 using RowDone = bool (*)(void *ctx, Img1G4Tile &tile, uint32_t row);
 
-short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes,
-                 uint32_t rows, RowDone done, void *ctx, bool &stopped) {
+short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes, uint32_t rows,
+                 RowDone done, void *ctx, bool &stopped) {
   const G4DecodeTables *tables = c2d::G4ActiveDecodeTables();
   if (tables == nullptr || tile == nullptr) {
     return G4_DECODE_NO_DATA;
