@@ -60,38 +60,23 @@ uint32_t Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
 
 // What the copy and the reductions paint with, copied into a local for each row:
 // the stores into a row could otherwise be taken to change them, and every one
-// would be read again after each store.
-struct CopyParams {
-  unsigned char *first;
-  uint64_t stride;
-  uint32_t left;
-  uint32_t right;
-  Runs runs;
-  bool known;
-};
-
-struct GreyParams {
-  unsigned int *sums;
-  const unsigned int *dstIndex;
-  const unsigned int *groupOf;
-  const unsigned int *colRuns;
-  const unsigned int *cells;
-  uint64_t srcWidth;
-  uint64_t dstWidth;
-  uint32_t left;
-  uint32_t right;
-  Runs runs;
-};
-
-struct ReduceParams {
-  const unsigned int *groupOf;
-  const unsigned int *colRuns;
-  uint32_t left;
-  uint32_t right;
-  Runs runs;
-  bool known;
-  bool sample;
-  bool clear;
+// would be read again after each store. Each painter fills the members it reads.
+struct PaintParams {
+  unsigned char *first = nullptr;
+  uint64_t stride = 0;
+  unsigned int *sums = nullptr;
+  const unsigned int *dstIndex = nullptr;
+  const unsigned int *groupOf = nullptr;
+  const unsigned int *colRuns = nullptr;
+  const unsigned int *cells = nullptr;
+  uint64_t srcWidth = 0;
+  uint64_t dstWidth = 0;
+  uint32_t left = 0;
+  uint32_t right = 0;
+  Runs runs = Runs::kBlack;
+  bool known = false;
+  bool sample = false;
+  bool clear = false;
 };
 
 }  // namespace
@@ -266,10 +251,15 @@ ImgErr CImg1G4::decode_copy_rows(uint32_t rows, unsigned char *first, uint64_t s
                                  const G4ScaleInfo *info, uint32_t *counts) {
   std::fill(counts, counts + rows, 0u);
   const bool known = isBackgroundKnown();
-  const CopyParams params{
-      first, stride, info->left, info->right, PaintedRuns(known, info->background), known};
+  PaintParams params;
+  params.first = first;
+  params.stride = stride;
+  params.left = info->left;
+  params.right = info->right;
+  params.runs = PaintedRuns(known, info->background);
+  params.known = known;
   return DecodeTileRows(rows, false, [&params, counts](Img1G4Tile &tile, uint32_t r) {
-    const CopyParams q = params;
+    const PaintParams q = params;
     unsigned char *const row = q.first + r * q.stride;
     uint32_t count = counts[r];
     ForEachRun(tile, q.runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
@@ -320,9 +310,15 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
   // Sampling: a group takes the value of its first column, so a run that starts
   // inside a group leaves it alone. Merging: any pixel of a group counts.
   const bool sample = known && info->mergeRows == 0;
-  const ReduceParams params{
-      info->srcMap, info->colRuns, info->left, info->right,
-      runs,         known,         sample,     sample && runs == Runs::kWhite};
+  PaintParams params;
+  params.groupOf = info->srcMap;
+  params.colRuns = info->colRuns;
+  params.left = info->left;
+  params.right = info->right;
+  params.runs = runs;
+  params.known = known;
+  params.sample = sample;
+  params.clear = sample && runs == Runs::kWhite;
   const unsigned int *bytes = info->dstByte;
   const unsigned int *bits = info->dstBit;
   // The target column a source column feeds. Groups feed the target columns in
@@ -336,7 +332,7 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
           if (row == nullptr) {
             return IMG_OK;
           }
-          const ReduceParams q = params;
+          const PaintParams q = params;
           const auto columnOf = column;
           uint32_t count = counts[r];
           ForEachRun(tile, q.runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
@@ -394,11 +390,19 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
   // The vectors bound the indices as well as the widths they were made for.
   const uint64_t srcBound = std::min<uint64_t>(info->srcWidth, indexVector.size());
   const uint64_t dstBound = std::min<uint64_t>(info->dstWidth, sumVector.size());
-  const GreyParams params{
-      sumVector.data(), indexVector.data(), info->srcMap, info->colRuns, info->cellWidth,
-      srcBound,         dstBound,           info->left,   info->right,   inkRuns};
+  PaintParams params;
+  params.sums = sumVector.data();
+  params.dstIndex = indexVector.data();
+  params.groupOf = info->srcMap;
+  params.colRuns = info->colRuns;
+  params.cells = info->cellWidth;
+  params.srcWidth = srcBound;
+  params.dstWidth = dstBound;
+  params.left = info->left;
+  params.right = info->right;
+  params.runs = inkRuns;
   return DecodeTileRows(rows, true, [&params, counts](Img1G4Tile &tile, uint32_t r) {
-    const GreyParams q = params;
+    const PaintParams q = params;
     unsigned int *const sums = q.sums;
     const unsigned int *const dstIndex = q.dstIndex;
     const unsigned int *const groupOf = q.groupOf;

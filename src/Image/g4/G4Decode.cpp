@@ -590,10 +590,7 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
         stopped = true;
         return result;
       }
-      const unsigned int count = tile->numChanges();
-      tile->numChanges() = tile->numRefChanges();
-      tile->numRefChanges() = count;
-      tile->setChangeBuffers(tile->refChanges(), tile->changes());
+      tile->swapChanges();
     }
   }
   return result;
