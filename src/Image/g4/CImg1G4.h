@@ -206,8 +206,9 @@ class C2D_EXPORT CImg1G4 : public CImg {
   ImgErr decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
                                      const std::vector<unsigned int> &dstIndex);
   // Batch forms, which decode the next `rows` rows (RowsInBatch tells how many may
-  // go together) tile by tile, each tile's reader kept from row to row, and leave
-  // the cursor where it was: the caller steps it once per row after success. Row r
+  // go together), the sums and the reductions tile by tile with each tile's reader
+  // kept from row to row, the copy row by row (its target rows stay in the cache);
+  // they leave the cursor where it was: the caller steps it once per row. Row r
   // adds up into counts[r] (sums[r]) what the one-row form gives in blackCount (sum);
   // copies go to first + r * stride; a reduction paints row r into targets[r], or
   // only decodes it when that is null. The answers are the one-row forms'; on a failure
@@ -217,9 +218,14 @@ class C2D_EXPORT CImg1G4 : public CImg {
                           const G4ScaleInfo *info, uint32_t *counts);
   ImgErr decode_reduce_rows(uint32_t rows, unsigned char *const *targets, const G4ScaleInfo *info,
                             uint32_t *counts);
+  // The grey form adds row r into the dstWidth counts of target row slots[r] in
+  // `sums` (row 0 without slots). Without firstFailed a run outside the tables ends
+  // the walk there; with it the walk goes on, and the first such row is kept in
+  // *firstFailed (which the caller sets to `rows`).
   ImgErr decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
-                                 const G4ScaleInfo *info, const std::vector<unsigned int> &dstIndex,
-                                 uint32_t *counts);
+                                 const uint32_t *slots, const G4ScaleInfo *info,
+                                 const std::vector<unsigned int> &dstIndex, uint32_t *counts,
+                                 uint32_t *firstFailed);
   // The most rows a batch holds, and how many of `wanted` (at least 1) the next batch
   // may take: no more than kBatchRows, and none past the cursor's tile row unless it
   // is the last.

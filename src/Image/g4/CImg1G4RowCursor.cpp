@@ -375,21 +375,22 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
 ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
                                             const std::vector<unsigned int> &dstIndex) {
   uint32_t count = 0;
-  const ImgErr result = decode_reduce_rows_grey(1, sums, info, dstIndex, &count);
+  const ImgErr result = decode_reduce_rows_grey(1, sums, nullptr, info, dstIndex, &count, nullptr);
   info->blackCount = count;
   return result;
 }
 
 ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sumVector,
-                                        const G4ScaleInfo *info,
+                                        const uint32_t *slots, const G4ScaleInfo *info,
                                         const std::vector<unsigned int> &indexVector,
-                                        uint32_t *counts) {
+                                        uint32_t *counts, uint32_t *firstFailed) {
   std::fill(counts, counts + rows, 0u);
   // Black runs for background 0, white for anything else, the unset marker included.
   const Runs inkRuns = info->background == 0 ? Runs::kBlack : Runs::kWhite;
   // The vectors bound the indices as well as the widths they were made for.
   const uint64_t srcBound = std::min<uint64_t>(info->srcWidth, indexVector.size());
-  const uint64_t dstBound = std::min<uint64_t>(info->dstWidth, sumVector.size());
+  const uint64_t dstBound = info->dstWidth;
+  const uint64_t held = sumVector.size();
   PaintParams params;
   params.sums = sumVector.data();
   params.dstIndex = indexVector.data();
@@ -401,15 +402,18 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
   params.left = info->left;
   params.right = info->right;
   params.runs = inkRuns;
-  return DecodeTileRows(rows, true, [&params, counts](Img1G4Tile &tile, uint32_t r) {
+  bool failed = false;
+  const ImgErr walked = DecodeTileRows(rows, true, [&](Img1G4Tile &tile, uint32_t r) {
     const PaintParams q = params;
-    unsigned int *const sums = q.sums;
+    // Row r's counts, bounded by the vector as well as by the width.
+    const uint64_t base = slots != nullptr ? slots[r] * dstBound : 0;
+    unsigned int *const sums = q.sums + (base < held ? base : held);
     const unsigned int *const dstIndex = q.dstIndex;
     const unsigned int *const groupOf = q.groupOf;
     const unsigned int *const colRuns = q.colRuns;
     const unsigned int *const cells = q.cells;
     const uint64_t srcWidth = q.srcWidth;
-    const uint64_t dstWidth = q.dstWidth;
+    const uint64_t dstWidth = base < held ? std::min(q.dstWidth, held - base) : 0;
     const Runs runs = q.runs;
     bool ok = true;
     uint32_t count = counts[r];
@@ -458,6 +462,16 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
       return true;
     });
     counts[r] = count;
-    return ok ? IMG_OK : IMG_DECODE_FAILED;
+    if (ok) {
+      return IMG_OK;
+    }
+    if (firstFailed == nullptr) {
+      return IMG_DECODE_FAILED;
+    }
+    // Noted, and the walk goes on: the rows before the first that failed are kept.
+    failed = true;
+    *firstFailed = std::min(*firstFailed, r);
+    return IMG_OK;
   });
+  return walked != IMG_OK ? walked : failed ? IMG_DECODE_FAILED : IMG_OK;
 }

@@ -115,6 +115,10 @@ struct GreyTable {
   }
 }
 
+// The most target rows, and counts, that one batch of the grey reduction holds.
+constexpr uint32_t kGreyBatchTargets = 32;
+constexpr uint32_t kGreyBatchCounts = 65536;
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -392,15 +396,19 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   }
   // The vectors the grey scanline routine works on. A rectangle too wide for memory
   // is refused like a missing table rather than let the allocation failure out.
+  // Target rows a batch may hold, their counts side by side: a few, and no more
+  // counts than a wide row alone needs.
+  const uint32_t targetsPerBatch =
+      std::max(1u, std::min(kGreyBatchTargets, kGreyBatchCounts / std::max(width, 1u)));
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
   std::vector<uint8_t> wideColumn;
   std::vector<unsigned int> cellWidth;
   try {
     dstIndex.assign(sw, 0u);
-    sums.assign(width, 0u);
     wideColumn.assign(width, 0u);
     cellWidth.assign(width, 0u);
+    sums.assign(static_cast<size_t>(targetsPerBatch) * width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
     return nullptr;
@@ -470,33 +478,78 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     info.cellWidth = cellWidth.data();
   }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
-  // error.
+  // error. A batch takes whole blocks of rows, their counts side by side in `sums`,
+  // so that the tiles' rows go one after another across several target rows; a
+  // failure in it keeps the target rows before the failing row's. A block that no
+  // batch can take whole (one crossing a tile row) is decoded in pieces on its own.
   bool failed = false;
   uint64_t p = 0;
+  uint32_t t = 0;
   uint32_t counts[kBatchRows];
-  for (uint32_t t = 0; t < height && p < sh && !failed; ++t) {
-    const uint32_t yRun = tables.runs.rows[p];
-    const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
-    std::fill(sums.begin(), sums.end(), 0u);
-    for (uint32_t k = 0; k < yRun && !failed;) {
-      const uint32_t rows = RowsInBatch(yRun - k);
-      failed = decode_reduce_rows_grey(rows, sums, &info, dstIndex, counts) != IMG_OK;
-      if (!failed) {
-        for (uint32_t r = 0; r < rows; ++r) {
-          if (count != nullptr) {
-            count[0] += counts[r];
-            ++count[1];
-          }
-          StepCursor();
-        }
+  uint32_t slots[kBatchRows];
+  uint32_t blockRuns[kGreyBatchTargets];
+  const auto addCounts = [&](uint32_t rows) {
+    for (uint32_t r = 0; r < rows; ++r) {
+      if (count != nullptr) {
+        count[0] += counts[r];
+        ++count[1];
       }
-      k += rows;
+      StepCursor();
     }
-    if (failed) {
-      break;
+  };
+  const auto writeRow = [&](uint32_t row, uint32_t slot, uint32_t yRun) {
+    GreyRow(out[row], sums.data() + static_cast<size_t>(slot) * width, wideColumn.data(), filled,
+            maps[yRun == floorY ? 0 : 1]);
+  };
+  while (t < height && p < sh && !failed) {
+    const uint32_t cap = RowsInBatch(kBatchRows);
+    uint32_t blocks = 0;
+    uint32_t rows = 0;
+    uint64_t next = p;
+    while (blocks < targetsPerBatch && t + blocks < height && next < sh &&
+           rows + tables.runs.rows[next] <= cap) {
+      const uint32_t run = tables.runs.rows[next];
+      blockRuns[blocks] = run;
+      for (uint32_t k = 0; k < run; ++k) {
+        slots[rows++] = blocks;
+      }
+      next += run;
+      ++blocks;
     }
-    GreyRow(out[t], sums.data(), wideColumn.data(), filled, pair);
-    p += yRun;
+    if (blocks == 0) {
+      const uint32_t yRun = tables.runs.rows[p];
+      std::fill(sums.begin(), sums.begin() + width, 0u);
+      for (uint32_t k = 0; k < yRun && !failed;) {
+        const uint32_t piece = RowsInBatch(yRun - k);
+        failed = decode_reduce_rows_grey(piece, sums, nullptr, &info, dstIndex, counts, nullptr) !=
+                 IMG_OK;
+        if (!failed) {
+          addCounts(piece);
+        }
+        k += piece;
+      }
+      if (!failed) {
+        writeRow(t, 0, yRun);
+        p += yRun;
+        ++t;
+      }
+      continue;
+    }
+    std::fill(sums.begin(), sums.begin() + static_cast<size_t>(blocks) * width, 0u);
+    uint32_t firstFailed = rows;
+    uint32_t finished = blocks;
+    if (rows != 0 && decode_reduce_rows_grey(rows, sums, slots, &info, dstIndex, counts,
+                                             &firstFailed) != IMG_OK) {
+      failed = true;
+      finished = firstFailed < rows ? slots[firstFailed] : 0;
+    } else {
+      addCounts(rows);
+    }
+    for (uint32_t b = 0; b < finished; ++b) {
+      writeRow(t + b, b, blockRuns[b]);
+    }
+    t += finished;
+    p = next;
   }
   // Foreground is dark whatever the page's colour; the background records the
   // opposite of the page's.
