@@ -11,9 +11,11 @@
 //
 // One line of Markdown per layout: libtiff / rows and libtiff / bitmap (speed-ups),
 // bilevel / libtiff, grey / bilevel 1/8. With --keep DIR the two layouts are written
-// there as files for the whole-process comparison (bench/ratios).
+// there as files for the whole-process comparison (bench/ratios). With --only KIND
+// (rows, bitmap, bilevel8, bilevel16, grey8) and --layout strips|tiles, that one
+// measurement alone is repeated and its time printed, for a profiler to watch.
 //
-//   G4Ratios PAGE.tif LABEL [--keep DIR] [--runs N]
+//   G4Ratios PAGE.tif LABEL [--keep DIR] [--runs N] [--only KIND] [--layout L]
 #include <tiffio.h>
 
 #include <algorithm>
@@ -22,6 +24,7 @@
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -93,6 +96,7 @@ bool ReadPage(const char *path, Bitmap &page) {
 }
 
 int gRuns = 7;
+std::string gOnly;
 
 // CPU time of this thread, which other processes on a busy machine do not inflate.
 double CpuSeconds() {
@@ -137,7 +141,7 @@ struct Ratios {
 };
 
 bool Measure(const Bitmap &bitmap, Coded &coded, Ratios &r) {
-  r.libtiff = LibtiffSeconds(coded);
+  r.libtiff = gOnly.empty() ? LibtiffSeconds(coded) : 0;
   std::unique_ptr<Page> page(new Page());
   std::vector<unsigned char *> data;
   std::vector<unsigned> counts;
@@ -153,15 +157,23 @@ bool Measure(const Bitmap &bitmap, Coded &coded, Ratios &r) {
     return false;
   }
   bool ok = true;
-  r.rows = Best([&] {
-    page->setBackground(false);
-    (void)page->calculateBackground();
-  });
-  r.bitmap = Best([&] {
-    std::unique_ptr<IImg> all(page->getSubImage(page->getRect()));
-    ok = ok && all != nullptr;
-  });
+  const auto wanted = [](const char *kind) { return gOnly.empty() || gOnly == kind; };
+  if (wanted("rows")) {
+    r.rows = Best([&] {
+      page->setBackground(false);
+      (void)page->calculateBackground();
+    });
+  }
+  if (wanted("bitmap")) {
+    r.bitmap = Best([&] {
+      std::unique_ptr<IImg> all(page->getSubImage(page->getRect()));
+      ok = ok && all != nullptr;
+    });
+  }
   const auto scale = [&](unsigned factor, bool grey) {
+    if (!wanted(grey ? "grey8" : factor == 8 ? "bilevel8" : "bilevel16")) {
+      return 0.0;
+    }
     ImgScaleAttr attr;
     attr.bitDepth = grey ? 32 : 0;
     return Best([&] {
@@ -184,9 +196,14 @@ int main(int argc, char **argv) {
     return 2;
   }
   std::string keep;
+  std::string only;
   for (int i = 3; i + 1 < argc; i += 2) {
     if (std::strcmp(argv[i], "--keep") == 0) {
       keep = argv[i + 1];
+    } else if (std::strcmp(argv[i], "--only") == 0) {
+      gOnly = argv[i + 1];
+    } else if (std::strcmp(argv[i], "--layout") == 0) {
+      only = argv[i + 1];
     } else if (std::strcmp(argv[i], "--runs") == 0) {
       gRuns = std::max(1, std::atoi(argv[i + 1]));
     }
@@ -198,6 +215,9 @@ int main(int argc, char **argv) {
     return 1;
   }
   for (const bool tiled : {false, true}) {
+    if (!only.empty() && only != (tiled ? "tiles" : "strips")) {
+      continue;
+    }
     Coded coded = CodeLayout(bitmap, tiled, kStripRows, kTile);
     const char *layout = tiled ? "tiles 512" : "strips 256";
     if (!keep.empty()) {
@@ -211,6 +231,12 @@ int main(int argc, char **argv) {
     if (!Measure(bitmap, coded, r)) {
       std::fprintf(stderr, "G4Ratios: %s (%s) failed\n", argv[2], layout);
       return 1;
+    }
+    if (!gOnly.empty()) {
+      const double ms[] = {r.rows, r.bitmap, r.bilevel8, r.bilevel16, r.grey8};
+      std::printf("%s %s %s: %.2f ms\n", argv[2], layout, gOnly.c_str(),
+                  1000 * *std::max_element(std::begin(ms), std::end(ms)));
+      continue;
     }
     std::printf("| %s | %u x %u | %s | %.1f | %.2f | %.2f | %.2f | %.2f | %.2f |\n", argv[2],
                 bitmap.width, bitmap.height, layout, r.libtiff * 1000, r.libtiff / r.rows,

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "G4TiledPage.h"
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/internal/G4Tables.h"
+#include "Image/g4/internal/G4TileRows.h"
 
 namespace {
 
@@ -211,6 +213,55 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
       }
     }
     EXPECT_EQ(lastRows, size[1]);  // the whole stream decodes every row
+  }
+}
+
+// A tile's rows decoded in one batch, the bit reader kept from row to row, give what
+// a call per row gives: each row's result and list, and the tile's state at the end,
+// on streams cut short and when the caller stops the walk.
+TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
+  const std::vector<uint8_t> words = g4test::EncodeForDecoder(g4test::StrokePage(97, 30, 97));
+  struct Sink {
+    std::vector<Row> rows;
+    uint32_t stopAt;
+    bool add(uint32_t r, Img1G4Tile &tile) {
+      rows.emplace_back(1, static_cast<int32_t>(r));
+      rows.back().insert(rows.back().end(), tile.changes(), tile.changes() + tile.numChanges());
+      return r != stopAt;
+    }
+  };
+  for (size_t cut = 0; cut <= words.size(); cut += words.size() / 40 + 1) {
+    for (const uint32_t stopAt : {7u, 30u}) {
+      SCOPED_TRACE("cut at " + std::to_string(cut) + ", stop at " + std::to_string(stopAt));
+      std::unique_ptr<uint8_t[]> one(new uint8_t[cut + 1]), two(new uint8_t[cut + 1]);
+      std::copy(words.begin(), words.begin() + cut, one.get());
+      std::copy(words.begin(), words.begin() + cut, two.get());
+      RowDecoder plain(one.get(), static_cast<uint32_t>(cut), 97);
+      RowDecoder batch(two.get(), static_cast<uint32_t>(cut), 97);
+      Sink expected{{}, stopAt}, sink{{}, stopAt};
+      for (uint32_t r = 0; r < 30; ++r) {
+        if (CCITT_G4Decode(&plain.tile, 97, cut) != G4_DECODE_OK) {
+          continue;
+        }
+        if (!expected.add(r, plain.tile)) {
+          break;
+        }
+        plain.tile.swapChanges();
+      }
+      const bool whole = c2d::G4DecodeTileRows(
+          batch.tile, 97, cut, 30,
+          [](void *ctx, Img1G4Tile &tile, uint32_t r) {
+            return static_cast<Sink *>(ctx)->add(r, tile);
+          },
+          &sink);
+      EXPECT_EQ(sink.rows, expected.rows);
+      EXPECT_EQ(whole,
+                expected.rows.empty() || expected.rows.back()[0] != static_cast<int32_t>(stopAt));
+      EXPECT_EQ(batch.tile.byteLoc(), plain.tile.byteLoc());
+      EXPECT_EQ(batch.tile.bitLoc(), plain.tile.bitLoc());
+      EXPECT_EQ(batch.tile.numChanges(), plain.tile.numChanges());
+      EXPECT_EQ(batch.tile.numRefChanges(), plain.tile.numRefChanges());
+    }
   }
 }
 

@@ -205,6 +205,32 @@ class C2D_EXPORT CImg1G4 : public CImg {
   ImgErr decode_reduce_scanline(unsigned char *row, G4ScaleInfo *info);
   ImgErr decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4ScaleInfo *info,
                                      const std::vector<unsigned int> &dstIndex);
+  // Batch forms, which decode the next `rows` rows (RowsInBatch tells how many may
+  // go together), the sums and the reductions tile by tile with each tile's reader
+  // kept from row to row, the copy row by row (its target rows stay in the cache);
+  // they leave the cursor where it was: the caller steps it once per row. Row r
+  // adds up into counts[r] (sums[r]) what the one-row form gives in blackCount (sum);
+  // copies go to first + r * stride; a reduction paints row r into targets[r], or
+  // only decodes it when that is null. The answers are the one-row forms'; on a failure
+  // the rows of the batch are partly decoded, and the walk is to end there.
+  ImgErr decode_rows_and_sum(uint32_t rows, uint32_t *sums);
+  ImgErr decode_copy_rows(uint32_t rows, unsigned char *first, uint64_t stride,
+                          const G4ScaleInfo *info, uint32_t *counts);
+  ImgErr decode_reduce_rows(uint32_t rows, unsigned char *const *targets, const G4ScaleInfo *info,
+                            uint32_t *counts);
+  // The grey form adds row r into the dstWidth counts of target row slots[r] in
+  // `sums` (row 0 without slots). Without firstFailed a run outside the tables ends
+  // the walk there; with it the walk goes on, and the first such row is kept in
+  // *firstFailed (which the caller sets to `rows`).
+  ImgErr decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
+                                 const uint32_t *slots, const G4ScaleInfo *info,
+                                 const std::vector<unsigned int> &dstIndex, uint32_t *counts,
+                                 uint32_t *firstFailed);
+  // The most rows a batch holds, and how many of `wanted` (at least 1) the next batch
+  // may take: no more than kBatchRows, and none past the cursor's tile row unless it
+  // is the last.
+  static constexpr uint32_t kBatchRows = 256;
+  uint32_t RowsInBatch(uint32_t wanted) const;
 
   // Scaling workers (g4/CImg1G4Scale.cpp), to be run with the decoder enabled. Null
   // with IMG_INVALID_ARG when the size does not fit the direction, IMG_FAIL when the
@@ -280,13 +306,15 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // getWidthInTiles and getHeightInTiles these never wrap at 32 bits.
   uint32_t TilesAcross() const;
   uint32_t TilesDown() const;
-  // The frame of every scanline routine (g4/CImg1G4RowCursor.cpp): decodes the next row of
-  // each tile of the cursor's tile row that the rectangle touches, and hands each
-  // tile that decoded to `paint` before exchanging its lists. A tile without bytes,
-  // or whose row fails, is passed over. IMG_INVALID_ARG past lastTileRow, else
-  // IMG_OK or the first answer of `paint` that is not IMG_OK.
+  // The frame of every scanline routine (g4/CImg1G4RowCursor.cpp): decodes the next `rows`
+  // rows of each tile of the cursor's tile row that the rectangle touches and hands each row r
+  // that decoded to paint(tile, r) before exchanging the tile's lists. `byTile`: where there
+  // are several tiles across, each tile's rows one after another with its reader kept between
+  // them (the painter must not care about the order); else row by row. A tile without bytes,
+  // or a row that fails, is passed over. The cursor does not move. IMG_INVALID_ARG past
+  // lastTileRow, else IMG_OK or the first answer of `paint` that is not IMG_OK.
   template <typename Paint>
-  ImgErr DecodeWantedTiles(Paint &&paint);
+  ImgErr DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint);
   // Reduce_greyscale adding up the runs of colour `ink` (0 black, 1 white), and, with
   // `count`, the painted pixels and decoded rows into count[0] and count[1]. `clean`
   // tells whether every row was decoded without a failure.

@@ -51,13 +51,19 @@ bool CImg1G4::uncompress(CImg1 *target, const ImgRect &source) {
   info.left = source.left;
   info.right = source.right;
   uint64_t total = 0;
-  for (uint32_t y = 0; y < height; ++y, row += stride) {
-    if (decode_copy_scanline(row, &info) != IMG_OK) {
+  uint32_t counts[kBatchRows];
+  for (uint32_t y = 0; y < height;) {
+    const uint32_t rows = RowsInBatch(height - y);
+    if (decode_copy_rows(rows, row, stride, &info, counts) != IMG_OK) {
       Report(IMG_DECODE_FAILED);
       return true;
     }
-    total += info.blackCount;
-    StepCursor();
+    for (uint32_t r = 0; r < rows; ++r) {
+      total += counts[r];
+      StepCursor();
+    }
+    y += rows;
+    row += static_cast<uint64_t>(rows) * stride;
   }
   if (!isBackgroundKnown()) {
     // Mostly black: the page is ink-coloured paper. Exactly at the threshold it is
@@ -107,13 +113,17 @@ unsigned int CImg1G4::calculateBackground() {
   const uint32_t height = getHeight();
   uint64_t sum = 0;
   uint32_t rows = 0;
-  for (; rows < height; ++rows) {
-    unsigned int rowSum = 0;
-    if (decode_scanline_and_sum(rowSum) != IMG_OK) {
+  uint32_t sums[kBatchRows];
+  while (rows < height) {
+    const uint32_t batch = RowsInBatch(height - rows);
+    if (decode_rows_and_sum(batch, sums) != IMG_OK) {
       break;
     }
-    sum += rowSum;
-    StepCursor();
+    for (uint32_t r = 0; r < batch; ++r) {
+      sum += sums[r];
+      StepCursor();
+    }
+    rows += batch;
   }
   if (rows < height) {
     Report(IMG_DECODE_FAILED);

@@ -81,6 +81,44 @@ struct GreyTable {
   unsigned level(uint32_t count) const { return levels[std::min(count, last)]; }
 };
 
+// The grey levels of one target row from its cells' counts, wide[j] telling which of
+// the pair's tables cell j takes. A function of its own, so that its few values stay
+// in registers: the stores into the row cannot be taken to change them, and the
+// worker's own values do not crowd them out.
+[[gnu::noinline]] void GreyRow(unsigned *row, const unsigned *sums, const uint8_t *wide, uint32_t n,
+                               const GreyTable *pair) {
+  const unsigned char *const levels[2] = {pair[0].levels.get(), pair[1].levels.get()};
+  const uint32_t last[2] = {pair[0].last, pair[1].last};
+  const auto grey = [&](uint32_t j) {
+    const uint8_t w = wide[j];
+    return levels[w][std::min(sums[j], last[w])] * 0x010101u;
+  };
+  uint32_t j = 0;
+  // Most cells of a page hold no ink: eight empty cells in a row are written as one
+  // block, when an empty cell has one level whatever its width.
+  if (levels[0][0] == levels[1][0]) {
+    const unsigned blank = levels[0][0] * 0x010101u;
+    for (; j + 8 <= n; j += 8) {
+      const unsigned *const s = sums + j;
+      if ((s[0] | s[1] | s[2] | s[3] | s[4] | s[5] | s[6] | s[7]) == 0) {
+        unsigned *const r = row + j;
+        r[0] = r[1] = r[2] = r[3] = r[4] = r[5] = r[6] = r[7] = blank;
+        continue;
+      }
+      for (uint32_t k = 0; k < 8; ++k) {
+        row[j + k] = grey(j + k);
+      }
+    }
+  }
+  for (; j < n; ++j) {
+    row[j] = grey(j);
+  }
+}
+
+// The most target rows, and counts, that one batch of the grey reduction holds.
+constexpr uint32_t kGreyBatchTargets = 32;
+constexpr uint32_t kGreyBatchCounts = 65536;
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -236,25 +274,56 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
   // sampling paints the block's first row only, but decodes the others too, since
   // each row is coded against the one before.
   G4ScaleInfo info = tables.info(backgroundColor, source, sample ? 0 : 1);
+  // Each run end's target column, from one table instead of two.
+  std::vector<unsigned int> columns;
+  try {
+    columns.resize(sw);
+  } catch (const std::bad_alloc &) {
+    Report(IMG_FAIL);
+    return nullptr;
+  }
+  for (uint32_t d = 0; d < sw; ++d) {
+    columns[d] = tables.dstByte[d] * 8u + 7u - tables.dstBit[d];
+  }
+  info.dstColumn = columns.data();
   unsigned char *pixels = target->peekData();
   const uint64_t stride = target->getBytesPerLine();
+  // Row by row, target row t takes source rows p to p + rows[p] - 1, row k of them
+  // now. A batch may span several target rows: each of its rows names the target row
+  // it paints, or none when sampling passes it over.
   uint64_t total = 0;
+  uint32_t t = 0;
   uint64_t p = 0;
-  for (uint32_t t = 0; t < height && p < sh; ++t) {
-    const uint32_t run = tables.runs.rows[p];
-    for (uint32_t k = 0; k < run; ++k) {
-      const ImgErr decoded =
-          sample && k != 0 ? decode_scanline() : decode_reduce_scanline(pixels + t * stride, &info);
-      if (decoded != IMG_OK) {
-        Report(IMG_DECODE_FAILED);
-        return target.release();
-      }
+  uint32_t k = 0;
+  const auto settle = [&] {
+    while (t < height && p < sh && tables.runs.rows[p] == k) {
+      p += k;
+      k = 0;
+      ++t;
+    }
+  };
+  unsigned char *targets[kBatchRows];
+  uint32_t counts[kBatchRows];
+  settle();
+  while (t < height && p < sh) {
+    const uint32_t cap = RowsInBatch(kBatchRows);
+    uint32_t rows = 0;
+    for (; rows < cap && t < height && p < sh; ++rows) {
+      // Sampling paints the block's first row only.
+      targets[rows] = !sample || k == 0 ? pixels + static_cast<uint64_t>(t) * stride : nullptr;
+      ++k;
+      settle();
+    }
+    if (decode_reduce_rows(rows, targets, &info, counts) != IMG_OK) {
+      Report(IMG_DECODE_FAILED);
+      return target.release();
+    }
+    for (uint32_t r = 0; r < rows; ++r) {
       if (!sample) {
-        total += info.blackCount;
+        total += counts[r];
       }
       StepCursor();
     }
-    p += run;
   }
   if (!sample && !isBackgroundKnown()) {
     // Exactly at the threshold the page is not dark.
@@ -327,13 +396,19 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   }
   // The vectors the grey scanline routine works on. A rectangle too wide for memory
   // is refused like a missing table rather than let the allocation failure out.
+  // Target rows a batch may hold, their counts side by side: a few, and no more
+  // counts than a wide row alone needs.
+  const uint32_t targetsPerBatch =
+      std::max(1u, std::min(kGreyBatchTargets, kGreyBatchCounts / std::max(width, 1u)));
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
   std::vector<uint8_t> wideColumn;
+  std::vector<unsigned int> cellWidth;
   try {
     dstIndex.assign(sw, 0u);
-    sums.assign(width, 0u);
     wideColumn.assign(width, 0u);
+    cellWidth.assign(width, 0u);
+    sums.assign(static_cast<size_t>(targetsPerBatch) * width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
     return nullptr;
@@ -383,46 +458,98 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   info.dstWidth = width;
   info.srcWidth = sw;
   // Which cells of a row are wide, and how many columns the rectangle fills: the same
-  // for every row, so the walk through the column runs is made once.
+  // for every row, so the walk through the column runs is made once. The same walk
+  // checks that the groups follow one another over every column and that dstIndex
+  // and srcMap name them so; the cells' widths then let a run add whole cells at once.
   uint32_t filled = 0;
-  for (uint64_t q = 0; filled < width && q < sw; ++filled) {
+  bool chained = true;
+  uint64_t q = 0;
+  for (; filled < width && q < sw; ++filled) {
     const uint32_t xRun = tables.runs.cols[q];
     wideColumn[filled] = xRun == floorX ? 0 : 1;
+    cellWidth[filled] = xRun;
+    chained = chained && xRun != 0;
+    for (uint64_t x = q; chained && x < q + xRun && x < sw; ++x) {
+      chained = dstIndex[x] == filled && tables.srcMap[x] == q;
+    }
     q += xRun;
   }
+  if (chained && q >= sw) {
+    info.cellWidth = cellWidth.data();
+  }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
-  // error.
+  // error. A batch takes whole blocks of rows, their counts side by side in `sums`,
+  // so that the tiles' rows go one after another across several target rows; a
+  // failure in it keeps the target rows before the failing row's. A block that no
+  // batch can take whole (one crossing a tile row) is decoded in pieces on its own.
   bool failed = false;
   uint64_t p = 0;
-  for (uint32_t t = 0; t < height && p < sh && !failed; ++t) {
-    const uint32_t yRun = tables.runs.rows[p];
-    const GreyTable *pair = maps[yRun == floorY ? 0 : 1];
-    std::fill(sums.begin(), sums.end(), 0u);
-    for (uint32_t k = 0; k < yRun && !failed; ++k) {
-      failed = decode_reduce_scanline_grey(sums, &info, dstIndex) != IMG_OK;
-      if (!failed) {
-        if (count != nullptr) {
-          count[0] += info.blackCount;
-          ++count[1];
-        }
-        StepCursor();
+  uint32_t t = 0;
+  uint32_t counts[kBatchRows];
+  uint32_t slots[kBatchRows];
+  uint32_t blockRuns[kGreyBatchTargets];
+  const auto addCounts = [&](uint32_t rows) {
+    for (uint32_t r = 0; r < rows; ++r) {
+      if (count != nullptr) {
+        count[0] += counts[r];
+        ++count[1];
       }
+      StepCursor();
     }
-    if (failed) {
-      break;
+  };
+  const auto writeRow = [&](uint32_t row, uint32_t slot, uint32_t yRun) {
+    GreyRow(out[row], sums.data() + static_cast<size_t>(slot) * width, wideColumn.data(), filled,
+            maps[yRun == floorY ? 0 : 1]);
+  };
+  while (t < height && p < sh && !failed) {
+    const uint32_t cap = RowsInBatch(kBatchRows);
+    uint32_t blocks = 0;
+    uint32_t rows = 0;
+    uint64_t next = p;
+    while (blocks < targetsPerBatch && t + blocks < height && next < sh &&
+           rows + tables.runs.rows[next] <= cap) {
+      const uint32_t run = tables.runs.rows[next];
+      blockRuns[blocks] = run;
+      for (uint32_t k = 0; k < run; ++k) {
+        slots[rows++] = blocks;
+      }
+      next += run;
+      ++blocks;
     }
-    // The row's pointers and tables in locals: the stores into the row cannot then
-    // be taken to change them.
-    unsigned *const row = out[t];
-    const unsigned int *const cellSums = sums.data();
-    const uint8_t *const wide = wideColumn.data();
-    const GreyTable &narrowCell = pair[0];
-    const GreyTable &wideCell = pair[1];
-    for (uint32_t j = 0; j < filled; ++j) {
-      const unsigned g = (wide[j] != 0 ? wideCell : narrowCell).level(cellSums[j]);
-      row[j] = g * 0x010101u;
+    if (blocks == 0) {
+      const uint32_t yRun = tables.runs.rows[p];
+      std::fill(sums.begin(), sums.begin() + width, 0u);
+      for (uint32_t k = 0; k < yRun && !failed;) {
+        const uint32_t piece = RowsInBatch(yRun - k);
+        failed = decode_reduce_rows_grey(piece, sums, nullptr, &info, dstIndex, counts, nullptr) !=
+                 IMG_OK;
+        if (!failed) {
+          addCounts(piece);
+        }
+        k += piece;
+      }
+      if (!failed) {
+        writeRow(t, 0, yRun);
+        p += yRun;
+        ++t;
+      }
+      continue;
     }
-    p += yRun;
+    std::fill(sums.begin(), sums.begin() + static_cast<size_t>(blocks) * width, 0u);
+    uint32_t firstFailed = rows;
+    uint32_t finished = blocks;
+    if (rows != 0 && decode_reduce_rows_grey(rows, sums, slots, &info, dstIndex, counts,
+                                             &firstFailed) != IMG_OK) {
+      failed = true;
+      finished = firstFailed < rows ? slots[firstFailed] : 0;
+    } else {
+      addCounts(rows);
+    }
+    for (uint32_t b = 0; b < finished; ++b) {
+      writeRow(t + b, b, blockRuns[b]);
+    }
+    t += finished;
+    p = next;
   }
   // Foreground is dark whatever the page's colour; the background records the
   // opposite of the page's.

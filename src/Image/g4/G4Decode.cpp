@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "Image/g4/internal/G4Tables.h"
+#include "Image/g4/internal/G4TileRows.h"
 
 namespace {
 
@@ -112,17 +113,25 @@ class G4BitReader {
   bool AtByteBoundary() const { return Fill() % 8 == 0; }
 
   // Writes the position of the next unread bit back into the tile.
-  void Save(Img1G4Tile &tile) const {
-    const uint32_t unreadLess1 = 31 - static_cast<uint32_t>(Fill());
-    const uint64_t endOfLoaded = 2 * Next();
+  void Save(Img1G4Tile &tile) const { SaveAt(tile, pos_); }
+
+  // The bits consumed, for SaveAt.
+  int64_t Position() const { return pos_; }
+
+  // Writes position `pos` into the tile, as a reader standing there would save it.
+  static void SaveAt(Img1G4Tile &tile, int64_t pos) {
+    const uint32_t unreadLess1 = 31 - static_cast<uint32_t>(Fill(pos));
+    const uint64_t endOfLoaded = 2 * Next(pos);
     tile.byteLoc() = static_cast<uint32_t>(endOfLoaded - unreadLess1 / 8 - 1);
     tile.bitLoc() = 8 - unreadLess1 % 8;
   }
 
  private:
   // pos is never below -1, so both are defined.
-  uint64_t Next() const { return static_cast<uint64_t>(pos_ + 31) >> 4; }
-  int64_t Fill() const { return pos_ + 32 - 16 * static_cast<int64_t>(Next()); }
+  static uint64_t Next(int64_t pos) { return static_cast<uint64_t>(pos + 31) >> 4; }
+  static int64_t Fill(int64_t pos) { return pos + 32 - 16 * static_cast<int64_t>(Next(pos)); }
+  uint64_t Next() const { return Next(pos_); }
+  int64_t Fill() const { return Fill(pos_); }
 
   // Word k of the tile, or 0 when it is not wholly inside the tile's bytes.
   uint32_t Word(uint64_t k) const {
@@ -410,22 +419,14 @@ inline short DecodeEndOfBlock(RowState &s, int32_t w) {
   return G4_DECODE_OK;
 }
 
-}  // namespace
-
-short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes) {
-  const G4DecodeTables *tables = c2d::G4ActiveDecodeTables();
-  if (tables == nullptr || tile == nullptr) {
-    return G4_DECODE_NO_DATA;
-  }
-  const uint32_t byteLoc = tile->byteLoc();
-  const uint32_t bitLoc = G4BitReader::StartBit(*tile);
-
+// One row into the tile's changes, against its reference list, with `s.bits`
+// standing at the row's first bit; the walker, writer, a0 and colour are set up
+// here. On success the list and its count are written and s.bits stands at the next
+// row. Used once, in DecodeRows, so that the reader stays in registers.
+[[gnu::always_inline]] inline short DecodeOneRow(const G4DecodeTables *tables, Img1G4Tile *tile,
+                                                 unsigned int width, RowState &s) {
   int32_t *const changes = tile->changes();
   const int32_t *const ref = tile->refChanges();
-  const unsigned char *const data = tile->getData();
-  if (data == nullptr || changes == nullptr || ref == nullptr || width > kMaxWidth || bitLoc > 16) {
-    return G4_DECODE_NO_DATA;
-  }
   const int32_t w = static_cast<int32_t>(width);
   // The last index either list may use: both hold W + 6 entries.
   const int32_t lastSlot = w + 5;
@@ -433,9 +434,10 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
   if (numRef < 3 || numRef > width + 6) {
     return G4_DECODE_REF_END;
   }
-  RowState s{G4BitReader(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes),
-             RefWalker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0},
-             ChangeWriter{changes, 0, lastSlot, 0}, 0, 0};
+  s.walker = RefWalker{ref, ref[numRef - 3], static_cast<int32_t>(numRef - 3), 0, 0};
+  s.out = ChangeWriter{changes, 0, lastSlot, 0};
+  s.a0 = 0;
+  s.colour = 0;
   if (s.walker.end > lastSlot) {
     return G4_DECODE_REF_END;
   }
@@ -449,13 +451,11 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
       changes[1] = w + 1;
       changes[2] = w + 1;
       changes[3] = w + 1;
-      s.bits.Save(*tile);
       tile->numChanges() = 4;
       return G4_DECODE_OK;
     }
   }
   bool endOfBlock = false;
-
   while (s.out.last <= w) {
     const uint32_t mode = tables->G4ModeTable[s.bits.Peek(7)];
     const int32_t kind = G4EntryValue(mode);
@@ -521,7 +521,99 @@ short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long li
     changes[pos + 2] = w + 1;
     count = static_cast<uint32_t>(pos) + 3;
   }
-  s.bits.Save(*tile);
   tile->numChanges() = count;
   return G4_DECODE_OK;
 }
+
+// The rows of a tile one after another with one reader, as that many calls of
+// CCITT_G4Decode: after each row that decodes, done(ctx, tile, r) and the exchange
+// of the lists, unless `done` is null (one row, lists left to the caller). A row
+// that fails leaves the tile as a failed call does, and later rows are such calls.
+// `stopped` is set when `done` answers false; the position is then saved and the
+// lists of that row are not exchanged. Answers the last row's result.
+using RowDone = bool (*)(void *ctx, Img1G4Tile &tile, uint32_t row);
+
+short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes, uint32_t rows,
+                 RowDone done, void *ctx, bool &stopped) {
+  const G4DecodeTables *tables = c2d::G4ActiveDecodeTables();
+  if (tables == nullptr || tile == nullptr) {
+    return G4_DECODE_NO_DATA;
+  }
+  const uint32_t byteLoc = tile->byteLoc();
+  const uint32_t bitLoc = G4BitReader::StartBit(*tile);
+  const unsigned char *const data = tile->getData();
+  uint32_t r = 0;
+  short result = G4_DECODE_NO_DATA;
+  if (data != nullptr && tile->changes() != nullptr && tile->refChanges() != nullptr &&
+      width <= kMaxWidth && bitLoc <= 16) {
+    RowState s{G4BitReader(data, tile->getByteCount(), byteLoc, bitLoc, limitBytes),
+               RefWalker{nullptr, 0, 0, 0, 0}, ChangeWriter{nullptr, 0, 0, 0}, 0, 0};
+    for (;;) {
+      const int64_t rowStart = s.bits.Position();
+      result = DecodeOneRow(tables, tile, width, s);
+      if (result != G4_DECODE_OK) {
+        if (r != 0) {
+          // As a call from the saved position leaves a row that fails.
+          G4BitReader::SaveAt(*tile, rowStart);
+          (void)G4BitReader::StartBit(*tile);
+        }
+        break;
+      }
+      if (done == nullptr) {
+        s.bits.Save(*tile);
+        return result;
+      }
+      if (!done(ctx, *tile, r)) {
+        s.bits.Save(*tile);
+        stopped = true;
+        return result;
+      }
+      // swapChanges, inline: it runs once per tile and row.
+      const unsigned int count = tile->numChanges();
+      tile->numChanges() = tile->numRefChanges();
+      tile->numRefChanges() = count;
+      tile->setChangeBuffers(tile->refChanges(), tile->changes());
+      if (++r == rows) {
+        s.bits.Save(*tile);
+        return result;
+      }
+    }
+  }
+  // The rows after a failure, each a call of its own.
+  if (done != nullptr) {
+    for (++r; r < rows; ++r) {
+      result = CCITT_G4Decode(tile, width, limitBytes);
+      if (result != G4_DECODE_OK) {
+        continue;
+      }
+      if (!done(ctx, *tile, r)) {
+        stopped = true;
+        return result;
+      }
+      tile->swapChanges();
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes) {
+  bool stopped = false;
+  return DecodeRows(tile, width, limitBytes, 1, nullptr, nullptr, stopped);
+}
+
+namespace c2d {
+
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, bool (*done)(void *ctx, Img1G4Tile &tile, uint32_t row),
+                      void *ctx) {
+  if (rows == 0 || done == nullptr) {
+    return true;
+  }
+  bool stopped = false;
+  (void)DecodeRows(&tile, width, limitBytes, rows, done, ctx, stopped);
+  return !stopped;
+}
+
+}  // namespace c2d

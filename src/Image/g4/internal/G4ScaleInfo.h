@@ -24,6 +24,9 @@ struct G4ScaleInfo {
   // column d feeds. Copies and enlargements paint target columns directly.
   unsigned int *dstByte = nullptr;
   unsigned int *dstBit = nullptr;
+  // Reducing, optional: the target column of source column d, dstByte[d] * 8 + 7 -
+  // dstBit[d] worked out once for the whole walk. Null: the two tables are read.
+  const unsigned int *dstColumn = nullptr;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
   // 0: a group takes the value of its first column.
   uint32_t mergeRows = 0;
@@ -33,6 +36,11 @@ struct G4ScaleInfo {
   // The grey reduction's target width and rectangle width.
   uint32_t dstWidth = 0;
   uint32_t srcWidth = 0;
+  // The grey reduction, optional: the width of each target cell, dstWidth entries,
+  // given only when the column tables have been checked to agree (the groups follow
+  // one another from column 0, group j feeding cell j). A run over whole cells then
+  // adds them without walking the groups one by one.
+  const unsigned int *cellWidth = nullptr;
 };
 
 #endif  // IMAGE_G4_INTERNAL_G4SCALEINFO_H_

@@ -1,0 +1,24 @@
+// G4DecodeTileRows: the rows of one tile decoded one after another by one bit
+// reader, so that the position is not written into the tile and read back for every
+// row. Internal: CImg1G4's row cursor decodes its tiles' rows with it.
+#ifndef IMAGE_G4_INTERNAL_G4TILEROWS_H_
+#define IMAGE_G4_INTERNAL_G4TILEROWS_H_
+
+#include <cstdint>
+
+#include "Image/g4/Img1G4Tile.h"
+
+namespace c2d {
+
+// As `rows` calls of CCITT_G4Decode(&tile, width, limitBytes), each row that decodes
+// followed by done(ctx, tile, r) (r counting from 0) and the exchange of the tile's
+// lists. The results, lists, counts and final position are those of the calls. When
+// `done` answers false the walk stops there, that row's lists not exchanged, and the
+// answer is false; true otherwise.
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, bool (*done)(void *ctx, Img1G4Tile &tile, uint32_t row),
+                      void *ctx);
+
+}  // namespace c2d
+
+#endif  // IMAGE_G4_INTERNAL_G4TILEROWS_H_
