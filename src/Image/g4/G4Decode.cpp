@@ -525,16 +525,33 @@ inline short DecodeEndOfBlock(RowState &s, int32_t w) {
   return G4_DECODE_OK;
 }
 
-// The rows of a tile one after another with one reader, as that many calls of
-// CCITT_G4Decode: after each row that decodes, done(ctx, tile, r) and the exchange
-// of the lists, unless `done` is null (one row, lists left to the caller). A row
-// that fails leaves the tile as a failed call does, and later rows are such calls.
-// `stopped` is set when `done` answers false; the position is then saved and the
-// lists of that row are not exchanged. Answers the last row's result.
-using RowDone = bool (*)(void *ctx, Img1G4Tile &tile, uint32_t row);
+// A caller's function and its context, as the row loop calls them.
+struct RowCallback {
+  bool (*done)(void *ctx, Img1G4Tile &tile, uint32_t row);
+  void *ctx;
+  bool operator()(Img1G4Tile &tile, uint32_t row) const { return done(ctx, tile, row); }
+  bool None() const { return done == nullptr; }
+};
 
+// Whether a row's handler lets the walk go on: callbacks answer true, painters IMG_OK.
+inline bool GoesOn(bool answer) { return answer; }
+inline bool GoesOn(ImgErr answer) { return answer == IMG_OK; }
+// Whether there is no handler: one row, its lists left to the caller.
+inline bool NoHandler(const RowCallback &done) { return done.None(); }
+template <typename Painter>
+inline bool NoHandler(const Painter &) {
+  return false;
+}
+
+// The rows of a tile one after another with one reader, as that many calls of
+// CCITT_G4Decode: after each row that decodes, done(tile, r) and the exchange
+// of the lists, unless there is no handler (one row, lists left to the caller). A row
+// that fails leaves the tile as a failed call does, and later rows are such calls.
+// `stopped` is set when `done` says stop; the position is then saved and the
+// lists of that row are not exchanged. Answers the last row's result.
+template <typename Done>
 short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes, uint32_t rows,
-                 RowDone done, void *ctx, bool &stopped) {
+                 Done done, bool &stopped) {
   const G4DecodeTables *tables = c2d::G4ActiveDecodeTables();
   if (tables == nullptr || tile == nullptr) {
     return G4_DECODE_NO_DATA;
@@ -559,11 +576,11 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
         }
         break;
       }
-      if (done == nullptr) {
+      if (NoHandler(done)) {
         s.bits.Save(*tile);
         return result;
       }
-      if (!done(ctx, *tile, r)) {
+      if (!GoesOn(done(*tile, r))) {
         s.bits.Save(*tile);
         stopped = true;
         return result;
@@ -580,13 +597,13 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
     }
   }
   // The rows after a failure, each a call of its own.
-  if (done != nullptr) {
+  if (!NoHandler(done)) {
     for (++r; r < rows; ++r) {
       result = CCITT_G4Decode(tile, width, limitBytes);
       if (result != G4_DECODE_OK) {
         continue;
       }
-      if (!done(ctx, *tile, r)) {
+      if (!GoesOn(done(*tile, r))) {
         stopped = true;
         return result;
       }
@@ -600,7 +617,7 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
 
 short CCITT_G4Decode(Img1G4Tile *tile, unsigned int width, unsigned long long limitBytes) {
   bool stopped = false;
-  return DecodeRows(tile, width, limitBytes, 1, nullptr, nullptr, stopped);
+  return DecodeRows(tile, width, limitBytes, 1, RowCallback{nullptr, nullptr}, stopped);
 }
 
 namespace c2d {
@@ -612,8 +629,31 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
     return true;
   }
   bool stopped = false;
-  (void)DecodeRows(&tile, width, limitBytes, rows, done, ctx, stopped);
+  const RowCallback callback{done, ctx};
+  (void)DecodeRows(&tile, width, limitBytes, rows, callback, stopped);
   return !stopped;
+}
+
+// The painters' walks: each instantiates the row loop with its painter inlined.
+template <typename Painter>
+bool DecodeTileRowsWith(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                        uint32_t rows, const Painter &paint) {
+  if (rows == 0) {
+    return true;
+  }
+  bool stopped = false;
+  (void)DecodeRows(&tile, width, limitBytes, rows, paint, stopped);
+  return !stopped;
+}
+
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4TableReducePainter &paint) {
+  return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
+}
+
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4GreyPainter &paint) {
+  return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
 
 }  // namespace c2d

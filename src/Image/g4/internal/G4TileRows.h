@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "Image/g4/Img1G4Tile.h"
+#include "Image/g4/internal/G4RowRuns.h"
 
 namespace c2d {
 
@@ -18,6 +19,14 @@ namespace c2d {
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, bool (*done)(void *ctx, Img1G4Tile &tile, uint32_t row),
                       void *ctx);
+
+// The same with a reduction's painter inlined into the row loop, painting each row
+// while its lists are fresh; an answer other than IMG_OK stops the walk as `done`'s
+// false does.
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4TableReducePainter &paint);
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4GreyPainter &paint);
 
 }  // namespace c2d
 
