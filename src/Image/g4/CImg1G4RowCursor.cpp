@@ -165,10 +165,11 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
   // which spares the short rows of narrow tiles most of their setting up.
   for (uint32_t c = firstTileColumn; c <= last; ++c) {
     Img1G4Tile &tile = row[c];
-    // The reductions' painters go into the decoder's row loop itself; the grey one
-    // stops only on a run outside its tables.
+    // The sums' and the reductions' painters go into the decoder's row loop itself;
+    // the grey one stops only on a run outside its tables.
     if constexpr (std::is_same_v<std::decay_t<Paint>, c2d::G4TableReducePainter> ||
-                  std::is_same_v<std::decay_t<Paint>, c2d::G4GreyPainter>) {
+                  std::is_same_v<std::decay_t<Paint>, c2d::G4GreyPainter> ||
+                  std::is_same_v<std::decay_t<Paint>, c2d::G4SumPainter>) {
       if (tile.getData() != nullptr &&
           !c2d::G4DecodeTileRows(tile, tileWidth, totalBytes, rows, paint)) {
         return IMG_DECODE_FAILED;
@@ -198,15 +199,7 @@ ImgErr CImg1G4::decode_rows_and_sum(uint32_t rows, uint32_t *sums) {
   std::fill(sums, sums + rows, 0u);
   // Black runs over the whole width, whatever the background.
   const uint32_t right = getWidth() - 1u;
-  return DecodeTileRows(rows, true, [&](Img1G4Tile &tile, uint32_t r) {
-    uint32_t sum = sums[r];
-    G4ForEachRun(tile, Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
-      sum += G4Span(d0, d1);
-      return true;
-    });
-    sums[r] = sum;
-    return IMG_OK;
-  });
+  return DecodeTileRows(rows, true, c2d::G4SumPainter{sums, right});
 }
 
 ImgErr CImg1G4::decode_copy_scanline(unsigned char *row, G4ScaleInfo *info) {

@@ -656,4 +656,9 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
   return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
 
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4SumPainter &paint) {
+  return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
+}
+
 }  // namespace c2d

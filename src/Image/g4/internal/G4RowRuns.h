@@ -51,6 +51,22 @@ template <typename F>
 // Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
 inline uint32_t G4Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
 
+// The black pixels of decoded rows, columns 0 to `right`, added up in sums[r].
+struct G4SumPainter {
+  uint32_t *sums;
+  uint32_t right;
+
+  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+    uint32_t sum = sums[r];
+    G4ForEachRun(tile, G4Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
+      sum += G4Span(d0, d1);
+      return true;
+    });
+    sums[r] = sum;
+    return IMG_OK;
+  }
+};
+
 // The bilevel reduction of decoded rows: row r's runs go into targets[r] (none when
 // it is null), through column(d), the target column of source column d, and, while
 // the background is unknown, their pixels are added up in counts[r]. Its members

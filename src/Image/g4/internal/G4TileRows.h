@@ -20,13 +20,15 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
                       uint32_t rows, bool (*done)(void *ctx, Img1G4Tile &tile, uint32_t row),
                       void *ctx);
 
-// The same with a reduction's painter inlined into the row loop, painting each row
+// The same with the sums' or a reduction's painter inlined into the row loop, painting each row
 // while its lists are fresh; an answer other than IMG_OK stops the walk as `done`'s
 // false does.
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4TableReducePainter &paint);
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4GreyPainter &paint);
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4SumPainter &paint);
 
 }  // namespace c2d
 
