@@ -13,34 +13,7 @@ constexpr unsigned kAcceptedFormats = 0x96;
 
 }  // namespace
 
-ImgEMFTileIterator::ImgEMFTileIterator()
-    : image(nullptr),
-      format(CImgEMF::UNCOMPRESSED),
-      outputOrder(RGB_ORDER_BGR),
-      inputBytesPerPixel(4),
-      outputBytesPerPixel(4),
-      tileWidth(0),
-      tileHeight(0),
-      widthInTiles(0),
-      heightInTiles(0),
-      rightPadPixels(0),
-      inputRightPadBytes(0),
-      outputRightPadBytes(0),
-      bottomPadRows(0),
-      tileCount(0),
-      inputTileBytes(0),
-      tileBytes(0),
-      outputCapacity(0),
-      currentTileRow(0),
-      currentTileColumn(0),
-      atBottomEdge(false),
-      atRightEdge(false),
-      outputBuffer(nullptr),
-      outputLength(0),
-      nullValue(0),
-      tileX(0),
-      tileY(0),
-      nullRow(nullptr) {}
+ImgEMFTileIterator::ImgEMFTileIterator() = default;
 
 ImgEMFTileIterator::~ImgEMFTileIterator() {
   image = nullptr;

@@ -49,28 +49,33 @@ class C2D_EXPORT ImgEMFTileIterator {
   static ImgEMFTileIterator *createIterator(CImgEMF *image, unsigned int tileWidth,
                                             unsigned int tileHeight, CImgEMF::TileFormat format);
 
-  CImgEMF *image;
-  CImgEMF::TileFormat format;
-  RGBOrder outputOrder;
-  uint32_t inputBytesPerPixel;
-  uint32_t outputBytesPerPixel;
-  uint32_t tileWidth, tileHeight;
-  uint32_t widthInTiles, heightInTiles;
-  uint32_t rightPadPixels;
-  uint32_t inputRightPadBytes;
-  uint32_t outputRightPadBytes;
-  uint32_t bottomPadRows;
-  uint32_t tileCount;
-  uint32_t inputTileBytes;
-  uint32_t tileBytes;
-  uint32_t outputCapacity;
-  uint32_t currentTileRow, currentTileColumn;
-  bool atBottomEdge, atRightEdge;
-  unsigned char *outputBuffer;
-  uint32_t outputLength;
-  uint32_t nullValue;
-  uint32_t tileX, tileY;
-  unsigned char *nullRow;
+  CImgEMF *image = nullptr;
+  CImgEMF::TileFormat format = CImgEMF::UNCOMPRESSED;
+  RGBOrder outputOrder = RGB_ORDER_BGR;
+  uint32_t inputBytesPerPixel = 4;
+  uint32_t outputBytesPerPixel = 4;
+  uint32_t tileWidth = 0;
+  uint32_t tileHeight = 0;
+  uint32_t widthInTiles = 0;
+  uint32_t heightInTiles = 0;
+  uint32_t rightPadPixels = 0;
+  uint32_t inputRightPadBytes = 0;
+  uint32_t outputRightPadBytes = 0;
+  uint32_t bottomPadRows = 0;
+  uint32_t tileCount = 0;
+  uint32_t inputTileBytes = 0;
+  uint32_t tileBytes = 0;
+  uint32_t outputCapacity = 0;
+  uint32_t currentTileRow = 0;
+  uint32_t currentTileColumn = 0;
+  bool atBottomEdge = false;
+  bool atRightEdge = false;
+  unsigned char *outputBuffer = nullptr;
+  uint32_t outputLength = 0;
+  uint32_t nullValue = 0;
+  uint32_t tileX = 0;
+  uint32_t tileY = 0;
+  unsigned char *nullRow = nullptr;
 };
 
 #endif  // IMAGE_RENDER_IMGEMFTILEITERATOR_H_

@@ -7,24 +7,7 @@
 
 Img1G4TileIterator *CImg1G4::getTileIterator() { return Img1G4TileIterator::createIterator(this); }
 
-Img1G4TileIterator::Img1G4TileIterator()
-    : image(nullptr),
-      tileWidth(0),
-      tileHeight(0),
-      widthInTiles(0),
-      heightInTiles(0),
-      rightPadPixels(0),
-      rightPadBytes(0),
-      bottomPadRows(0),
-      tileCount(0),
-      bytesPerLine(0),
-      currentTile(nullptr),
-      currentTileRow(0),
-      currentTileColumn(0),
-      atBottomEdge(false),
-      atRightEdge(false),
-      tileX(0),
-      tileY(0) {}
+Img1G4TileIterator::Img1G4TileIterator() = default;
 
 Img1G4TileIterator::~Img1G4TileIterator() { image = nullptr; }
 

@@ -37,23 +37,23 @@ class C2D_EXPORT Img1G4TileIterator {
   // recorded.
   static Img1G4TileIterator *createIterator(CImg1G4 *image);
 
-  CImg1G4 *image;
-  uint32_t tileWidth;
-  uint32_t tileHeight;
-  uint32_t widthInTiles;
-  uint32_t heightInTiles;
-  uint32_t rightPadPixels;
-  uint32_t rightPadBytes;
-  uint32_t bottomPadRows;
-  uint32_t tileCount;
-  uint32_t bytesPerLine;
-  Img1G4Tile *currentTile;
-  uint32_t currentTileRow;
-  uint32_t currentTileColumn;
-  bool atBottomEdge;
-  bool atRightEdge;
-  uint32_t tileX;
-  uint32_t tileY;
+  CImg1G4 *image = nullptr;
+  uint32_t tileWidth = 0;
+  uint32_t tileHeight = 0;
+  uint32_t widthInTiles = 0;
+  uint32_t heightInTiles = 0;
+  uint32_t rightPadPixels = 0;
+  uint32_t rightPadBytes = 0;
+  uint32_t bottomPadRows = 0;
+  uint32_t tileCount = 0;
+  uint32_t bytesPerLine = 0;
+  Img1G4Tile *currentTile = nullptr;
+  uint32_t currentTileRow = 0;
+  uint32_t currentTileColumn = 0;
+  bool atBottomEdge = false;
+  bool atRightEdge = false;
+  uint32_t tileX = 0;
+  uint32_t tileY = 0;
 };
 
 #endif  // IMAGE_TILE_IMG1G4TILEITERATOR_H_

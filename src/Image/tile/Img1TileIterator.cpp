@@ -20,31 +20,7 @@ Img1TileIterator *CImg1::getTileIterator(int tileW, int tileH, CImg1::TileFormat
                                           static_cast<unsigned>(tileH), format);
 }
 
-Img1TileIterator::Img1TileIterator()
-    : image(nullptr),
-      format(static_cast<CImg1::TileFormat>(0)),
-      bytesPerPixel(0.125),
-      tileWidth(0),
-      tileHeight(0),
-      widthInTiles(0),
-      heightInTiles(0),
-      rowBitPadding(0),
-      rightPadPixels(0),
-      rightPadBytes(0),
-      bottomPadRows(0),
-      tileCount(0),
-      tileBytes(0),
-      outputCapacity(0),
-      currentTileRow(0),
-      currentTileColumn(0),
-      atBottomEdge(false),
-      atRightEdge(false),
-      outputBuffer(nullptr),
-      outputLength(0),
-      nullValue(0),
-      tileX(0),
-      tileY(0),
-      nullRow(nullptr) {}
+Img1TileIterator::Img1TileIterator() = default;
 
 Img1TileIterator::~Img1TileIterator() {
   image = nullptr;

@@ -67,32 +67,32 @@ class C2D_EXPORT Img1TileIterator {
                        unsigned char *payloadScratch, uint64_t payloadCapacity,
                        unsigned int rowBytes);
 
-  const CImg1 *image;
-  CImg1::TileFormat format;
-  double bytesPerPixel;  // always 0.125; read by nothing
-  uint32_t tileWidth;
-  uint32_t tileHeight;
-  uint32_t widthInTiles;
-  uint32_t heightInTiles;
-  uint32_t rowBitPadding;
-  uint32_t rightPadPixels;
-  uint32_t rightPadBytes;
-  uint32_t bottomPadRows;
-  uint32_t tileCount;
-  uint32_t tileBytes;
-  uint32_t outputCapacity;
-  uint32_t currentTileRow;
-  uint32_t currentTileColumn;
-  bool atBottomEdge;
-  bool atRightEdge;
-  unsigned char *outputBuffer;
-  uint32_t outputLength;
-  uint32_t nullValue;  // written as 0 by tileHP_RTL; not handed out
-  uint32_t tileX;
-  uint32_t tileY;
+  const CImg1 *image = nullptr;
+  CImg1::TileFormat format = static_cast<CImg1::TileFormat>(0);
+  double bytesPerPixel = 0.125;  // always 0.125; read by nothing
+  uint32_t tileWidth = 0;
+  uint32_t tileHeight = 0;
+  uint32_t widthInTiles = 0;
+  uint32_t heightInTiles = 0;
+  uint32_t rowBitPadding = 0;
+  uint32_t rightPadPixels = 0;
+  uint32_t rightPadBytes = 0;
+  uint32_t bottomPadRows = 0;
+  uint32_t tileCount = 0;
+  uint32_t tileBytes = 0;
+  uint32_t outputCapacity = 0;
+  uint32_t currentTileRow = 0;
+  uint32_t currentTileColumn = 0;
+  bool atBottomEdge = false;
+  bool atRightEdge = false;
+  unsigned char *outputBuffer = nullptr;
+  uint32_t outputLength = 0;
+  uint32_t nullValue = 0;  // written as 0 by tileHP_RTL; not handed out
+  uint32_t tileX = 0;
+  uint32_t tileY = 0;
   // tileBytes of 0xFF for a non-zero background, else 0x00; kept for a uniform-tile
   // test this class does not make.
-  unsigned char *nullRow;
+  unsigned char *nullRow = nullptr;
 };
 
 #endif  // IMAGE_TILE_IMG1TILEITERATOR_H_

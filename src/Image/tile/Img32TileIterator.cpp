@@ -27,36 +27,7 @@ Img32TileIterator *CImg32::getTileIterator(int tileW, int tileH, CImg32::TileFor
                                            static_cast<unsigned>(tileH), format);
 }
 
-Img32TileIterator::Img32TileIterator()
-    : image(nullptr),
-      format(static_cast<CImg32::TileFormat>(0)),
-      outputOrder(RGB_ORDER_RGB),
-      outputAlignment(IMG_ALIGN_8),
-      inputBytesPerPixel(4),
-      outputBytesPerPixel(4),
-      tileWidth(0),
-      tileHeight(0),
-      widthInTiles(0),
-      heightInTiles(0),
-      rightPadPixels(0),
-      inputRightPadBytes(0),
-      outputRightPadBytes(0),
-      bottomPadRows(0),
-      tileCount(0),
-      inputTileBytes(0),
-      tileBytes(0),
-      outputCapacity(0),
-      currentTileRow(0),
-      currentTileColumn(0),
-      atBottomEdge(false),
-      atRightEdge(false),
-      grayScale(false),
-      outputBuffer(nullptr),
-      outputLength(0),
-      nullValue(0),
-      tileX(0),
-      tileY(0),
-      nullRow(nullptr) {}
+Img32TileIterator::Img32TileIterator() = default;
 
 Img32TileIterator::~Img32TileIterator() {
   image = nullptr;

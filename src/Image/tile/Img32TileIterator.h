@@ -96,36 +96,36 @@ class C2D_EXPORT Img32TileIterator {
                        unsigned char *payloadScratch, uint64_t payloadCapacity,
                        unsigned int rowBytes);
 
-  const CImg32 *image;
-  CImg32::TileFormat format;
-  RGBOrder outputOrder;
-  ImgAlignmentEnum outputAlignment;  // 8, whatever setOutputAlignment is given
-  uint32_t inputBytesPerPixel;
-  uint32_t outputBytesPerPixel;
-  uint32_t tileWidth;
-  uint32_t tileHeight;
-  uint32_t widthInTiles;
-  uint32_t heightInTiles;
-  uint32_t rightPadPixels;
-  uint32_t inputRightPadBytes;
-  uint32_t outputRightPadBytes;
-  uint32_t bottomPadRows;
-  uint32_t tileCount;
-  uint32_t inputTileBytes;
-  uint32_t tileBytes;
-  uint32_t outputCapacity;
-  uint32_t currentTileRow;
-  uint32_t currentTileColumn;
-  bool atBottomEdge;
-  bool atRightEdge;
-  bool grayScale;
-  unsigned char *outputBuffer;
-  uint32_t outputLength;
-  uint32_t nullValue;
-  uint32_t tileX;
-  uint32_t tileY;
+  const CImg32 *image = nullptr;
+  CImg32::TileFormat format = static_cast<CImg32::TileFormat>(0);
+  RGBOrder outputOrder = RGB_ORDER_RGB;
+  ImgAlignmentEnum outputAlignment = IMG_ALIGN_8;  // 8, whatever setOutputAlignment is given
+  uint32_t inputBytesPerPixel = 4;
+  uint32_t outputBytesPerPixel = 4;
+  uint32_t tileWidth = 0;
+  uint32_t tileHeight = 0;
+  uint32_t widthInTiles = 0;
+  uint32_t heightInTiles = 0;
+  uint32_t rightPadPixels = 0;
+  uint32_t inputRightPadBytes = 0;
+  uint32_t outputRightPadBytes = 0;
+  uint32_t bottomPadRows = 0;
+  uint32_t tileCount = 0;
+  uint32_t inputTileBytes = 0;
+  uint32_t tileBytes = 0;
+  uint32_t outputCapacity = 0;
+  uint32_t currentTileRow = 0;
+  uint32_t currentTileColumn = 0;
+  bool atBottomEdge = false;
+  bool atRightEdge = false;
+  bool grayScale = false;
+  unsigned char *outputBuffer = nullptr;
+  uint32_t outputLength = 0;
+  uint32_t nullValue = 0;
+  uint32_t tileX = 0;
+  uint32_t tileY = 0;
   // tileWidth pixels of the background the image had when the iterator was made.
-  unsigned char *nullRow;
+  unsigned char *nullRow = nullptr;
 };
 
 #endif  // IMAGE_TILE_IMG32TILEITERATOR_H_
