@@ -10,31 +10,35 @@
 //               that any delta coder has to pay; taken in 64-byte pieces, since a
 //               coder reads the whole row while memcmp stops at the first difference
 //
-// Measured side by side (Release, medians of 15 to 18 runs alternating with a build
-// of the previous coder, on a shared 2-core machine): HpRtl takes 3.6x the time of
-// RowMemcmp (3.58x to 3.64x; the previous coder, which took its 64-byte masks and
-// its command bytes block by block, 3.77x to 3.98x in the same runs; 7.5x to 8x when
-// the coder still scanned byte runs with a branch at each end). A perf profile:
-// about 60% goes to the commands of blocks of short runs, the drawing's 1.3 million
-// commands in 300,000 changed blocks, where the end of each block's commands is a
-// branch the processor mostly mispredicts (on random rows with 1 to 8 runs a block
-// a command costs 3.5 ns against 2.4 ns with 4 in every block); about 13% to
-// clearing the 27 MB of the edge tile's buffer past its records; about 15% to the
-// row compare itself. Coding a changed block without that branch (its commands
-// listed first with fixed stores, or walked on into the next block with selects)
-// measured slower; streaming stores for the clear made no steady difference.
+// Measured side by side (Release, medians of 6 to 8 runs alternating with a build of
+// the previous coder, on a shared 2-core machine under load): HpRtl takes 3.0x the time
+// of RowMemcmp (4.95 ms against 1.66 ms; the previous coder 3.5x in the same runs, and
+// 3.2x with only the first of the two changes): an edge tile's buffer past its records
+// is handed back to the system as zero pages instead of written, and each payload is
+// coded in place behind its header instead of in a scratch and copied. Before, the
+// coder that took its 64-byte masks and its command bytes block by block measured
+// 3.77x to 3.98x, and 7.5x to 8x when it still scanned byte runs with a branch at each
+// end. A perf profile now: over 90% in the row coder, about half of it the commands of
+// blocks of short runs, the drawing's 1.3 million commands in 300,000 changed blocks,
+// where the end of each block's commands is a branch the processor mostly mispredicts
+// (on random rows with 1 to 8 runs a block a command costs 3.5 ns against 2.4 ns with 4
+// in every block); about 15% the row compare itself. Coding a changed block without
+// that branch (its commands listed first with fixed stores, or walked on into the next
+// block with selects) measured slower; streaming stores for the clear made no steady
+// difference.
 // HpRtlBlank runs at the floor.
 //
 // Also measured slower: listing the first byte of every run of a row first (eight
 // positions written per changed block whatever its count, a branch only past eight,
 // then all the row's commands in one loop with fixed stores): 6.05 ms against
-// 5.69 ms for this coder and a 1.59 ms floor (3.81x against 3.58x, medians of 8
+// 5.69 ms for the coder of that time and a 1.59 ms floor (3.81x against 3.58x, medians of 8
 // alternating runs). The drawing has 4.25 runs a changed block (6% over eight), so
 // the eight unconditional positions, a popcount the baseline x86-64 target lacks and
 // reloading each position cost more than the mispredicted branch they save; built
 // with popcnt and BMI it only drew level. Allocating the buffer cleared and leaving
 // out the clear after the records saved nothing steady (5.64 ms): the buffer comes
-// from reused heap memory, so calloc clears it instead.
+// from reused heap memory, so calloc clears it instead (zero pages from the system,
+// as the coder now takes, are what saves it).
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

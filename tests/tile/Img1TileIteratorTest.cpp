@@ -164,16 +164,37 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
 
 // An edge tile leaves the buffer as if cleared before coding, whether all its rows
 // fit or it stops part way: the earlier tiles' bytes and all past its records are zero.
+// Its records are those of the rows coded one by one; blank rows between busy ones
+// change the headers' lengths. A buffer of megabytes is cleared by pages.
 TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
   const unsigned rowBytes = 150, rows = 12;
   Bytes bits = Drawing(rowBytes, rows, 7);
-  for (const uint32_t capacity : {4000u, 300u}) {
+  std::fill_n(&bits[3 * rowBytes], 2 * rowBytes, 0);
+  // The last row differs from the one before in one byte, so that its command is
+  // followed by equal bytes that are not zero: any byte coded past it would show.
+  std::copy_n(&bits[(rows - 2) * rowBytes], rowBytes, &bits[(rows - 1) * rowBytes]);
+  bits[(rows - 1) * rowBytes + 10] ^= 0xFF;
+  for (uint8_t &b : bits) {
+    b ^= 0x5A;
+  }
+  Bytes records(5 + rows * 400), payload(3 * rowBytes), seed(rowBytes, 0);
+  uint32_t expected = 5;
+  for (unsigned i = 0; i < rows; ++i) {
+    Coder::outputRTLForRow({records.data(), static_cast<uint32_t>(records.size()), expected},
+                           i == 0 ? seed.data() : &bits[(i - 1) * rowBytes], &bits[i * rowBytes],
+                           payload.data(), payload.size(), rowBytes);
+  }
+  for (const uint32_t capacity : {4000u, 300u, 3u << 20}) {
     Bytes cleared(capacity, 0), stale(capacity, 0xAA);
     for (Bytes *buffer : {&cleared, &stale}) {
       uint32_t length = 5;  // where an earlier tile's records stopped
       Coder::codeTile({buffer->data(), capacity, length}, rowBytes, rowBytes, rows,
                       buffer == &stale,
                       [&](uint32_t i, unsigned char *) { return &bits[i * rowBytes]; });
+      if (capacity > expected) {
+        EXPECT_EQ(length, expected);
+        EXPECT_TRUE(std::equal(&records[5], &records[expected], &(*buffer)[5])) << capacity;
+      }
     }
     EXPECT_TRUE(stale == cleared) << capacity;
   }

@@ -12,6 +12,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__linux__)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
 
 #include "Image/core/internal/FreeDeleter.h"
 #include "Image/scale/internal/TableAlloc.h"
@@ -162,17 +166,50 @@ class DeltaRowCoder {
       return CodeRows(out, tileBytes, rowBytes, rows, fetch);
     }
     const uint32_t from = out.length < out.capacity ? out.length : out.capacity;
-    std::memset(out.buffer, 0, from);
+    ClearBytes(out.buffer, from);
     const bool ok = CodeRows(out, tileBytes, rowBytes, rows, fetch);
     const uint32_t to = out.length > from && out.length < out.capacity ? out.length : from;
-    std::memset(out.buffer + to, 0, out.capacity - to);
+    ClearBytes(out.buffer + to, out.capacity - to);
     return ok;
   }
 
  private:
+  // Zeroes n bytes. A large stretch gets fresh zero pages from the system instead of
+  // being written: most of an edge tile's buffer past its records is never read, and
+  // a page is paid for only when something touches it again.
+  static void ClearBytes(unsigned char *p, size_t n) {
+#if defined(__linux__) && defined(MADV_DONTNEED)
+    static const uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    if (n >= (size_t{1} << 20) && page != 0 && (page & (page - 1)) == 0) {
+      const uintptr_t start = reinterpret_cast<uintptr_t>(p);
+      const uintptr_t first = (start + page - 1) & ~(page - 1);
+      const uintptr_t last = (start + n) & ~(page - 1);
+      if (first < last &&
+          madvise(reinterpret_cast<void *>(first), last - first, MADV_DONTNEED) == 0) {
+        std::memset(p, 0, first - start);
+        std::memset(reinterpret_cast<unsigned char *>(last), 0, start + n - last);
+        return;
+      }
+    }
+#endif
+    std::memset(p, 0, n);
+  }
+
   template <typename Fetch>
   static bool CodeRows(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
                        Fetch fetch) {
+    const bool ok = CodeRowsInPlace(out, tileBytes, rowBytes, rows, fetch);
+    // Coding in place may leave up to kInPlaceSpill bytes past the last record, where
+    // the buffer held nothing yet: they go back to zero.
+    const uint32_t end =
+        out.capacity - out.length < kInPlaceSpill ? out.capacity : out.length + kInPlaceSpill;
+    std::memset(out.buffer + out.length, 0, end - out.length);
+    return ok;
+  }
+
+  template <typename Fetch>
+  static bool CodeRowsInPlace(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes,
+                              uint32_t rows, Fetch fetch) {
     const uint64_t payloadCapacity = uint64_t{tileBytes} * 3;
     MallocArray<unsigned char> seed(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
     MallocArray<unsigned char> spare(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
@@ -184,15 +221,54 @@ class DeltaRowCoder {
       return false;
     }
     const unsigned char *seedRow = seed.get();
+    uint32_t headerGuess = 5;  // ESC "*b0W"
     for (uint32_t i = 0; i < rows; ++i) {
       // A packed row goes into whichever buffer the seed is not.
       unsigned char *into = seedRow == spare.get() ? seed.get() : spare.get();
       unsigned char *row = fetch(i, into);
-      if (!outputRTLForRow(out, seedRow, row, payload.get(), payloadCapacity, rowBytes)) {
+      if (!PutRow(out, seedRow, row, payload.get(), payloadCapacity, rowBytes, headerGuess)) {
         return false;
       }
       seedRow = row;
     }
+    return true;
+  }
+
+  // The longest record header, and how far past its record coding in place may write:
+  // a command's eight row bytes past a shorter run, and a payload moved back over a
+  // header guessed too long.
+  static constexpr uint32_t kLongestHeader = 16;
+  static constexpr uint32_t kInPlaceSpill = 32;
+
+  // outputRTLForRow, with the payload coded straight into the output behind room for
+  // its header wherever the output has room for the longest header and a whole
+  // payload; the header's length is guessed from the row before, and the payload is
+  // moved in the rare row whose length has another count of digits. A payload is at
+  // most twice its row, so there it stays under its limit and every limit test of
+  // outputRTLForRow passes.
+  static bool PutRow(RtlOutput out, const unsigned char *seedRow, unsigned char *row,
+                     unsigned char *payloadScratch, uint64_t payloadCapacity, uint32_t rowBytes,
+                     uint32_t &headerGuess) {
+    if (rowBytes > INT_MAX / 2 ||
+        uint64_t{out.length} + kLongestHeader + payloadCapacity >= out.capacity) {
+      return outputRTLForRow(out, seedRow, row, payloadScratch, payloadCapacity, rowBytes);
+    }
+    unsigned char *const payload = out.buffer + out.length + headerGuess;
+    uint64_t payloadLength = 0;
+    if (!CodeRow(seedRow, row, payload, payloadCapacity, rowBytes, payloadLength)) {
+      // Cannot happen by the bound above; if it did, nothing of the row stays.
+      std::memset(out.buffer + out.length, 0, kLongestHeader + payloadCapacity);
+      return false;
+    }
+    char header[kLongestHeader];
+    const uint32_t headerLength =
+        FormatHeader(static_cast<int32_t>(static_cast<uint32_t>(payloadLength)), header);
+    if (headerLength != headerGuess) {
+      std::memmove(out.buffer + out.length + headerLength, payload, payloadLength);
+      headerGuess = headerLength;
+    }
+    std::memcpy(out.buffer + out.length, header, headerLength);
+    out.length += headerLength + static_cast<uint32_t>(payloadLength);
     return true;
   }
 
