@@ -208,8 +208,8 @@ class DeltaRowCoder {
   }
 
   template <typename Fetch>
-  static bool CodeRowsInPlace(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes,
-                              uint32_t rows, Fetch fetch) {
+  static bool CodeRowsInPlace(RtlOutput out, uint32_t tileBytes, uint32_t rowBytes, uint32_t rows,
+                              Fetch fetch) {
     const uint64_t payloadCapacity = uint64_t{tileBytes} * 3;
     MallocArray<unsigned char> seed(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
     MallocArray<unsigned char> spare(static_cast<unsigned char *>(TableCalloc(tileBytes, 1)));
