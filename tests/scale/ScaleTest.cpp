@@ -1,8 +1,5 @@
-// Scaling: CImg1 against an independent reference, and the paths of scale; the
-// scalers' tables (Rothstein codes and run tables, grey mappings); failed table
-// allocations across the scalers, transforms and table makers; CImg32 and CImg8 worked
-// examples, the worker each request reaches, clipping, refusals, and the background
-// retry on a reduced copy.
+// Scaling: CImg1 against an independent reference; the Rothstein and grey tables and
+// their failed allocations; CImg32 and CImg8 worked examples, dispatch and refusals.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/resource.h>
@@ -150,14 +147,23 @@ Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h
   return bits;
 }
 
+using Bytes = std::vector<unsigned char>;
+
+// Empty when no table is made.
+Bytes Mapping(unsigned n, unsigned invert) {
+  unsigned char *table = nullptr;
+  CreateGreyMapping(n, &table, invert);
+  Bytes values(table, table + (table != nullptr ? n : 0));
+  std::free(table);
+  return values;
+}
+
 std::vector<unsigned> ExpectGrey(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h,
                                  bool inkIsClear) {
   std::vector<unsigned> pixels;
   ForBlocks(r, w, h, [&](Block b) {
-    unsigned char *mapping = nullptr;
-    CreateGreyMapping(b.xRun * b.yRun + 1, &mapping, 0);
-    pixels.push_back(mapping[CountInk(image, b, b.yRun, b.xRun, inkIsClear)] * 0x010101u);
-    std::free(mapping);
+    const Bytes mapping = Mapping(b.xRun * b.yRun + 1, 0);
+    pixels.push_back(mapping.at(CountInk(image, b, b.yRun, b.xRun, inkIsClear)) * 0x010101u);
   });
   return pixels;
 }
@@ -287,7 +293,6 @@ TEST(CImg1ScaleTest, AnImageWithoutPixelsReadsAsPaper) {
 
 // ---- Tables
 using Vec = std::vector<unsigned>;
-using Bytes = std::vector<unsigned char>;
 
 Vec V(const unsigned *table, unsigned n) { return Vec(table, table + n); }
 
@@ -473,18 +478,6 @@ TEST(RothsteinTest, ZeroSidesAndShortIndexVectors) {
   FreeAll({rows, cols, starts, bytes, bits});
 }
 
-Bytes Mapping(unsigned n, unsigned invert) {
-  unsigned char *table = nullptr;
-  CreateGreyMapping(n, &table, invert);
-  if (table == nullptr) {
-    ADD_FAILURE() << "no table for " << n;
-    return {};
-  }
-  Bytes values(table, table + n);
-  std::free(table);
-  return values;
-}
-
 // The stretches of equal values, in order, as (value, length).
 std::vector<std::pair<int, unsigned>> Stretches(const Bytes &values) {
   std::vector<std::pair<int, unsigned>> stretches;
@@ -506,11 +499,10 @@ TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
   // The curve saturates: the lightest 114 counts of 10999 are white, the middle one
   // is (5500 * 7.5e-5)^2 * 382.5 = 65.
   const Bytes table = Mapping(10999, 0);
-  EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), [] {
-    Bytes light(114, 255);
-    light.push_back(254);
-    return light;
-  }());
+  ASSERT_EQ(table.size(), 10999u);
+  Bytes light(114, 255);
+  light.push_back(254);
+  EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), light);
   EXPECT_EQ(table[5499], 65);
 }
 
@@ -530,9 +522,9 @@ TEST(GreyMappingTest, LinearTablesFrom11000) {
     EXPECT_EQ(table[5500], invert ? 128 : 127);  // not the curve's 65
 
     const Bytes wrapped = Mapping((1u << 24) + 1, invert);
+    ASSERT_EQ(Stretches(wrapped).size(), 256u);
     EXPECT_EQ(wrapped.front(), invert ? 0 : 255);
     EXPECT_EQ(wrapped.back(), invert ? 255 : 0);
-    EXPECT_EQ(Stretches(wrapped).size(), 256u);
   }
 }
 
@@ -674,6 +666,10 @@ Pixels PixelsOf(const IImg *image, unsigned mask = kRgb) {
   return out;
 }
 
+Pixels Scaled(IImg &image, const ImgRect &r, unsigned w, unsigned h, ImgScaleAttr attr = {}) {
+  return PixelsOf(ImgPtr<IImg>(image.scale(r, w, h, attr)).get());
+}
+
 Pixels Greys(std::initializer_list<unsigned> levels) {
   Pixels out;
   for (unsigned v : levels) {
@@ -696,7 +692,7 @@ TEST(CImg32ScaleTest, WorkedExamples) {
     return Drawn32(10, 10,
                    [](unsigned x, unsigned y) { return x < 4 && y < 4 ? 0x00C08040u : kWhite; });
   };
-  const ImgRect r3(3u, 3u);
+  const ImgRect r3(3u, 3u), r4(4u, 4u);
   const auto uniform = [] { return Drawn32(7, 5, [](unsigned, unsigned) { return 0x00123456u; }); };
   struct {
     const char *name;
@@ -713,17 +709,10 @@ TEST(CImg32ScaleTest, WorkedExamples) {
       {"colour dot", Dot(3, 3, 1, 1, 0x306090u), kReduceResample, 1, 1, r3, {0xC6D3E0u}, kRgb},
       {"uniform page", uniform(), kReduceResample, 3, 2, ImgRect(7u, 5u), uniform6, kRgb},
       {"uniform page", uniform(), kReduce32, 3, 2, ImgRect(7u, 5u), uniform6, ~0u},
-      {"uniform ink", patch(), kReduceBkg32, 2, 2, ImgRect(4u, 4u), colour4, ~0u},
+      {"uniform ink", patch(), kReduceBkg32, 2, 2, r4, colour4, ~0u},
       // Reduce_bkg looks along the block's diagonal only.
-      {"ink on the diagonal",
-       Dot(4, 4, 2, 2),
-       kReduceBkg32,
-       1,
-       1,
-       ImgRect(4u, 4u),
-       {0x102030u},
-       ~0u},
-      {"ink off it", Dot(4, 4, 2, 1), kReduceBkg32, 1, 1, ImgRect(4u, 4u), {kWhite}, ~0u},
+      {"ink on the diagonal", Dot(4, 4, 2, 2), kReduceBkg32, 1, 1, r4, {0x102030u}, ~0u},
+      {"ink off it", Dot(4, 4, 2, 1), kReduceBkg32, 1, 1, r4, {kWhite}, ~0u},
       {"short diagonal", Dot(4, 2, 1, 1), kReduceBkg32, 1, 1, ImgRect(4u, 2u), {0x102030u}, ~0u},
       {"past it", Dot(4, 2, 3, 1), kReduceBkg32, 1, 1, ImgRect(4u, 2u), {kWhite}, ~0u},
       // Channel 3 comes out 0.
@@ -770,7 +759,7 @@ TEST(CImg32ScaleTest, DispatchPicksTheWorkerForEachRequest) {
     SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << (c.resample ? " resample" : ""));
     ImgScaleAttr attr;
     attr.resample = c.resample;
-    EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(all, c.w, c.h, attr)).get()), c.expected);
+    EXPECT_EQ(Scaled(*image, all, c.w, c.h, attr), c.expected);
     // Only the size of the target rectangle counts, whatever the order of its edges.
     const ImgRect target(c.w + 6, c.h + 2, 7u, 3u);
     EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(all, target, attr)).get()), c.expected);
@@ -781,16 +770,14 @@ TEST(CImg32ScaleTest, DispatchPicksTheWorkerForEachRequest) {
 
 TEST(CImg32ScaleTest, SourcePartlyOutsideScalesThePartInside) {
   ImgPtr<CImg32> image = Noise(8, 8, 5);
-  ImgScaleAttr attr;
-  const Pixels inside =
-      PixelsOf(ImgPtr<IImg>(image->scale(ImgRect(4u, 4u, 7u, 7u), 2, 2, attr)).get());
+  const Pixels inside = Scaled(*image, ImgRect(4u, 4u, 7u, 7u), 2, 2);
   for (const ImgRect &r : {ImgRect(4u, 4u, 11u, 11u), ImgRect(7u, 7u, 4u, 4u)}) {
-    EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(r, 2, 2, attr)).get()), inside);
+    EXPECT_EQ(Scaled(*image, r, 2, 2), inside);
   }
   // Extents grown past the buffer: only the pixels there are is read.
-  const Pixels before = PixelsOf(ImgPtr<IImg>(image->scale(image->getRect(), 3, 3, attr)).get());
+  const Pixels before = Scaled(*image, image->getRect(), 3, 3);
   ASSERT_TRUE(image->setExtents(16, 16));
-  EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(image->getRect(), 3, 3, attr)).get()), before);
+  EXPECT_EQ(Scaled(*image, image->getRect(), 3, 3), before);
 }
 
 // Both colour classes.
