@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <functional>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -30,59 +31,41 @@ ImgPtr<Raster> Sub(Raster &image, const ImgRect &r) {
 }
 
 // Each image is 8 bytes of pixels: CImg32 2 x 1, CImg8 4 x 2, CImg1 16 x 4.
-struct True32 {
-  using Image = CImg32;
-  using Pixel = unsigned;
-  static CImg32 *Make(Pixel *&data, unsigned len, bool take) {
+template <typename Raster, typename Pixel>
+Raster *Make(Pixel *&data, unsigned len, bool take) {
+  if constexpr (std::is_same_v<Raster, CImg32>) {
     return CImg32::create(2, 1, data, len, take, RGB_ORDER_BGR);
-  }
-  static constexpr bool kLongerAccepted = true;    // len is a lower bound
-  static constexpr uint32_t kSuccessReports = 0;   // success is not reported
-  static constexpr bool kDupForcesPixels = false;  // IMG_FAIL without pixels
-  static constexpr ImgErr kNullBuffer = IMG_INVALID_ARG;
-};
-struct Palette8 {
-  using Image = CImg8;
-  using Pixel = unsigned char;
-  static CImg8 *Make(Pixel *&data, unsigned len, bool take) {
+  } else if constexpr (std::is_same_v<Raster, CImg8>) {
     return CImg8::create(4, 2, data, len, take, nullptr, IMG_ALIGN_NONE);
-  }
-  static constexpr bool kLongerAccepted = false;  // len must be exact
-  static constexpr uint32_t kSuccessReports = 0;
-  static constexpr bool kDupForcesPixels = false;
-  static constexpr ImgErr kNullBuffer = IMG_INVALID_ARG;
-};
-struct Bilevel1 {
-  using Image = CImg1;
-  using Pixel = unsigned char;
-  static CImg1 *Make(Pixel *&data, unsigned len, bool take) {
+  } else {
     return CImg1::create(16, 4, data, len, take, 0, 1, IMG_ALIGN_NONE);
   }
-  static constexpr bool kLongerAccepted = false;
-  static constexpr uint32_t kSuccessReports = 1;  // IMG_OK is recorded
-  static constexpr bool kDupForcesPixels = true;  // dupData allocates first
-  static constexpr ImgErr kNullBuffer = IMG_OK;   // *src is taken as it is
-};
+}
 
 template <typename T>
 class RasterBufferTest : public ::testing::Test {};
-using Rasters = ::testing::Types<True32, Palette8, Bilevel1>;
+using Rasters = ::testing::Types<CImg32, CImg8, CImg1>;
 TYPED_TEST_SUITE(RasterBufferTest, Rasters);
 
 TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
-  using Pixel = typename TypeParam::Pixel;
+  using Raster = TypeParam;
+  using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
+  // CImg32 takes len as a lower bound. CImg1 records IMG_OK on success, lets dupData
+  // allocate pixels, and takes a null buffer in transferData as it is.
+  constexpr bool kLongerAccepted = std::is_same_v<Raster, CImg32>;
+  constexpr bool kBilevel = std::is_same_v<Raster, CImg1>;
   constexpr unsigned kBytes = 8, kCount = kBytes / sizeof(Pixel);
   const std::vector<Pixel> values = Sequence<Pixel>(kCount, 10);
 
   // Adopting clears the caller's pointer; copying leaves it, and an independent copy.
   Pixel *adopted = HostBuffer(values);
   Pixel *const adoptedAddress = adopted;
-  ImgPtr<typename TypeParam::Image> image(TypeParam::Make(adopted, kBytes, true));
+  ImgPtr<Raster> image(Make<Raster>(adopted, kBytes, true));
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(adopted, nullptr);
   EXPECT_EQ(image->peekData(), adoptedAddress);
   Pixel *kept = HostBuffer(values);
-  ImgPtr<typename TypeParam::Image> copy(TypeParam::Make(kept, kBytes, false));
+  ImgPtr<Raster> copy(Make<Raster>(kept, kBytes, false));
   ASSERT_NE(copy, nullptr);
   kept[0] = 0;
   EXPECT_EQ(BufferOf(*copy), values);
@@ -94,12 +77,11 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   ErrWatch shortWatch;
   EXPECT_EQ(image->dupData(from, kBytes - 1), IMG_FAIL);
   EXPECT_EQ(shortWatch.reports(), 1u);
-  EXPECT_EQ(image->dupData(from, kBytes + sizeof(Pixel)),
-            TypeParam::kLongerAccepted ? IMG_OK : IMG_FAIL);
+  EXPECT_EQ(image->dupData(from, kBytes + sizeof(Pixel)), kLongerAccepted ? IMG_OK : IMG_FAIL);
   EXPECT_EQ(image->dupData(nullptr, kBytes), IMG_INVALID_ARG);
   ErrWatch ok;
   EXPECT_EQ(image->dupData(from + 1, kBytes), IMG_OK);
-  EXPECT_EQ(ok.reports(), TypeParam::kSuccessReports);
+  EXPECT_EQ(ok.reports(), kBilevel ? 1u : 0u);
   EXPECT_EQ(BufferOf(*image), std::vector<Pixel>(source.begin() + 1, source.end()));
 
   // transferData: a short buffer stays the caller's, an exact one is adopted.
@@ -123,13 +105,13 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   // Without pixels dupData allocates them, or refuses without forcing them; a null
   // buffer leaves the image without data, and nothing leaks.
   FreeHostBuffer(copy->ownData());
-  EXPECT_EQ(copy->dupData(from, kBytes), TypeParam::kDupForcesPixels ? IMG_OK : IMG_FAIL);
-  EXPECT_EQ(copy->hasData(), TypeParam::kDupForcesPixels);
+  EXPECT_EQ(copy->dupData(from, kBytes), kBilevel ? IMG_OK : IMG_FAIL);
+  EXPECT_EQ(copy->hasData(), kBilevel);
   if (!copy->hasData()) {
     ASSERT_NE(copy->peekData(), nullptr);
   }
   Pixel *none = nullptr;
-  EXPECT_EQ(copy->transferData(&none, kBytes), TypeParam::kNullBuffer);
+  EXPECT_EQ(copy->transferData(&none, kBytes), kBilevel ? IMG_OK : IMG_INVALID_ARG);
   EXPECT_FALSE(copy->hasData());
 }
 
