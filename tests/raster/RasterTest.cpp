@@ -154,16 +154,15 @@ TEST(RasterFactoryTest, Failures) {
   const auto Sized1 = [](unsigned w, unsigned h) -> Make {
     return [=](unsigned char *&) { return CImg1::create(w, h, 0, 1, IMG_ALIGN_NONE); };
   };
-  struct Case {
+  const ImgErr kNone = IMG_DECODE_FAILED;  // what the registry held before
+  const struct {
     const char *name;
     std::vector<Make> makers;
     bool nullBuffer;
     ImgErr code;
     uint32_t reports;
-  };
-  const ImgErr kNone = IMG_DECODE_FAILED;  // what the registry held before
-  // clang-format off
-  const Case cases[] = {
+  } cases[] = {
+      // clang-format off
       // CImg32, with a buffer of 12 pixels for 4 x 3.
       {"32 zero width", {As32(0, 3, 48, false), As32(4, 0, 48, true)}, false, IMG_FAIL, 2},
       {"32 lazy zero width, byte order 2", {Lazy32(0, 3, 0), Lazy32(3, 3, 2)}, false, IMG_FAIL, 2},
@@ -189,7 +188,7 @@ TEST(RasterFactoryTest, Failures) {
       {"1 sizes", {Sized1(0, 4), Sized1(4, 0), Sized1(0x80000u, 0x10000u)}, false, IMG_FAIL, 1},
   };
   // clang-format on
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     for (size_t i = 0; i < c.makers.size(); ++i) {
       SCOPED_TRACE(testing::Message() << c.name << " #" << i);
       unsigned char *buffer = c.nullBuffer ? nullptr : HostBuffer(Sequence<unsigned char>(64));
@@ -580,28 +579,26 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   std::fill(share55.begin(), share55.begin() + 11, 0xFF);
   Bytes over55 = share55;
   over55[19] = 0x01;
-  struct Case {
+  const struct {
     const char *name;
-    unsigned w;
+    unsigned w, h;
     Bytes bytes;
     int percent;  // 0 for no setting
     unsigned expected;
+  } cases[] = {
+      {"exactly at 55%", 160, 1, share55, 0, 0},
+      {"one bit over", 160, 1, over55, 0, 1},
+      {"exactly at a setting of 55", 160, 1, share55, 55, 0},
+      {"55% over a setting of 40", 160, 1, share55, 40, 1},
+      {"pad bits count too", 4, 2, {0x0F, 0x0F}, 40, 1},  // the pixels alone are clear
   };
-  const Case cases[] = {
-      {"exactly at 55%", 160, share55, 0, 0},
-      {"one bit over", 160, over55, 0, 1},
-      {"exactly at a setting of 55", 160, share55, 55, 0},
-      {"55% over a setting of 40", 160, share55, 40, 1},
-      {"pad bits count too", 4, {0x0F, 0x0F}, 40, 1},  // the pixels alone are clear
-  };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     settings.write(nullptr, nullptr);
     if (c.percent != 0) {
       settings.writeThreshold(c.percent);
     }
-    const unsigned h = static_cast<unsigned>(c.bytes.size()) / ((c.w + 7) / 8);
-    ImgPtr<CImg1> image = c2d_test::Make1(c.w, h, c.bytes);
+    ImgPtr<CImg1> image = c2d_test::Make1(c.w, c.h, c.bytes);
     EXPECT_EQ(image->calculateBackground(), c.expected);
     settings.writeThreshold(c.expected ? 99 : 1);
     EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
@@ -629,20 +626,19 @@ TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
 }
 
 TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
-  struct Case {
+  const struct {
     const char *name;
     unsigned w, h;
     Bytes bytes;
     unsigned colour;
     ImgBackgroundState state;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"the last byte is not counted", 1, 5, {1, 1, 9, 9, 9}, 1, IMG_BG_KNOWN},
       {"a tie goes to the lower index", 5, 1, {9, 9, 4, 4, 7}, 4, IMG_BG_KNOWN},
       {"one pixel counts nothing", 1, 1, {42}, 0, IMG_BG_KNOWN},
       {"under a fifth", 10, 10, c2d_test::Sequence<unsigned char>(100), 255, IMG_BG_NONE},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     ImgPtr<CImg8> image = c2d_test::Make8(c.w, c.h, c.bytes);
     EXPECT_EQ(image->calculateBackground(), c.colour);
@@ -679,14 +675,13 @@ std::vector<unsigned> Repeat(std::vector<unsigned> head, unsigned n, unsigned pi
 TEST(BackgroundTest, TrueColourTwoStageHistogram) {
   const unsigned kNone = 0xFFFFFFFFu;
   const std::vector<unsigned> thirty = c2d_test::Sequence(30, 0x00123400u);  // one bucket
-  struct Case {
+  const struct {
     const char *name;
     std::vector<unsigned> pixels;  // 10 wide when 100, else one row
     unsigned colour;
     ImgBackgroundState state;
-  };
-  // clang-format off
-  const Case cases[] = {
+  } cases[] = {
+      // clang-format off
       {"one pixel counts nothing", {0x00FFFFFFu}, kNone, IMG_BG_NONE},
       {"ten equal pixels", Repeat({}, 10, 0x00ABCDEFu), 0x00ABCDEFu, IMG_BG_KNOWN},
       {"the last pixel is not counted", Repeat(Spread({}, 7), 3, 0x00777777u), kNone, IMG_BG_NONE},
@@ -699,7 +694,7 @@ TEST(BackgroundTest, TrueColourTwoStageHistogram) {
       {"a bucket just at the threshold", Spread(Repeat({}, 20, 0x00500005u), 80), kNone, IMG_BG_NONE},
   };
   // clang-format on
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     const unsigned n = static_cast<unsigned>(c.pixels.size()), w = n == 100 ? 10 : n;
     ImgPtr<CImg32> image = c2d_test::Make32(w, n / w, c.pixels);
