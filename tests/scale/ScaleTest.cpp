@@ -786,16 +786,13 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg32> image = Noise(100, 100, 2);
   ImgPtr<CImg8> lazy8(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ImgPtr<CImg8> image8 = c2d_test::Make8(8, 8, Bytes(64, 1));
-  const ImgRect all = image->getRect(), all8 = image8->getRect();
+  const ImgRect all = image->getRect(), all8 = image8->getRect(), wrap(0u, 0u, ~0u, 0u);
   ImgScaleAttr attr;
-  const auto noTables = [&](Worker worker, unsigned w, unsigned h) {
-    c2d_test::FailTables fail(0);
-    return Work(*image, worker, w, h, all).release();
-  };
-  const auto call8 = [&](Worker8 worker, unsigned w, unsigned h, const ImgRect &r,
-                         bool fail = false) {
+  // A worker called directly; `fail` fails every table allocation.
+  const auto call = [](auto &raster, auto worker, unsigned w, unsigned h, const ImgRect &r,
+                       bool fail = false) -> IImg * {
     c2d_test::FailTables tables(fail ? 0 : 1 << 30);
-    return ((*image8).*worker)(w, h, r);
+    return (raster.*worker)(w, h, r);
   };
   const struct {
     const char *name;
@@ -808,23 +805,22 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
       {"negative factor", [&] { return image->scale(-0.5, attr); }, IMG_OK},
       {"source outside", [&] { return image->scale(ImgRect(100u, 0u, 120u, 9u), 4, 4, attr); },
        IMG_INVALID_ARG},
-      {"enlarge, narrower", [&] { return Work(*image, kEnlarge32, 50, 200, all).release(); },
-       IMG_OK},
-      {"enlarge, wrapped side",
-       [&] { return Work(*image, kEnlarge32, 0, 5, ImgRect(0u, 0u, ~0u, 0u)).release(); },
+      {"enlarge, narrower", [&] { return call(*image, kEnlarge32, 50, 200, all); }, IMG_OK},
+      {"enlarge, wrapped side", [&] { return call(*image, kEnlarge32, 0, 5, wrap); },
        IMG_INVALID_ARG},
-      {"cubic, narrower", [&] { return Work(*image, kEnlargeResample, 50, 200, all).release(); },
+      {"cubic, narrower", [&] { return call(*image, kEnlargeResample, 50, 200, all); },
        IMG_INVALID_ARG},
-      {"reduce, wider", [&] { return Work(*image, kReduceResample, 200, 50, all).release(); },
-       IMG_OK},
-      {"enlarge, no tables", [&] { return noTables(kEnlarge32, 120, 120); }, IMG_OK},
-      {"reduce, no tables", [&] { return noTables(kReduce32, 30, 30); }, IMG_OK},
+      {"reduce, wider", [&] { return call(*image, kReduceResample, 200, 50, all); }, IMG_OK},
+      {"enlarge, no tables", [&] { return call(*image, kEnlarge32, 120, 120, all, true); }, IMG_OK},
+      {"reduce, no tables", [&] { return call(*image, kReduce32, 30, 30, all, true); }, IMG_OK},
       {"8: no pixels, factor", [&] { return lazy8->scale(2.0, attr); }, IMG_FAIL},
       {"8: no pixels, size", [&] { return lazy8->scale(all8, 8, 8, attr); }, IMG_FAIL},
       {"8: negative factor", [&] { return image8->scale(-2.0, attr); }, IMG_OK},
-      {"8: enlarge, wrapped side", [&] { return call8(kEnlarge8, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
-      {"8: reduce, wider", [&] { return call8(kReduceBkg8, 9, 2, all8); }, IMG_OK},
-      {"8: enlarge, no tables", [&] { return call8(kEnlarge8, 20, 15, all8, true); }, IMG_OK},
+      {"8: enlarge, wrapped side",
+       [&] { return call(*image8, kEnlarge8, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
+      {"8: reduce, wider", [&] { return call(*image8, kReduceBkg8, 9, 2, all8); }, IMG_OK},
+      {"8: enlarge, no tables", [&] { return call(*image8, kEnlarge8, 20, 15, all8, true); },
+       IMG_OK},
   };
   // clang-format on
   for (const auto &c : cases) {
