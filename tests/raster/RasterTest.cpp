@@ -232,36 +232,32 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
 // else could reach any more. A second initData replaces and frees the buffer the
 // image owns.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
-  for (bool takeData : {true, false}) {
-    for (bool owns : {true, false}) {
-      for (bool transfer : {false, true}) {
-        SCOPED_TRACE(testing::Message()
-                     << "takeData " << takeData << ", owns " << owns << ", transfer " << transfer);
-        unsigned char *buffer = HostBuffer(Bytes{0x81, 0x42, 0x24, 0x18});
-        unsigned char *const original = buffer, *const fresh = HostBuffer(Bytes{1, 2, 3, 4});
-        CImg1 *image = CImg1::create(16, 2, buffer, 4, takeData, owns, 0, 1, IMG_ALIGN_NONE);
-        ASSERT_NE(image, nullptr);
-        EXPECT_EQ(buffer, takeData ? nullptr : original);
-        unsigned char *const pixels = image->peekData();
-        EXPECT_EQ(pixels == original, takeData);
-        EXPECT_EQ(pixels[3], 0x18);
-        unsigned char *given = fresh;
-        EXPECT_EQ(transfer ? image->transferData(&given, 4) : IMG_OK, IMG_OK);
-        EXPECT_EQ(image->peekData(), transfer ? fresh : pixels);
-        delete image;
-        if (!owns) {
-          EXPECT_EQ((transfer ? fresh : pixels)[2], transfer ? 3 : 0x24);  // not freed
-        }
-        if (!takeData && !owns && !transfer) {
-          FreeHostBuffer(pixels);  // the private copy is the host's
-        }
-        if (!takeData || !owns) {
-          FreeHostBuffer(original);
-        }
-        if (!transfer || !owns) {
-          FreeHostBuffer(fresh);
-        }
-      }
+  for (unsigned mode = 0; mode < 8; ++mode) {
+    const bool takeData = mode & 4, owns = mode & 2, transfer = mode & 1;
+    SCOPED_TRACE(testing::Message() << "mode " << mode);
+    unsigned char *buffer = HostBuffer(Bytes{0x81, 0x42, 0x24, 0x18});
+    unsigned char *const original = buffer, *const fresh = HostBuffer(Bytes{1, 2, 3, 4});
+    CImg1 *image = CImg1::create(16, 2, buffer, 4, takeData, owns, 0, 1, IMG_ALIGN_NONE);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(buffer, takeData ? nullptr : original);
+    unsigned char *const pixels = image->peekData();
+    EXPECT_EQ(pixels == original, takeData);
+    EXPECT_EQ(pixels[3], 0x18);
+    unsigned char *given = fresh;
+    EXPECT_EQ(transfer ? image->transferData(&given, 4) : IMG_OK, IMG_OK);
+    EXPECT_EQ(image->peekData(), transfer ? fresh : pixels);
+    delete image;
+    if (!owns) {
+      EXPECT_EQ((transfer ? fresh : pixels)[2], transfer ? 3 : 0x24);  // not freed
+    }
+    if (!takeData && !owns && !transfer) {
+      FreeHostBuffer(pixels);  // the private copy is the host's
+    }
+    if (!takeData || !owns) {
+      FreeHostBuffer(original);
+    }
+    if (!transfer || !owns) {
+      FreeHostBuffer(fresh);
     }
   }
   struct Open : CImg1 {
