@@ -327,6 +327,8 @@ ImgPtr<CImg8> Counting8(unsigned w, unsigned h, ImgAlignmentEnum align, unsigned
   return ImgPtr<CImg8>(CImg8::create(w, h, pixels, total, true, nullptr, align));
 }
 
+// A palette is the grey ramp or a deep copy of the caller's map; maps are int32
+// triples, zeroed, and their copies are deep too.
 TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   ImgPtr<CImg8> grey(CImg8::create(2, 2, nullptr, IMG_ALIGN_NONE));
   const ColorMap *ramp = grey->getColorMap();
@@ -335,32 +337,24 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(ramp->entries[200].green, 200);
 
   ColorMap mine(4, 255);
+  EXPECT_EQ(mine.entries[3].blue, 0);
   mine.entries[2] = {10, 20, 30};
+  EXPECT_EQ((&mine.entries[0].red)[2 * 3 + 2], 30);
   ImgPtr<CImg8> copied = c2d_test::Make8(2, 2, {0, 1, 2, 3}, IMG_ALIGN_8, &mine);
   ColorMap *held = copied->getColorMap();
+  ColorMap copy(mine), assigned(1, 1);
+  assigned = mine;
   mine.entries[2].green = 99;
-  EXPECT_EQ(held->entries[2].green, 20);
+  for (const ColorMap *other : {held, &copy, &assigned}) {
+    EXPECT_EQ(other->entries[2].green, 20);
+  }
+  ColorMap empty(-5, 255);
+  EXPECT_EQ(empty.numEntries, 0);
+  EXPECT_EQ(empty.entries, nullptr);
   // A palette once set stays, whatever map comes next.
   ColorMap other(8, 255);
   EXPECT_TRUE((copied.get()->*(&Open8::initColorMap))(&other));
   EXPECT_EQ(copied->getColorMap(), held);
-}
-
-// Entries are int32 triples, zeroed; copies are deep.
-TEST(ColorMapTest, CopiesAreDeep) {
-  ColorMap map(256, 255);
-  EXPECT_EQ(map.entries[255].blue, 0);
-  map.entries[10] = {10, 20, 30};
-  EXPECT_EQ((&map.entries[0].red)[10 * 3 + 2], 30);
-  ColorMap copy(map);
-  ColorMap assigned(1, 1);
-  assigned = map;
-  map.entries[10].green = 99;
-  EXPECT_EQ(copy.entries[10].green, 20);
-  EXPECT_EQ(assigned.entries[10].green, 20);
-  ColorMap empty(-5, 255);
-  EXPECT_EQ(empty.numEntries, 0);
-  EXPECT_EQ(empty.entries, nullptr);
 }
 
 // Sizes alone are tested; the rows are read from r's left and top as they stand,

@@ -446,13 +446,12 @@ TEST(RothsteinTest, WrappedProductsStayInsideTheirTables) {
   EXPECT_EQ(runs.back(), 176012u);
   EXPECT_EQ(V(r[0], len), V(r[1], len));
   EXPECT_EQ(V(r[1], 13320), V(exact, 13320));
-  EXPECT_EQ(r[2][len - 1], 13320u);
-  EXPECT_EQ(index[len - 1], 12017u);
-  EXPECT_EQ(r[3][len - 1] * 8 + 7 - r[4][len - 1], 12017u);
   EXPECT_EQ(V(e[1], len), V(r[1], len));
-  EXPECT_EQ(e[2][12017], 13320u);
-  EXPECT_EQ(e[2][12018], 0u);  // source columns past the last run are never named
-  EXPECT_EQ(e[2][weight - 1], 0u);
+  // The last column: its run's start, its target in the index and in byte and bit.
+  EXPECT_EQ((Vec{r[2][len - 1], index[len - 1], r[3][len - 1] * 8 + 7 - r[4][len - 1]}),
+            (Vec{13320, 12017, 12017}));
+  // The last run's start; source columns past the last run are never named.
+  EXPECT_EQ((Vec{e[2][12017], e[2][12018], e[2][weight - 1]}), (Vec{13320, 0, 0}));
   FreeAll({rows, exact, r[0], r[1], r[2], r[3], r[4], e[0], e[1], e[2], e[3], e[4]});
 }
 
