@@ -212,8 +212,7 @@ TEST(RasterFactoryTest, Failures) {
 TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   ImgPtr<CImg1> bare(CImg1::create());
   ASSERT_NE(bare, nullptr);
-  // The markers in the tile sizes divide without fault, and nothing below reads
-  // through the missing buffer or its marker size.
+  // Nothing below divides by the marker sizes or reads through the missing buffer.
   EXPECT_EQ(bare->getWidthInTiles(), 1u);
   EXPECT_EQ(bare->invert(), bare.get());
   EXPECT_FALSE(bare->writeTIFF());
@@ -227,10 +226,8 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
 }
 
-// In every combination of takeData and ownsData, with and without a transfer, the
-// image frees only what it owns; a transfer also frees the private copy, which nobody
-// else could reach any more. A second initData replaces and frees the buffer the
-// image owns.
+// The image frees only what it owns, whatever takeData and ownsData say; a transfer also
+// frees the private copy, which nobody else could reach. A second initData frees too.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   for (unsigned mode = 0; mode < 8; ++mode) {
     const bool takeData = mode & 4, owns = mode & 2, transfer = mode & 1;
@@ -560,9 +557,7 @@ TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
   EXPECT_FALSE(lazy->hasData());
 }
 
-// ---- Background estimates: the bilevel share of set bits against the user's
-// threshold, the most frequent palette index, and the two-stage histogram of the
-// 32-bit class with its tie rules and its thresholds.
+// ---- Background estimates
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   c2d_test::ScopedSettings settings;
   Bytes share55(20, 0);  // 88 of 160 bits set: exactly 55%

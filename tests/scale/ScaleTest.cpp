@@ -447,10 +447,9 @@ TEST(RothsteinTest, WrappedProductsStayInsideTheirTables) {
   EXPECT_EQ(V(r[0], len), V(r[1], len));
   EXPECT_EQ(V(r[1], 13320), V(exact, 13320));
   EXPECT_EQ(V(e[1], len), V(r[1], len));
-  // The last column: its run's start, its target in the index and in byte and bit.
   EXPECT_EQ((Vec{r[2][len - 1], index[len - 1], r[3][len - 1] * 8 + 7 - r[4][len - 1]}),
             (Vec{13320, 12017, 12017}));
-  // The last run's start; source columns past the last run are never named.
+  // Source columns past the last run are never named.
   EXPECT_EQ((Vec{e[2][12017], e[2][12018], e[2][weight - 1]}), (Vec{13320, 0, 0}));
   FreeAll({rows, exact, r[0], r[1], r[2], r[3], r[4], e[0], e[1], e[2], e[3], e[4]});
 }
@@ -779,7 +778,6 @@ TEST(CImg32ScaleTest, SourcePartlyOutsideScalesThePartInside) {
   EXPECT_EQ(Scaled(*image, image->getRect(), 3, 3), before);
 }
 
-// Both colour classes.
 TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_RGB));
   ImgPtr<CImg32> image = Noise(100, 100, 2);
