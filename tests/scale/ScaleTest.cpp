@@ -82,27 +82,29 @@ uint64_t Edge(uint64_t k, uint64_t length, uint64_t count) {
 }
 
 struct Block {
-  uint64_t x0, y0;  // first source pixel, image coordinates
-  uint32_t xRun, yRun;
+  uint64_t x0, y0, xRun, yRun;  // the first source pixel, in image coordinates, and the runs
 };
 
-// Calls f for each target pixel of a w x h reduction of r, in row order.
-void ForBlocks(const ImgRect &r, unsigned w, unsigned h, const std::function<void(Block)> &f) {
+// f of each target pixel's block in a w x h reduction of r, in row order.
+template <typename F>
+auto ForBlocks(const ImgRect &r, unsigned w, unsigned h, F f) {
+  std::vector<decltype(f(Block{}))> values;
   for (unsigned ty = 0; ty < h; ++ty) {
     const uint64_t y0 = Edge(ty, r.getHeight(), h), y1 = Edge(ty + 1, r.getHeight(), h);
     for (unsigned tx = 0; tx < w; ++tx) {
       const uint64_t x0 = Edge(tx, r.getWidth(), w), x1 = Edge(tx + 1, r.getWidth(), w);
-      f({r.left + x0, r.top + y0, static_cast<uint32_t>(x1 - x0), static_cast<uint32_t>(y1 - y0)});
+      values.push_back(f({r.left + x0, r.top + y0, x1 - x0, y1 - y0}));
     }
   }
+  return values;
 }
 
 // The ink pixels among the first `rows` rows and `cols` columns of a block.
-unsigned CountInk(const CImg1 &image, const Block &b, uint32_t rows, uint32_t cols,
+unsigned CountInk(const CImg1 &image, const Block &b, uint64_t rows, uint64_t cols,
                   bool inkIsClear) {
   unsigned count = 0;
-  for (uint32_t y = 0; y < rows; ++y) {
-    for (uint32_t x = 0; x < cols; ++x) {
+  for (uint64_t y = 0; y < rows; ++y) {
+    for (uint64_t x = 0; x < cols; ++x) {
       count += BitAt(image, b.x0 + x, b.y0 + y) != inkIsClear;
     }
   }
@@ -119,19 +121,17 @@ enum class Look { kBkg, kQuick, kSample };
 // kSample (set ink): the first pixel.
 Bits ExpectInk(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h, Look test,
                bool inkIsClear = false) {
-  Bits bits;
-  ForBlocks(r, w, h, [&](Block b) {
+  return ForBlocks(r, w, h, [&](Block b) {
     const unsigned end = b.x0 % 8 + b.xRun;
-    uint32_t rows = 1, cols = 1;
+    uint64_t rows = 1, cols = 1;
     if (test == Look::kBkg) {
       rows = b.yRun;
       cols = inkIsClear && end > 8 && end % 8 == 1 ? b.xRun - 1 : b.xRun;
     } else if (test == Look::kQuick) {
       cols = end % 8 != 0 ? b.xRun + 1 : end > 8 ? b.xRun : 0;
     }
-    bits.push_back(CountInk(image, b, rows, cols, inkIsClear) != 0);
+    return CountInk(image, b, rows, cols, inkIsClear) != 0;
   });
-  return bits;
 }
 
 // Enlarge: run k of a side starts at ceil(k * target / source), so target pixel x
@@ -160,12 +160,10 @@ Bytes Mapping(unsigned n, unsigned invert) {
 
 std::vector<unsigned> ExpectGrey(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h,
                                  bool inkIsClear) {
-  std::vector<unsigned> pixels;
-  ForBlocks(r, w, h, [&](Block b) {
+  return ForBlocks(r, w, h, [&](Block b) {
     const Bytes mapping = Mapping(b.xRun * b.yRun + 1, 0);
-    pixels.push_back(mapping.at(CountInk(image, b, b.yRun, b.xRun, inkIsClear)) * 0x010101u);
+    return mapping.at(CountInk(image, b, b.yRun, b.xRun, inkIsClear)) * 0x010101u;
   });
-  return pixels;
 }
 
 // A random case: a page, a source rectangle that now and then leaves the image (to
