@@ -38,9 +38,7 @@ struct Open : CImg1 {
   using CImg1::Reduce_bkg;
   using CImg1::Reduce_greyscale;
 };
-const auto kEnlarge = &Open::Enlarge;
-const auto kReduce = &Open::Reduce;
-const auto kReduceBkg = &Open::Reduce_bkg;
+const auto kEnlarge = &Open::Enlarge, kReduce = &Open::Reduce, kReduceBkg = &Open::Reduce_bkg;
 const auto kQuickReduce = &Open::QuickReduce_bkg;
 const auto kGrey = &Open::Reduce_greyscale;
 
@@ -632,10 +630,8 @@ struct Open32 : CImg32 {
   using CImg32::ReduceResample;
 };
 using Worker = CImg32 *(CImg32::*)(unsigned, unsigned, const ImgRect &);
-const Worker kEnlarge32 = &Open32::Enlarge;
-const Worker kEnlargeResample = &Open32::EnlargeResample;
-const Worker kReduce32 = &Open32::Reduce;
-const Worker kReduceBkg32 = &Open32::Reduce_bkg;
+const Worker kEnlarge32 = &Open32::Enlarge, kEnlargeResample = &Open32::EnlargeResample;
+const Worker kReduce32 = &Open32::Reduce, kReduceBkg32 = &Open32::Reduce_bkg;
 const Worker kReduceResample = &Open32::ReduceResample;
 
 constexpr unsigned kWhite = 0x00FFFFFFu;
