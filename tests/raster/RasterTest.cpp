@@ -284,8 +284,7 @@ TEST(CImg1Test, SubImageReadsFromTheCornerAsTheBitsLie) {
     if (w == width && h == height) {
       continue;
     }
-    SCOPED_TRACE(testing::Message() << width << "x" << height << " align " << align << ": " << left
-                                    << "," << top << " " << w << "x" << h);
+    SCOPED_TRACE(i);  // the cases follow from the seed
     ImgPtr<CImg1> sub = Sub(*image, ImgRect(left, top, left + w - 1, top + h - 1));
     ASSERT_NE(sub, nullptr);
     ASSERT_EQ(sub->getWidth(), w);
