@@ -15,16 +15,12 @@ using c2d_test::ErrWatch;
 using c2d_test::Flat32;
 using c2d_test::ImgPtr;
 using c2d_test::Make32;
+using c2d_test::RandomBits;
 using Bytes = std::vector<unsigned char>;
 using Words = std::vector<unsigned>;
 
 ImgPtr<CImg8> Palette(unsigned w, unsigned h, Bytes bytes, ColorMap *map = nullptr) {
   return c2d_test::Make8(w, h, std::move(bytes), IMG_ALIGN_NONE, map);
-}
-
-// A bilevel image with every byte, pad bits included, random.
-ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, uint32_t seed) {
-  return c2d_test::RandomBits(w, h, align, seed, 0x00FFFFFFu, 0xFF000000u);
 }
 
 ImgPtr<CImg1> Clear1(unsigned w, unsigned h) {
@@ -46,8 +42,10 @@ Bytes Snapshot(IImg &image) {
 }
 
 TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
-  ImgPtr<CImg1> bits = Bits(8, 2, IMG_ALIGN_NONE, 1), bits8 = Bits(8, 2, IMG_ALIGN_8, 2);
-  ImgPtr<CImg1> wide = Bits(9, 2, IMG_ALIGN_NONE, 3), small = Bits(4, 2, IMG_ALIGN_NONE, 4);
+  ImgPtr<CImg1> bits = RandomBits(8, 2, IMG_ALIGN_NONE, 1);
+  ImgPtr<CImg1> bits8 = RandomBits(8, 2, IMG_ALIGN_8, 2),
+                wide = RandomBits(9, 2, IMG_ALIGN_NONE, 3);
+  ImgPtr<CImg1> small = RandomBits(4, 2, IMG_ALIGN_NONE, 4);
   ImgPtr<CImg8> grey = Palette(8, 2, Bytes(16, 9)), grey2 = Palette(8, 2, Bytes(16, 7));
   ImgPtr<CImg32> colour = Flat32(8, 2, 0x123456), colour2 = Flat32(8, 2, 0x654321);
   ImgPtr<CImg32> tall = Flat32(8, 3, 0), lazy(CImg32::create(8, 2, RGB_ORDER_BGR));
@@ -94,7 +92,7 @@ TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_8, IMG_ALIGN_32}) {
     for (unsigned w = 1; w <= 19; ++w) {
       SCOPED_TRACE(testing::Message() << "w " << w << " align " << align);
-      ImgPtr<CImg1> src = Bits(w, 3, align, w);
+      ImgPtr<CImg1> src = RandomBits(w, 3, align, w);
       src->setForegroundInterpretation(0x80FF0000u);
       src->setBackgroundInterpretation(0x12345678u);
       ImgPtr<CImg1> copy(CImg1::create(w, 3, 0x11, 0x22, align));
@@ -239,20 +237,19 @@ TEST(ExportTest, CreateFrom24) {
       EXPECT_EQ(BufferOf(*image), expected);
     }
   }
-  Bytes bytes(16, 0x5A);
+  // Three quarters of the size pass although the padded rows need more (45 bytes):
+  // the bytes past len read as 0 and nothing past the caller's buffer is touched.
+  Bytes bytes(36, 0x5A);
+  ImgPtr<CImg32> padded(
+      CImg32::createFrom24(3, 4, bytes.data(), 36, IMG_ALIGN_32, RGB_ORDER_BGR, RGB_ORDER_BGR));
+  ASSERT_NE(padded, nullptr);
+  Words expected(9, 0x5A5A5Au);
+  expected.resize(12, 0u);
+  EXPECT_EQ(BufferOf(*padded), expected);
   EXPECT_EQ(
       CImg32::createFrom24(2, 2, bytes.data(), 11, IMG_ALIGN_NONE, RGB_ORDER_BGR, RGB_ORDER_BGR),
       nullptr);  // three quarters less one
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  // Three quarters pass although the padded rows need more: the bytes past len
-  // read as 0 and nothing past the caller's buffer is touched.
-  Bytes threeQuarters(36, 0x5A);  // the rows need 45
-  ImgPtr<CImg32> padded(CImg32::createFrom24(3, 4, threeQuarters.data(), 36, IMG_ALIGN_32,
-                                             RGB_ORDER_BGR, RGB_ORDER_BGR));
-  ASSERT_NE(padded, nullptr);
-  Words expected(9, 0x5A5A5Au);
-  expected.insert(expected.end(), 3, 0u);
-  EXPECT_EQ(BufferOf(*padded), expected);
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
-// Scaling: CImg1 against an independent reference, and the paths of scale; the
-// scalers' tables (Rothstein codes and run tables, grey mappings); failed table
-// allocations across the scalers, transforms and table makers; CImg32 and CImg8 worked
-// examples, the worker each request reaches, clipping, refusals, and the background
-// retry on a reduced copy.
+// Scaling: CImg1 against an independent reference; the Rothstein and grey tables and
+// their failed allocations; CImg32 and CImg8 worked examples, dispatch and refusals.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/resource.h>
@@ -12,8 +9,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <string>
@@ -41,9 +38,7 @@ struct Open : CImg1 {
   using CImg1::Reduce_bkg;
   using CImg1::Reduce_greyscale;
 };
-const auto kEnlarge = &Open::Enlarge;
-const auto kReduce = &Open::Reduce;
-const auto kReduceBkg = &Open::Reduce_bkg;
+const auto kEnlarge = &Open::Enlarge, kReduce = &Open::Reduce, kReduceBkg = &Open::Reduce_bkg;
 const auto kQuickReduce = &Open::QuickReduce_bkg;
 const auto kGrey = &Open::Reduce_greyscale;
 
@@ -54,13 +49,9 @@ auto Work(Image &image, Fn worker, Args... args) {
   return ImgPtr<Out>((image.*worker)(args...));
 }
 
-ImgPtr<CImg1> Page(unsigned w, unsigned h, ImgAlignmentEnum align = IMG_ALIGN_NONE) {
-  return ImgPtr<CImg1>(CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, align));
-}
-
 // Every byte random with the given share of set bits, pad bits included.
 ImgPtr<CImg1> RandomPage(Rng &rng, unsigned w, unsigned h, ImgAlignmentEnum align, double ink) {
-  ImgPtr<CImg1> page = Page(w, h, align);
+  ImgPtr<CImg1> page(CImg1::create(w, h, 0xFFFFFFu, 0xFF000000u, align));
   for (unsigned i = 0; i < page->getTotalBytes() * 8; ++i) {
     if (rng.chance(ink)) {
       page->peekData()[i / 8] |= static_cast<unsigned char>(0x80u >> (i % 8));
@@ -85,27 +76,29 @@ uint64_t Edge(uint64_t k, uint64_t length, uint64_t count) {
 }
 
 struct Block {
-  uint64_t x0, y0;  // first source pixel, image coordinates
-  uint32_t xRun, yRun;
+  uint64_t x0, y0, xRun, yRun;  // the first source pixel, in image coordinates, and the runs
 };
 
-// Calls f for each target pixel of a w x h reduction of r, in row order.
-void ForBlocks(const ImgRect &r, unsigned w, unsigned h, const std::function<void(Block)> &f) {
+// f of each target pixel's block in a w x h reduction of r, in row order.
+template <typename F>
+auto ForBlocks(const ImgRect &r, unsigned w, unsigned h, F f) {
+  std::vector<decltype(f(Block{}))> values;
   for (unsigned ty = 0; ty < h; ++ty) {
     const uint64_t y0 = Edge(ty, r.getHeight(), h), y1 = Edge(ty + 1, r.getHeight(), h);
     for (unsigned tx = 0; tx < w; ++tx) {
       const uint64_t x0 = Edge(tx, r.getWidth(), w), x1 = Edge(tx + 1, r.getWidth(), w);
-      f({r.left + x0, r.top + y0, static_cast<uint32_t>(x1 - x0), static_cast<uint32_t>(y1 - y0)});
+      values.push_back(f({r.left + x0, r.top + y0, x1 - x0, y1 - y0}));
     }
   }
+  return values;
 }
 
 // The ink pixels among the first `rows` rows and `cols` columns of a block.
-unsigned CountInk(const CImg1 &image, const Block &b, uint32_t rows, uint32_t cols,
+unsigned CountInk(const CImg1 &image, const Block &b, uint64_t rows, uint64_t cols,
                   bool inkIsClear) {
   unsigned count = 0;
-  for (uint32_t y = 0; y < rows; ++y) {
-    for (uint32_t x = 0; x < cols; ++x) {
+  for (uint64_t y = 0; y < rows; ++y) {
+    for (uint64_t x = 0; x < cols; ++x) {
       count += BitAt(image, b.x0 + x, b.y0 + y) != inkIsClear;
     }
   }
@@ -122,19 +115,17 @@ enum class Look { kBkg, kQuick, kSample };
 // kSample (set ink): the first pixel.
 Bits ExpectInk(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h, Look test,
                bool inkIsClear = false) {
-  Bits bits;
-  ForBlocks(r, w, h, [&](Block b) {
+  return ForBlocks(r, w, h, [&](Block b) {
     const unsigned end = b.x0 % 8 + b.xRun;
-    uint32_t rows = 1, cols = 1;
+    uint64_t rows = 1, cols = 1;
     if (test == Look::kBkg) {
       rows = b.yRun;
       cols = inkIsClear && end > 8 && end % 8 == 1 ? b.xRun - 1 : b.xRun;
     } else if (test == Look::kQuick) {
       cols = end % 8 != 0 ? b.xRun + 1 : end > 8 ? b.xRun : 0;
     }
-    bits.push_back(CountInk(image, b, rows, cols, inkIsClear) != 0);
+    return CountInk(image, b, rows, cols, inkIsClear) != 0;
   });
-  return bits;
 }
 
 // Enlarge: run k of a side starts at ceil(k * target / source), so target pixel x
@@ -150,16 +141,23 @@ Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h
   return bits;
 }
 
+using Bytes = std::vector<unsigned char>;
+
+// Empty when no table is made.
+Bytes Mapping(unsigned n, unsigned invert) {
+  unsigned char *table = nullptr;
+  CreateGreyMapping(n, &table, invert);
+  Bytes values(table, table + (table != nullptr ? n : 0));
+  std::free(table);
+  return values;
+}
+
 std::vector<unsigned> ExpectGrey(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h,
                                  bool inkIsClear) {
-  std::vector<unsigned> pixels;
-  ForBlocks(r, w, h, [&](Block b) {
-    unsigned char *mapping = nullptr;
-    CreateGreyMapping(b.xRun * b.yRun + 1, &mapping, 0);
-    pixels.push_back(mapping[CountInk(image, b, b.yRun, b.xRun, inkIsClear)] * 0x010101u);
-    std::free(mapping);
+  return ForBlocks(r, w, h, [&](Block b) {
+    const Bytes mapping = Mapping(b.xRun * b.yRun + 1, 0);
+    return mapping.at(CountInk(image, b, b.yRun, b.xRun, inkIsClear)) * 0x010101u;
   });
-  return pixels;
 }
 
 // A random case: a page, a source rectangle that now and then leaves the image (to
@@ -278,7 +276,7 @@ TEST(CImg1ScaleTest, SizesAndTheWorkerForEachRequest) {
 
 TEST(CImg1ScaleTest, AnImageWithoutPixelsReadsAsPaper) {
   // Rectangles past the buffer are among the random cases above.
-  ImgPtr<CImg1> page = Page(20, 10);
+  ImgPtr<CImg1> page(CImg1::create(20, 10, 0, 1, IMG_ALIGN_NONE));
   std::free(page->ownData());
   EXPECT_EQ(c2d_test::BufferOf(*Work(*page, kGrey, 5u, 5u, page->getRect())),
             std::vector<unsigned>(25, 0xFFFFFFu));
@@ -287,7 +285,6 @@ TEST(CImg1ScaleTest, AnImageWithoutPixelsReadsAsPaper) {
 
 // ---- Tables
 using Vec = std::vector<unsigned>;
-using Bytes = std::vector<unsigned char>;
 
 Vec V(const unsigned *table, unsigned n) { return Vec(table, table + n); }
 
@@ -441,13 +438,11 @@ TEST(RothsteinTest, WrappedProductsStayInsideTheirTables) {
   EXPECT_EQ(runs.back(), 176012u);
   EXPECT_EQ(V(r[0], len), V(r[1], len));
   EXPECT_EQ(V(r[1], 13320), V(exact, 13320));
-  EXPECT_EQ(r[2][len - 1], 13320u);
-  EXPECT_EQ(index[len - 1], 12017u);
-  EXPECT_EQ(r[3][len - 1] * 8 + 7 - r[4][len - 1], 12017u);
   EXPECT_EQ(V(e[1], len), V(r[1], len));
-  EXPECT_EQ(e[2][12017], 13320u);
-  EXPECT_EQ(e[2][12018], 0u);  // source columns past the last run are never named
-  EXPECT_EQ(e[2][weight - 1], 0u);
+  EXPECT_EQ((Vec{r[2][len - 1], index[len - 1], r[3][len - 1] * 8 + 7 - r[4][len - 1]}),
+            (Vec{13320, 12017, 12017}));
+  // Source columns past the last run are never named.
+  EXPECT_EQ((Vec{e[2][12017], e[2][12018], e[2][weight - 1]}), (Vec{13320, 0, 0}));
   FreeAll({rows, exact, r[0], r[1], r[2], r[3], r[4], e[0], e[1], e[2], e[3], e[4]});
 }
 
@@ -473,18 +468,6 @@ TEST(RothsteinTest, ZeroSidesAndShortIndexVectors) {
   FreeAll({rows, cols, starts, bytes, bits});
 }
 
-Bytes Mapping(unsigned n, unsigned invert) {
-  unsigned char *table = nullptr;
-  CreateGreyMapping(n, &table, invert);
-  if (table == nullptr) {
-    ADD_FAILURE() << "no table for " << n;
-    return {};
-  }
-  Bytes values(table, table + n);
-  std::free(table);
-  return values;
-}
-
 // The stretches of equal values, in order, as (value, length).
 std::vector<std::pair<int, unsigned>> Stretches(const Bytes &values) {
   std::vector<std::pair<int, unsigned>> stretches;
@@ -506,11 +489,10 @@ TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
   // The curve saturates: the lightest 114 counts of 10999 are white, the middle one
   // is (5500 * 7.5e-5)^2 * 382.5 = 65.
   const Bytes table = Mapping(10999, 0);
-  EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), [] {
-    Bytes light(114, 255);
-    light.push_back(254);
-    return light;
-  }());
+  ASSERT_EQ(table.size(), 10999u);
+  Bytes light(114, 255);
+  light.push_back(254);
+  EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), light);
   EXPECT_EQ(table[5499], 65);
 }
 
@@ -530,9 +512,9 @@ TEST(GreyMappingTest, LinearTablesFrom11000) {
     EXPECT_EQ(table[5500], invert ? 128 : 127);  // not the curve's 65
 
     const Bytes wrapped = Mapping((1u << 24) + 1, invert);
+    ASSERT_EQ(Stretches(wrapped).size(), 256u);
     EXPECT_EQ(wrapped.front(), invert ? 0 : 255);
     EXPECT_EQ(wrapped.back(), invert ? 255 : 0);
-    EXPECT_EQ(Stretches(wrapped).size(), 256u);
   }
 }
 
@@ -577,6 +559,9 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
     list ? DestroyRothsteinList(code) : std::free(code);
     return made;
   };
+  const auto reduce = [&] {
+    CreateRothReduceTables2(30, 20, 7, 5, t, t + 1, t + 2, t + 3, t + 4, index);
+  };
   const std::pair<const char *, std::function<bool()>> calls[] = {
       {"Enlarge", [&] { return Work(*page, kEnlarge, 77u, 61u, r) != nullptr; }},
       {"Reduce", [&] { return Work(*page, kReduce, 13u, 7u, r) != nullptr; }},
@@ -589,17 +574,11 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
       {"rotate CImg8", [&] { return ImgPtr<IImg>(palette->rotate(200.0)) != nullptr; }},
       {"code array", [&] { return codes(false); }},
       {"code list", [&] { return codes(true); }},
-      {"run tables", tables(2, [&] { CreateRothTables(&t[0], &t[1], 30, 20, 7, 5); })},
+      {"run tables", tables(2, [&] { CreateRothTables(t, t + 1, 30, 20, 7, 5); })},
       {"enlarge tables",
-       tables(5,
-              [&] { CreateRothEnlargeTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
-      {"reduce tables",
-       tables(5, [&] { CreateRothReduceTables(30, 20, 7, 5, &t[0], &t[1], &t[2], &t[3], &t[4]); })},
-      {"reduce tables with index", tables(5,
-                                          [&] {
-                                            CreateRothReduceTables2(30, 20, 7, 5, &t[0], &t[1],
-                                                                    &t[2], &t[3], &t[4], index);
-                                          })},
+       tables(5, [&] { CreateRothEnlargeTables(30, 20, 7, 5, t, t + 1, t + 2, t + 3, t + 4); })},
+      // CreateRothReduceTables fails on the same path, without the index.
+      {"reduce tables", tables(5, reduce)},
       {"curve mapping", [&] { return mapping(5); }},
       {"linear mapping", [&] { return mapping(11000); }},
   };
@@ -644,10 +623,8 @@ struct Open32 : CImg32 {
   using CImg32::ReduceResample;
 };
 using Worker = CImg32 *(CImg32::*)(unsigned, unsigned, const ImgRect &);
-const Worker kEnlarge32 = &Open32::Enlarge;
-const Worker kEnlargeResample = &Open32::EnlargeResample;
-const Worker kReduce32 = &Open32::Reduce;
-const Worker kReduceBkg32 = &Open32::Reduce_bkg;
+const Worker kEnlarge32 = &Open32::Enlarge, kEnlargeResample = &Open32::EnlargeResample;
+const Worker kReduce32 = &Open32::Reduce, kReduceBkg32 = &Open32::Reduce_bkg;
 const Worker kReduceResample = &Open32::ReduceResample;
 
 constexpr unsigned kWhite = 0x00FFFFFFu;
@@ -674,6 +651,10 @@ Pixels PixelsOf(const IImg *image, unsigned mask = kRgb) {
   return out;
 }
 
+Pixels Scaled(IImg &image, const ImgRect &r, unsigned w, unsigned h, ImgScaleAttr attr = {}) {
+  return PixelsOf(ImgPtr<IImg>(image.scale(r, w, h, attr)).get());
+}
+
 Pixels Greys(std::initializer_list<unsigned> levels) {
   Pixels out;
   for (unsigned v : levels) {
@@ -696,7 +677,7 @@ TEST(CImg32ScaleTest, WorkedExamples) {
     return Drawn32(10, 10,
                    [](unsigned x, unsigned y) { return x < 4 && y < 4 ? 0x00C08040u : kWhite; });
   };
-  const ImgRect r3(3u, 3u);
+  const ImgRect r3(3u, 3u), r4(4u, 4u);
   const auto uniform = [] { return Drawn32(7, 5, [](unsigned, unsigned) { return 0x00123456u; }); };
   struct {
     const char *name;
@@ -713,17 +694,10 @@ TEST(CImg32ScaleTest, WorkedExamples) {
       {"colour dot", Dot(3, 3, 1, 1, 0x306090u), kReduceResample, 1, 1, r3, {0xC6D3E0u}, kRgb},
       {"uniform page", uniform(), kReduceResample, 3, 2, ImgRect(7u, 5u), uniform6, kRgb},
       {"uniform page", uniform(), kReduce32, 3, 2, ImgRect(7u, 5u), uniform6, ~0u},
-      {"uniform ink", patch(), kReduceBkg32, 2, 2, ImgRect(4u, 4u), colour4, ~0u},
+      {"uniform ink", patch(), kReduceBkg32, 2, 2, r4, colour4, ~0u},
       // Reduce_bkg looks along the block's diagonal only.
-      {"ink on the diagonal",
-       Dot(4, 4, 2, 2),
-       kReduceBkg32,
-       1,
-       1,
-       ImgRect(4u, 4u),
-       {0x102030u},
-       ~0u},
-      {"ink off it", Dot(4, 4, 2, 1), kReduceBkg32, 1, 1, ImgRect(4u, 4u), {kWhite}, ~0u},
+      {"ink on the diagonal", Dot(4, 4, 2, 2), kReduceBkg32, 1, 1, r4, {0x102030u}, ~0u},
+      {"ink off it", Dot(4, 4, 2, 1), kReduceBkg32, 1, 1, r4, {kWhite}, ~0u},
       {"short diagonal", Dot(4, 2, 1, 1), kReduceBkg32, 1, 1, ImgRect(4u, 2u), {0x102030u}, ~0u},
       {"past it", Dot(4, 2, 3, 1), kReduceBkg32, 1, 1, ImgRect(4u, 2u), {kWhite}, ~0u},
       // Channel 3 comes out 0.
@@ -770,7 +744,7 @@ TEST(CImg32ScaleTest, DispatchPicksTheWorkerForEachRequest) {
     SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << (c.resample ? " resample" : ""));
     ImgScaleAttr attr;
     attr.resample = c.resample;
-    EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(all, c.w, c.h, attr)).get()), c.expected);
+    EXPECT_EQ(Scaled(*image, all, c.w, c.h, attr), c.expected);
     // Only the size of the target rectangle counts, whatever the order of its edges.
     const ImgRect target(c.w + 6, c.h + 2, 7u, 3u);
     EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(all, target, attr)).get()), c.expected);
@@ -781,34 +755,28 @@ TEST(CImg32ScaleTest, DispatchPicksTheWorkerForEachRequest) {
 
 TEST(CImg32ScaleTest, SourcePartlyOutsideScalesThePartInside) {
   ImgPtr<CImg32> image = Noise(8, 8, 5);
-  ImgScaleAttr attr;
-  const Pixels inside =
-      PixelsOf(ImgPtr<IImg>(image->scale(ImgRect(4u, 4u, 7u, 7u), 2, 2, attr)).get());
+  const Pixels inside = Scaled(*image, ImgRect(4u, 4u, 7u, 7u), 2, 2);
   for (const ImgRect &r : {ImgRect(4u, 4u, 11u, 11u), ImgRect(7u, 7u, 4u, 4u)}) {
-    EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(r, 2, 2, attr)).get()), inside);
+    EXPECT_EQ(Scaled(*image, r, 2, 2), inside);
   }
   // Extents grown past the buffer: only the pixels there are is read.
-  const Pixels before = PixelsOf(ImgPtr<IImg>(image->scale(image->getRect(), 3, 3, attr)).get());
+  const Pixels before = Scaled(*image, image->getRect(), 3, 3);
   ASSERT_TRUE(image->setExtents(16, 16));
-  EXPECT_EQ(PixelsOf(ImgPtr<IImg>(image->scale(image->getRect(), 3, 3, attr)).get()), before);
+  EXPECT_EQ(Scaled(*image, image->getRect(), 3, 3), before);
 }
 
-// Both colour classes.
 TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
   ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_RGB));
   ImgPtr<CImg32> image = Noise(100, 100, 2);
   ImgPtr<CImg8> lazy8(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   ImgPtr<CImg8> image8 = c2d_test::Make8(8, 8, Bytes(64, 1));
-  const ImgRect all = image->getRect(), all8 = image8->getRect();
+  const ImgRect all = image->getRect(), all8 = image8->getRect(), wrap(0u, 0u, ~0u, 0u);
   ImgScaleAttr attr;
-  const auto noTables = [&](Worker worker, unsigned w, unsigned h) {
-    c2d_test::FailTables fail(0);
-    return Work(*image, worker, w, h, all).release();
-  };
-  const auto call8 = [&](Worker8 worker, unsigned w, unsigned h, const ImgRect &r,
-                         bool fail = false) {
+  // A worker called directly; `fail` fails every table allocation.
+  const auto call = [](auto &raster, auto worker, unsigned w, unsigned h, const ImgRect &r,
+                       bool fail = false) -> IImg * {
     c2d_test::FailTables tables(fail ? 0 : 1 << 30);
-    return ((*image8).*worker)(w, h, r);
+    return (raster.*worker)(w, h, r);
   };
   const struct {
     const char *name;
@@ -819,25 +787,25 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
       {"no pixels, factor", [&] { return lazy->scale(-1.0, attr); }, IMG_FAIL},
       {"no pixels, rect", [&] { return lazy->scale(all, all, attr); }, IMG_FAIL},
       {"negative factor", [&] { return image->scale(-0.5, attr); }, IMG_OK},
+      {"factor 0", [&] { return image->scale(0.0, attr); }, IMG_FAIL},
       {"source outside", [&] { return image->scale(ImgRect(100u, 0u, 120u, 9u), 4, 4, attr); },
        IMG_INVALID_ARG},
-      {"enlarge, narrower", [&] { return Work(*image, kEnlarge32, 50, 200, all).release(); },
-       IMG_OK},
-      {"enlarge, wrapped side",
-       [&] { return Work(*image, kEnlarge32, 0, 5, ImgRect(0u, 0u, ~0u, 0u)).release(); },
+      {"enlarge, narrower", [&] { return call(*image, kEnlarge32, 50, 200, all); }, IMG_OK},
+      {"enlarge, wrapped side", [&] { return call(*image, kEnlarge32, 0, 5, wrap); },
        IMG_INVALID_ARG},
-      {"cubic, narrower", [&] { return Work(*image, kEnlargeResample, 50, 200, all).release(); },
+      {"cubic, narrower", [&] { return call(*image, kEnlargeResample, 50, 200, all); },
        IMG_INVALID_ARG},
-      {"reduce, wider", [&] { return Work(*image, kReduceResample, 200, 50, all).release(); },
-       IMG_OK},
-      {"enlarge, no tables", [&] { return noTables(kEnlarge32, 120, 120); }, IMG_OK},
-      {"reduce, no tables", [&] { return noTables(kReduce32, 30, 30); }, IMG_OK},
+      {"reduce, wider", [&] { return call(*image, kReduceResample, 200, 50, all); }, IMG_OK},
+      {"enlarge, no tables", [&] { return call(*image, kEnlarge32, 120, 120, all, true); }, IMG_OK},
+      {"reduce, no tables", [&] { return call(*image, kReduce32, 30, 30, all, true); }, IMG_OK},
       {"8: no pixels, factor", [&] { return lazy8->scale(2.0, attr); }, IMG_FAIL},
       {"8: no pixels, size", [&] { return lazy8->scale(all8, 8, 8, attr); }, IMG_FAIL},
       {"8: negative factor", [&] { return image8->scale(-2.0, attr); }, IMG_OK},
-      {"8: enlarge, wrapped side", [&] { return call8(kEnlarge8, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
-      {"8: reduce, wider", [&] { return call8(kReduceBkg8, 9, 2, all8); }, IMG_OK},
-      {"8: enlarge, no tables", [&] { return call8(kEnlarge8, 20, 15, all8, true); }, IMG_OK},
+      {"8: enlarge, wrapped side",
+       [&] { return call(*image8, kEnlarge8, 9, 0, ImgRect(0u, 0u, 3u, ~0u)); }, IMG_INVALID_ARG},
+      {"8: reduce, wider", [&] { return call(*image8, kReduceBkg8, 9, 2, all8); }, IMG_OK},
+      {"8: enlarge, no tables", [&] { return call(*image8, kEnlarge8, 20, 15, all8, true); },
+       IMG_OK},
   };
   // clang-format on
   for (const auto &c : cases) {
@@ -848,11 +816,10 @@ TEST(CImg32ScaleTest, RefusalsAndWhatTheyRecord) {
     EXPECT_EQ(CImgErr::get(), c.code);
     EXPECT_EQ(watch.reports() > 0, c.code != IMG_OK);
   }
-  // ceil: a factor a hair above 1 adds a pixel; a factor of 0 asks for nothing.
+  // Sides round up: a factor a hair above 1 adds a pixel.
   ImgPtr<IImg> grown(image->scale(1.0001, attr));
   ASSERT_NE(grown, nullptr);
   EXPECT_EQ(grown->getWidth() * grown->getHeight(), 101u * 101u);
-  EXPECT_EQ(ImgPtr<IImg>(image->scale(0.0, attr)), nullptr);
 }
 
 // A palette of four entries, entry 3 marked, pixel (x, y) f(x, y).
@@ -909,22 +876,17 @@ TEST(CImg8ScaleTest, WorkedExamples) {
   // A mixed request enlarges first, then reduces.
   ImgPtr<CImg8> image =
       Image8(12, 10, [](unsigned x, unsigned y) { return (x * 7 + y * 13) % 5 == 0 ? 2u : 0u; });
-  ImgPtr<CImg8> mid((image.get()->*kEnlarge8)(20, 10, image->getRect()));
-  ImgPtr<IImg> direct(image->scale(image->getRect(), 20, 5, attr));
-  EXPECT_EQ(BytesOf(direct.get()),
+  ImgPtr<CImg8> mid = Work(*image, kEnlarge8, 20u, 10u, image->getRect());
+  EXPECT_EQ(BytesOf(ImgPtr<IImg>(image->scale(image->getRect(), 20, 5, attr)).get()),
             BytesOf(ImgPtr<IImg>(mid->scale(mid->getRect(), 20, 5, attr)).get()));
 }
 
 // Caps the address space `extra` bytes above what the process holds now.
 bool LimitTo(uint64_t extra) {
   unsigned long pages = 0;
-  FILE *statm = std::fopen("/proc/self/statm", "r");
-  const bool read = statm != nullptr && std::fscanf(statm, "%lu", &pages) == 1;
-  if (statm != nullptr) {
-    std::fclose(statm);
-  }
+  std::ifstream("/proc/self/statm") >> pages;
   const rlimit limit{pages * sysconf(_SC_PAGESIZE) + extra, RLIM_INFINITY};
-  return read && setrlimit(RLIMIT_AS, &limit) == 0;
+  return pages != 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
 // Pages of 3000 x 3000 (36 MB to sort) estimated without room for the sorted copy:
