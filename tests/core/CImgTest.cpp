@@ -101,8 +101,9 @@ TEST(CImgErrTest, CountsEverySetAndKeepsTheLastCode) {
   EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
   EXPECT_EQ(watch.reports(), 2u);  // success counts too
 
-  EXPECT_EQ((std::vector<uint32_t>{IMG_OK, IMG_FALSE, IMG_FAIL, IMG_OUT_OF_MEMORY, IMG_INVALID_ARG,
-                                   IMG_DECODE_FAILED}),
+  const std::vector<ImgErr> codes = {IMG_OK,          IMG_FALSE,        IMG_FAIL, IMG_OUT_OF_MEMORY,
+                                     IMG_INVALID_ARG, IMG_DECODE_FAILED};
+  EXPECT_EQ(std::vector<uint32_t>(codes.begin(), codes.end()),
             (std::vector<uint32_t>{0, 1, 0x80004005u, 0x8007000Eu, 0x80070057u, 0x87004005u}));
 }
 
