@@ -1,10 +1,15 @@
-// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracle is the
-// independent reader of c2dimg (RtlDecode.h), checked first against netpbm's delta writers.
+// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracles are a plain
+// model of greedy delta-row coding and the independent reader of c2dimg (RtlDecode.h),
+// checked first against netpbm's delta writers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "../../tools/c2dimg/RtlDecode.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
@@ -44,36 +49,22 @@ Bytes Drawing(size_t rowBytes, size_t rows, unsigned seed, bool sparse = false) 
   return bits;
 }
 
-Bytes RunTool(const std::string &command, const std::string &input) {
-  std::FILE *pipe = ::popen((command + " " + input + " 2>/dev/null").c_str(), "r");
-  Bytes out;
-  for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) {
-    out.push_back(static_cast<uint8_t>(c));
-  }
-  if (pipe != nullptr) {
-    ::pclose(pipe);
-  }
-  return out;
-}
-
 TEST(RtlDecoderTest, ReadsNetpbmDeltaStreams) {
   for (const bool colour : {false, true}) {
     const std::string path = ::testing::TempDir() + (colour ? "rtl-oracle.ppm" : "rtl-oracle.pbm");
     const uint32_t w = colour ? 300 : 2504, h = 40;
     const size_t rowBytes = colour ? w * 3 : (w + 7) / 8;
     const Bytes bits = Drawing(rowBytes, h, w);
-    const std::string head = std::string(colour ? "P6\n" : "P4\n") + std::to_string(w) + " " +
-                             std::to_string(h) + (colour ? "\n255\n" : "\n");
-    std::FILE *f = std::fopen(path.c_str(), "wb");
-    std::fwrite(head.data(), 1, head.size(), f);
-    std::fwrite(bits.data(), 1, bits.size(), f);
-    std::fclose(f);
-    const Bytes stream = RunTool(colour ? "ppmtolj -delta" : "pbmtolj -delta", path);
-    if (stream.empty()) {
+    std::ofstream(path, std::ios::binary)
+        << (colour ? "P6\n" : "P4\n") << w << " " << h << (colour ? "\n255\n" : "\n")
+        << std::string(bits.begin(), bits.end());
+    const std::string tool = colour ? "ppmtolj -delta " : "pbmtolj -delta ";
+    if (std::system((tool + path + " >" + path + ".rtl 2>/dev/null").c_str()) != 0) {
       GTEST_SKIP() << "netpbm is not installed";
     }
-    const c2dimg::rtl::Decoded decoded =
-        c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
+    std::ifstream rtl(path + ".rtl", std::ios::binary);
+    const Bytes stream((std::istreambuf_iterator<char>(rtl)), std::istreambuf_iterator<char>());
+    const auto decoded = c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
     EXPECT_EQ(decoded.fault, "");
     ASSERT_EQ(decoded.rows.size(), h);
     for (uint32_t y = 0; y < h; ++y) {
@@ -139,6 +130,78 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
   bool hasFinal = true;
   Coder::calculateOffsetCodes(-1, code, k, hasFinal, fin);
   EXPECT_EQ(code + k + hasFinal + fin, 0u);
+}
+
+// The commands of `row` against `seed`, and the payload length after each command.
+Bytes ModelPayload(const Bytes &seed, const Bytes &row, std::vector<size_t> &ends) {
+  Bytes out;
+  for (size_t i = 0, previousEnd = 0; i < row.size();) {
+    if (seed[i] == row[i]) {
+      ++i;
+      continue;
+    }
+    size_t run = 0;
+    while (run < 8 && i + run < row.size() && seed[i + run] != row[i + run]) {
+      ++run;
+    }
+    const size_t offset = i - previousEnd;
+    out.push_back(static_cast<uint8_t>((run - 1) << 5 | std::min<size_t>(offset, 31)));
+    if (offset >= 31) {
+      size_t rest = offset - 31;
+      for (; rest >= 255; rest -= 255) {
+        out.push_back(0xFF);
+      }
+      out.push_back(static_cast<uint8_t>(rest));
+    }
+    out.insert(out.end(), row.begin() + i, row.begin() + i + run);
+    previousEnd = i += run;
+    ends.push_back(out.size());
+  }
+  return out;
+}
+
+// Capacities at and just past each command's end (every 16th on wide rows): a
+// command that would bring the payload to the capacity fails the row, and the
+// commands before it stand.
+TEST(DeltaRowCoderTest, MatchesAPlainModelAtEveryPayloadLimit) {
+  std::mt19937 rng(1616);
+  for (int t = 0; t < 240; ++t) {
+    // Runs begin and go on by chance: short gaps and runs of every length, and on
+    // some wide rows gaps past the short and one-byte offsets.
+    const bool wide = t % 6 == 0;
+    const size_t rowBytes = 1 + rng() % (wide ? 9000 : 700);
+    const unsigned begin = rng() % 16, goOn = rng() % 64, scale = t % 12 == 0 ? 4096 : 64;
+    Bytes seed(rowBytes), row(rowBytes);
+    bool changing = false;
+    for (size_t i = 0; i < rowBytes; ++i) {
+      seed[i] = static_cast<uint8_t>(rng());
+      changing = changing ? rng() % 64 < goOn : rng() % scale < begin;
+      row[i] = static_cast<uint8_t>(seed[i] ^ (changing ? 1 + rng() % 255 : 0));
+    }
+    std::vector<size_t> ends;
+    const Bytes model = ModelPayload(seed, row, ends);
+    std::vector<size_t> limits{model.size() + 1};
+    for (size_t k = 0; k < ends.size(); k += wide ? 16 : 1) {
+      limits.insert(limits.end(), {ends[k], ends[k] + 1});
+    }
+    for (const size_t limit : limits) {
+      Bytes payload(limit), out(model.size() + 32);
+      uint32_t length = 0;
+      const bool ok = Coder::outputRTLForRow(
+          {out.data(), static_cast<uint32_t>(out.size()), length}, seed.data(), row.data(),
+          payload.data(), limit, static_cast<unsigned>(rowBytes));
+      ASSERT_EQ(ok, limit > model.size()) << t << " " << limit;
+      if (ok) {
+        ASSERT_EQ(Bytes(out.begin(), out.begin() + length), Record(model)) << t;
+        continue;
+      }
+      const auto failing = std::lower_bound(ends.begin(), ends.end(), limit);
+      const size_t stands = failing == ends.begin() ? 0 : failing[-1];
+      ASSERT_EQ(length, 0u) << t;
+      ASSERT_TRUE(std::equal(model.begin(), model.begin() + stands, payload.begin()))
+          << t << " " << limit;
+    }
+  }
 }
 
 // The scratch of 512 bytes holds commands with offsets up to 128,295; a longer one
