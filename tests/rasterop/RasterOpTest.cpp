@@ -162,28 +162,25 @@ TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
 
 TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   ImgPtr<CImg1> target = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0x5A));
-  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
-  ImgPtr<CImg1> small = Bits(9, 2, IMG_ALIGN_NONE, Bytes(4, 0xFF));
-  ImgPtr<CImg1> wide = Bits(17, 1, IMG_ALIGN_NONE, Bytes(3, 0xFF));
-  ImgPtr<CImg1> tall = Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF));
   const struct {
     const char *name;
-    const CImg1 *source;
+    unsigned w, h;
     int left, top;
     bool nullTarget;
   } cases[] = {
-      {"null target", small.get(), 0, 0, true},      {"wider", wide.get(), 0, 0, false},
-      {"taller", tall.get(), 0, 0, false},           {"negative top", small.get(), 0, -1, false},
-      {"negative left", small.get(), -1, 0, false},  {"past the right", small.get(), 8, 0, false},
-      {"past the bottom", small.get(), 0, 2, false}, {"exact fit moved", fits.get(), 1, 0, false},
+      {"null target", 9, 2, 0, 0, true},      {"wider", 17, 1, 0, 0, false},
+      {"taller", 8, 4, 0, 0, false},          {"negative top", 9, 2, 0, -1, false},
+      {"negative left", 9, 2, -1, 0, false},  {"past the right", 9, 2, 8, 0, false},
+      {"past the bottom", 9, 2, 0, 2, false}, {"exact fit moved", 16, 3, 1, 0, false},
   };
   const Bytes before = BufferOf(*target);
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
+    ImgPtr<CImg1> source = Bits(c.w, c.h, IMG_ALIGN_NONE, Bytes((c.w + 7) / 8 * c.h, 0xFF));
     for (Worker worker : {kAnd, kOr, kXOr, kSet}) {
       RasOpXfmAttr attr = At(c.left, c.top);
       ErrWatch watch;
-      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *c.source),
+      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *source),
                 IMG_INVALID_ARG);
       EXPECT_EQ(watch.reports(), 0u);  // the workers record nothing
       EXPECT_EQ(BufferOf(*target), before);
@@ -191,13 +188,14 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
     if (!c.nullTarget) {
       // The copying operation records the refusal and still returns its copy.
       RasOpXfmAttr attr = At(c.left, c.top);
-      ImgPtr<IImg> copy(target->doRasOp(RasOpAnd, attr, *c.source));
+      ImgPtr<IImg> copy(target->doRasOp(RasOpAnd, attr, *source));
       ASSERT_NE(copy, nullptr);
       EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
       EXPECT_EQ(BufferOf(*dynamic_cast<CImg1 *>(copy.get())), before);
     }
   }
   RasOpXfmAttr origin = At(0, 0);
+  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
   EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
 
   // An image without pixels is refused rather than read.
@@ -241,8 +239,8 @@ ImgErr Over(RasterOp op, IImg &destination, const IImg &source) {
   return op.Over(destination, source);
 }
 
-// Each row: the settings, one source and one destination pixel (channels in memory
-// order), and what becomes of the destination. The images are 2 x 2 of them.
+// Each row: the settings, a source and a destination pixel, and the destination's
+// result; the images are 2 x 2 of them.
 TEST(RasterOpTest, SixBlendsCutTowardZero) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   // clang-format off
@@ -532,8 +530,7 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
   }
 }
 
-// With 32-bit rows of 3 pixels the rows lie packed and the pad bytes together at
-// the end: the fill covers them too.
+// Packed 3-pixel rows keep the 32-bit pad bytes together at the end: the fill covers them.
 TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
   const struct {
     bool keyed;
@@ -551,8 +548,7 @@ TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
     image->doRasOpInPlace(RasOpReplace, c.keyed, c.key, 0x3ABu);
     EXPECT_EQ(BufferOf(*image), c.after);
   }
-  // A lazy padded image keyed: its copy has fewer bytes than it, and only those
-  // are written.
+  // Keyed, a lazy padded image's copy has fewer bytes than it: only those are written.
   ImgPtr<CImg8> lazy(CImg8::create(3, 2, nullptr, IMG_ALIGN_32));
   ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazy->doRasOp(RasOpSet, true, 0x100, 7)));
   ASSERT_NE(copy, nullptr);

@@ -29,8 +29,7 @@ struct Plane {
   bool operator==(const Plane &o) const { return w == o.w && h == o.h && px == o.px; }
 };
 
-// ---- The model walks the source and places each pixel, the other way round from
-// the library.
+// ---- The model places each source pixel, the other way round from the library.
 
 enum Exact { kMirX, kMirY, kRot90, kRot180, kRot270 };
 
@@ -145,8 +144,7 @@ uint32_t Columns(IImg &image) {
   return dynamic_cast<CImg1 *>(&image) != nullptr ? image.getBytesPerLine() * 8 : image.getWidth();
 }
 
-// With setPads, the pad bits of a CImg1 are set, so that a result that copied them
-// would show it.
+// With setPads a CImg1's pad bits are set, so that a result that copied them shows it.
 ImgPtr<IImg> Make(const Kind &kind, const Plane &p, ImgAlignmentEnum align = IMG_ALIGN_NONE,
                   bool setPads = false) {
   ImgPtr<IImg> image(kind.create(p.w, p.h, align));
@@ -241,9 +239,8 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
           EXPECT_EQ(watch.reports(), 0u);
           EXPECT_TRUE(c.degrees != 360.0 || got == plane);
           if (c.degrees == 45.0 && plane.w == 31) {
-            // Three corners are uncovered. The last row takes the first table entry,
-            // -half, so it moves left where its neighbours move right, and covers the
-            // bottom-left corner.
+            // Three corners are uncovered: the last row takes the first table entry, -half,
+            // so it moves left where its neighbours move right, and covers the fourth.
             EXPECT_EQ(std::vector<uint32_t>({got.at(0, 0), got.at(0, 30), got.at(30, 30)}),
                       std::vector<uint32_t>(3, fill));
             EXPECT_TRUE(kind.mask != 0xFFFFFFFFu || got.at(30, 0) != fill);
