@@ -18,7 +18,7 @@
 
 namespace {
 
-using c2d_test::ImgPtr;
+using namespace c2d_test;
 using c2dimg::rtl::Bytes;
 using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
 
@@ -109,7 +109,7 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
                                        static_cast<unsigned>(c.rowBytes)));
     EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Record(c.payload)) << c.rowBytes;
   }
-  Bytes seed(17, 0), row = c2d_test::Sequence<uint8_t>(17, 1), payload(64), out(64);
+  Bytes seed(17, 0), row = Sequence<uint8_t>(17, 1), payload(64), out(64);
   // Limits are >=: a command that fills the payload scratch, a header that fills the
   // output, and a payload that fills it after its header, which stays.
   uint32_t length = 0;
@@ -322,7 +322,7 @@ TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
   EXPECT_EQ(Bytes(data, data + length), Bytes({0x1B, '*', 'b', '9', 'W'}));
   it.reset(image->getTileIterator(-1, -1, CImg1::HP_RTL));
   {
-    c2d_test::FailTables fail(1, 1);
+    FailTables fail(1, 1);
     EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
   }
   EXPECT_FALSE(ok);
