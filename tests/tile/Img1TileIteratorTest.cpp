@@ -256,8 +256,7 @@ TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
     const unsigned stride =
         (g.w + (g.align == IMG_ALIGN_32 ? 31 : 7)) / 8 & (g.align == IMG_ALIGN_32 ? ~3u : ~0u);
     Bytes bits = Drawing(stride, g.h, g.w, true);
-    ImgPtr<CImg1> image(
-        CImg1::create(g.w, g.h, bits.data(), static_cast<unsigned>(bits.size()), 0, 1, g.align));
+    ImgPtr<CImg1> image = Make1(g.w, g.h, bits, g.align);
     std::unique_ptr<Img1TileIterator> it(image->getTileIterator(g.tw, g.th, CImg1::HP_RTL));
     ASSERT_NE(it, nullptr);
     EXPECT_EQ(it->getTileRowBitPadding(), g.pad);
@@ -293,8 +292,7 @@ TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
 }
 
 TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
-  Bytes bits(8, 0xA5);
-  ImgPtr<CImg1> image(CImg1::create(64, 1, bits.data(), 8, 0, 1, IMG_ALIGN_8));
+  ImgPtr<CImg1> image = Make1(64, 1, Bytes(8, 0xA5), IMG_ALIGN_8);
   for (const auto &[tw, th, format] : {std::tuple{0, 1, 4}, {1, 0, 4}, {8, 1, 0}, {8, 1, 5}}) {
     EXPECT_EQ(image->getTileIterator(tw, th, CImg1::TileFormat(format)), nullptr);
   }

@@ -189,9 +189,7 @@ TEST(Img32TileIteratorTest, RefusalsEmptyFormatsAndThePaletteShell) {
   CImgErr::set(IMG_OK, nullptr, 0);
   EXPECT_EQ(bare->getTileIterator(2, 2, CImg32::UNCOMPRESSED), nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  ImgPtr<CImg8> palette(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
-  ASSERT_NE(palette, nullptr);
-  palette->forceDataInit();
+  ImgPtr<CImg8> palette = Make8(4, 4, Bytes(16, 0));
   EXPECT_EQ(palette->getTileIterator(2, 2, CImg8::UNCOMPRESSED), nullptr);
   Img8TileIterator shell(*palette, 2, 2, CImg8::HP_RTL);
   bool ok = false;
