@@ -207,8 +207,7 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
 
   // So is a target whose extents have outgrown its buffer.
   ASSERT_TRUE(byte->setExtents(8, 4));
-  ImgPtr<CImg1> four = Bits(8, 4, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
-  byte->doRasOpInPlace(RasOpSet, origin, *four);
+  byte->doRasOpInPlace(RasOpSet, origin, *Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF)));
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   EXPECT_EQ(byte->peekData()[0], 0x01);
 }

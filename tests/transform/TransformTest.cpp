@@ -254,11 +254,10 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
 // Sources whose extents were changed, or a CImg1 whose pixels were handed out: what
 // the buffer does not hold reads as 0, and CImg1's flips step rows as the source does.
 TEST(TransformTest, ChangedExtentsAndMissingPixels) {
-  const Kind &c32 = kKinds[2];
   Plane two(2, 2), expected(2, 3);
   two.px = {1, 2, 3, 4};
   expected.px = {0, 0, 3, 4, 1, 2};
-  ImgPtr<IImg> grown = Make(c32, two);
+  ImgPtr<IImg> grown = Make(kKinds[2], two);
   dynamic_cast<CImg32 &>(*grown).setExtents(2, 3);
   ImgPtr<IImg> flipped(grown->mirror(IMG_MIR_X));
   EXPECT_EQ(Read(*flipped), expected);
