@@ -237,21 +237,19 @@ TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
   }
 }
 
-struct Grid {
-  unsigned w, h, tw, th;
-  ImgAlignmentEnum align;
-  unsigned pad, tileBytes, across, down, validW, validH;
-};
-
 TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
-  const Grid grids[] = {
+  const struct {
+    unsigned w, h, tw, th;
+    ImgAlignmentEnum align;
+    unsigned pad, tileBytes, across, down, validW, validH;
+  } grids[] = {
       {100, 9, 100, 4, IMG_ALIGN_8, 4, 13, 1, 3, 100, 1},
       {100, 9, 100, 9, IMG_ALIGN_32, 28, 16, 1, 1, 100, 9},
       {1000, 5, 300, 5, IMG_ALIGN_NONE, 4, 38, 4, 1, 100, 5},
       {1000, 5, 300, 2, IMG_ALIGN_32, 20, 40, 4, 3, 100, 1},
       {137, 6, 5000, -1u, IMG_ALIGN_8, 7, 18, 1, 1, 137, 6},  // whole image
   };
-  for (const Grid &g : grids) {
+  for (const auto &g : grids) {
     SCOPED_TRACE(std::to_string(g.w) + " in " + std::to_string(g.tw));
     const unsigned stride =
         (g.w + (g.align == IMG_ALIGN_32 ? 31 : 7)) / 8 & (g.align == IMG_ALIGN_32 ? ~3u : ~0u);

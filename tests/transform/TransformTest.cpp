@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
-#include <type_traits>
 #include <vector>
 
 #include "Image/Core2DImage.h"
