@@ -35,13 +35,9 @@ using ImgPtr = std::unique_ptr<T, ImageDeleter>;
 
 // Records the registry's count when made; reports() is how many set/setr calls ran
 // since, whatever their codes.
-class ErrWatch {
- public:
-  ErrWatch() : total_(CImgErr::sm_errtotal) {}
-  uint32_t reports() const { return CImgErr::sm_errtotal - total_; }
-
- private:
-  uint32_t total_;
+struct ErrWatch {
+  uint32_t reports() const { return CImgErr::sm_errtotal - start; }
+  const uint32_t start = CImgErr::sm_errtotal;
 };
 
 // A bilevel raster that claims another type: a cast on the type alone would misread it.

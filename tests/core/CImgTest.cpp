@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "Image/Core2DImage.h"
 #include "ImgTestSupport.h"
@@ -63,13 +64,12 @@ TEST(BGThresholdTest, RootFileSectionAndValueEachDecide) {
   const std::string longFile =
       "[" + longRoot.substr(0, 1023) + "\\Orvex2DViewer\\RasterData]\n1BitBGThreshold=30\n";
   const std::string kR = "[R\\Orvex2DViewer\\RasterData]\n";
-  struct Case {
+  const struct {
     const char *name;
     const char *root;  // null: unset
     std::string file;  // empty: no file
     double expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"no root", nullptr, kR + "1BitBGThreshold=40\n", 0.55},
       {"empty root", "", "[\\Orvex2DViewer\\RasterData]\n1BitBGThreshold=40\n", 0.55},
       {"no file", "R", "", 0.55},
@@ -86,7 +86,7 @@ TEST(BGThresholdTest, RootFileSectionAndValueEachDecide) {
       {"the section must match exactly", "R",
        "[r\\orvex2dviewer\\rasterdata]\n1BitBGThreshold=40\n", 0.55},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
     settings.write(c.root, c.file.empty() ? nullptr : c.file.c_str());
     EXPECT_DOUBLE_EQ(image->get1BitBGThreshold(), c.expected);
@@ -101,12 +101,10 @@ TEST(CImgErrTest, CountsEverySetAndKeepsTheLastCode) {
   EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
   EXPECT_EQ(watch.reports(), 2u);  // success counts too
 
-  const ImgErr codes[] = {IMG_OK,          IMG_FALSE,        IMG_FAIL, IMG_OUT_OF_MEMORY,
-                          IMG_INVALID_ARG, IMG_DECODE_FAILED};
-  const uint32_t values[] = {0, 1, 0x80004005u, 0x8007000Eu, 0x80070057u, 0x87004005u};
-  for (int i = 0; i < 6; ++i) {
-    EXPECT_EQ(static_cast<uint32_t>(codes[i]), values[i]) << i;
-  }
+  const std::vector<ImgErr> codes = {IMG_OK,          IMG_FALSE,        IMG_FAIL, IMG_OUT_OF_MEMORY,
+                                     IMG_INVALID_ARG, IMG_DECODE_FAILED};
+  EXPECT_EQ(std::vector<uint32_t>(codes.begin(), codes.end()),
+            (std::vector<uint32_t>{0, 1, 0x80004005u, 0x8007000Eu, 0x80070057u, 0x87004005u}));
 }
 
 }  // namespace

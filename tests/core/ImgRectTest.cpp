@@ -32,14 +32,12 @@ TEST(ImgRectTest, ConversionFromIntRectClampsOriginAndTakesFullExtent) {
 
 TEST(ImgRectTest, AssignmentFromPointsAndPointers) {
   int_rect_t quad = {{{100, 100}, {1, 2}, {200, 200}, {30, 40}}};
-  ImgRect r;
+  ImgRect r, q, p;
   r = quad;
-  EXPECT_EQ(r, R(1, 2, 30, 40));
-  ImgRect q;
   q = &quad;
-  EXPECT_EQ(q, r);
-  ImgRect p;
   p = &r;
+  EXPECT_EQ(r, R(1, 2, 30, 40));
+  EXPECT_EQ(q, r);
   EXPECT_EQ(p, r);
   // A null pointer is ignored rather than dereferenced.
   p = static_cast<const ImgRect *>(nullptr);

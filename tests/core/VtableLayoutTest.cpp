@@ -26,6 +26,11 @@ std::ptrdiff_t EntryIndex(MemberFn fn) {
   return (raw - 1) / static_cast<std::ptrdiff_t>(sizeof(void *));
 }
 
+template <typename... MemberFn>
+std::vector<std::ptrdiff_t> EntryIndices(MemberFn... fns) {
+  return {EntryIndex(fns)...};
+}
+
 // Opens the protected slot 56 of class C.
 template <typename C>
 struct Opened : C {
@@ -40,64 +45,25 @@ struct Opened : C {
 template <typename C>
 void ExpectEverySlotInOrder(const char *name) {
   SCOPED_TRACE(name);
-  std::vector<std::ptrdiff_t> entries = {
-      EntryIndex(&C::getBitsPerSample),
-      EntryIndex(&C::getSamplesPerPixel),
-      EntryIndex(&C::getBitDepth),
-      EntryIndex(&C::getBytesPerLine),
-      EntryIndex(&C::getLastError),
-      EntryIndex(&C::getHeight),
-      EntryIndex(&C::getHeightInTiles),
-      EntryIndex(&C::getTotalBytes),
-      EntryIndex(&C::getNumberOfTiles),
-      EntryIndex(&C::getRect),
-      EntryIndex(&C::getTileHeight),
-      EntryIndex(&C::getTileWidth),
-      EntryIndex(&C::getType),
-      EntryIndex(&C::getWidth),
-      EntryIndex(&C::getWidthInTiles),
-      EntryIndex(&C::getTop),
-      EntryIndex(&C::getLeft),
-      EntryIndex(&C::getBottom),
-      EntryIndex(&C::getRight),
-      EntryIndex(&C::getBackgroundColor),
-      EntryIndex(&C::getBackgroundState),
-      EntryIndex(&C::getSubImage),
-      EntryIndex(static_cast<const IImg *(C::*)(const IntRect &) const>(&C::getSubRef)),
-      EntryIndex(static_cast<IImg *(C::*)(const IntRect &)>(&C::getSubRef)),
-      EntryIndex(&C::getUnformatted),
-      EntryIndex(&C::hasData),
-      EntryIndex(&C::forceDataInit),
-      EntryIndex(&C::applyFilter),
-      EntryIndex(&C::invert),
-      EntryIndex(&C::composite),
-      EntryIndex(static_cast<IImg *(C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOp)),
-      EntryIndex(static_cast<IImg *(C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOp)),
-      EntryIndex(static_cast<void (C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOpInPlace)),
-      EntryIndex(static_cast<void (C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOpInPlace)),
-      EntryIndex(&C::clone),
-      EntryIndex(&C::drawArc),
-      EntryIndex(&C::drawCircle),
-      EntryIndex(&C::drawElipse),
-      EntryIndex(&C::drawLines),
-      EntryIndex(&C::drawPixel),
-      EntryIndex(&C::drawPolyLine),
-      EntryIndex(&C::drawPolygon),
-      EntryIndex(&C::DrawFilledRectangle),
-      EntryIndex(&C::drawSpline),
-      EntryIndex(&C::mirror),
-      EntryIndex(&C::mirrorThis),
-      EntryIndex(&C::rotate),
-      EntryIndex(static_cast<IImg *(C::*)(double, ImgScaleAttr &)>(&C::scale)),
-      EntryIndex(
-          static_cast<IImg *(C::*)(const ImgRect &, const ImgRect &, ImgScaleAttr &)>(&C::scale)),
-      EntryIndex(static_cast<IImg *(C::*)(const ImgRect &, unsigned, unsigned, ImgScaleAttr &)>(
-          &C::scale)),
-      EntryIndex(&C::stream),
-      EntryIndex(&C::sxfm),
-      EntryIndex(&C::writeTIFF),
-      EntryIndex(&C::writePPM),
-  };
+  std::vector<std::ptrdiff_t> entries = EntryIndices(
+      &C::getBitsPerSample, &C::getSamplesPerPixel, &C::getBitDepth, &C::getBytesPerLine,
+      &C::getLastError, &C::getHeight, &C::getHeightInTiles, &C::getTotalBytes,
+      &C::getNumberOfTiles, &C::getRect, &C::getTileHeight, &C::getTileWidth, &C::getType,
+      &C::getWidth, &C::getWidthInTiles, &C::getTop, &C::getLeft, &C::getBottom, &C::getRight,
+      &C::getBackgroundColor, &C::getBackgroundState, &C::getSubImage,
+      static_cast<const IImg *(C::*)(const IntRect &) const>(&C::getSubRef),
+      static_cast<IImg *(C::*)(const IntRect &)>(&C::getSubRef), &C::getUnformatted, &C::hasData,
+      &C::forceDataInit, &C::applyFilter, &C::invert, &C::composite,
+      static_cast<IImg *(C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOp),
+      static_cast<IImg *(C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOp),
+      static_cast<void (C::*)(RasOp, bool, unsigned, unsigned)>(&C::doRasOpInPlace),
+      static_cast<void (C::*)(RasOp, RasOpXfmAttr &, const IImg &)>(&C::doRasOpInPlace), &C::clone,
+      &C::drawArc, &C::drawCircle, &C::drawElipse, &C::drawLines, &C::drawPixel, &C::drawPolyLine,
+      &C::drawPolygon, &C::DrawFilledRectangle, &C::drawSpline, &C::mirror, &C::mirrorThis,
+      &C::rotate, static_cast<IImg *(C::*)(double, ImgScaleAttr &)>(&C::scale),
+      static_cast<IImg *(C::*)(const ImgRect &, const ImgRect &, ImgScaleAttr &)>(&C::scale),
+      static_cast<IImg *(C::*)(const ImgRect &, unsigned, unsigned, ImgScaleAttr &)>(&C::scale),
+      &C::stream, &C::sxfm, &C::writeTIFF, &C::writePPM);
   if constexpr (std::is_base_of_v<CImg, C>) {
     entries.push_back(EntryIndex(&C::isBackgroundKnown));
     entries.push_back(Opened<C>::InitDataEntry());

@@ -28,7 +28,8 @@ class ColorValue {
 
 namespace {
 
-using c2d_test::ImgPtr;
+using namespace c2d_test;
+using Bytes = std::vector<unsigned char>;
 
 constexpr uint32_t kPage = 0xFFFFFFFFu, kStroke = 0xFF102030u, kFill = 0xFF0000AAu;
 
@@ -208,35 +209,31 @@ TEST(DrawTest, BilevelLinesAndPixels) {
       image->drawLines(&from, &to, false);
       const int_pt_t s = from.x < to.x ? from : to, e = from.x < to.x ? to : from;
       const int64_t dx = e.x - s.x, dy = e.y - s.y, ady = std::abs(dy), sy = dy < 0 ? -1 : 1;
-      std::vector<unsigned char> want(5 * 40);
+      const bool steep = dx <= ady;
+      Bytes want(5 * 40);
       for (int64_t k = 0; k <= std::max(dx, ady); ++k) {
-        const int64_t x =
-            dx <= ady
-                ? s.x + std::max<int64_t>(0, ceilDiv(k * dx - ady / 2, std::max<int64_t>(ady, 1)))
-                : s.x + k;
-        const int64_t y = dx <= ady
-                              ? s.y + sy * k
-                              : s.y + sy * std::max<int64_t>(0, ceilDiv(2 * k * ady - dx, 2 * dx));
+        const int64_t step =
+            std::max<int64_t>(0, steep ? ceilDiv(k * dx - ady / 2, std::max<int64_t>(ady, 1))
+                                       : ceilDiv(2 * k * ady - dx, 2 * dx));
+        const int64_t x = s.x + (steep ? step : k), y = s.y + sy * (steep ? k : step);
         want[y * 5 + x / 8] |= static_cast<unsigned char>(0x80 >> x % 8);
       }
-      EXPECT_EQ(c2d_test::BufferOf(*image), want);
+      EXPECT_EQ(BufferOf(*image), want);
     }
   }
-  // The integer halving: from (0,0) to (1,3) the second column starts on row 2. Then
-  // a pixel past the right edge is refused by its own bounds test, while a line's
-  // plots go where the buffer puts them: a clear from before the buffer to past it
-  // changes only the bits inside, row 1's columns 16 and 17 landing in row 2.
+  // The integer halving: from (0,0) to (1,3) the second column starts on row 2. A
+  // pixel past the right edge is refused, while a line's plots go where the buffer
+  // puts them: a clear from before the buffer to past it changes only the bits
+  // inside, row 1's columns 16 and 17 landing in row 2.
   ImgPtr<CImg1> image(CImg1::create(16, 4, 0, 1, IMG_ALIGN_NONE));
   int_pt_t a = {0, 0}, b = {1, 3}, far0 = {-40, -9}, far1 = {60, 9}, up0 = {2, -50}, up1 = {2, -3};
   image->drawLines(&a, &b, false);
   image->drawPixel(16, 1, 1);
-  EXPECT_EQ(c2d_test::BufferOf(*image),
-            (std::vector<unsigned char>{0x80, 0, 0x80, 0, 0x40, 0, 0x40, 0}));
+  EXPECT_EQ(BufferOf(*image), (Bytes{0x80, 0, 0x80, 0, 0x40, 0, 0x40, 0}));
   image->drawLines(&far0, &far1, true);
   image->drawLines(&up0, &up1, false);
   image->drawLines(nullptr, &b, false);
-  EXPECT_EQ(c2d_test::BufferOf(*image),
-            (std::vector<unsigned char>{0x80, 0, 0x80, 0, 0, 0, 0x40, 0}));
+  EXPECT_EQ(BufferOf(*image), (Bytes{0x80, 0, 0x80, 0, 0, 0, 0x40, 0}));
   ImgPtr<CImg1> bare(CImg1::create());  // no buffer: plots are dropped
   bare->drawLines(&a, &b, false);
   bare->drawPixel(0, 0, 1);
@@ -253,7 +250,7 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
   }
   const int32_t *left = table.leftEdge;
   {
-    c2d_test::FailTables fail(1);  // the second array cannot be had
+    FailTables fail(1);  // the second array cannot be had
     EXPECT_FALSE(table.reserve(6000));
   }
   EXPECT_TRUE(table.capacity == 5000u && table.leftEdge == left);
@@ -267,9 +264,9 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
     SCOPED_TRACE(radius);
     ImgPtr<CImg32> image(CImg32::create(12, 10, RGB_ORDER_BGR));
     image->setBackgroundColor(kPage);
-    c2d_test::FailTables fail(0);
+    FailTables fail(0);
     image->drawCircle(x, y, radius, &stroke, &fill);
-    EXPECT_EQ(c2d_test::FailTables::failed(), radius == 60000);
+    EXPECT_EQ(FailTables::failed(), radius == 60000);
     ExpectPicture(*image, 0, 0, "");
   }
 }

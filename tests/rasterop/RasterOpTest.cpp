@@ -3,7 +3,9 @@
 // CImg32 and CImg8 (operators, keys, refusals, fills, grown extents).
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -16,20 +18,12 @@
 
 namespace {
 
-using c2d_test::At;
-using c2d_test::BufferOf;
-using c2d_test::ErrWatch;
-using c2d_test::Flat32;
-using c2d_test::ImgPtr;
-using c2d_test::Impostor;
-using c2d_test::Make8;
-using c2d_test::MarkRegistry;
+using namespace c2d_test;
 using namespace Core2DImage::RasOpEnum;
 using Bytes = std::vector<unsigned char>;
 using Pixels = std::vector<unsigned>;
 
-// ---- CImg1
-// Reaches the protected workers through pointers to members.
+// ---- CImg1: the protected workers, reached through pointers to members.
 struct Open : CImg1 {
   using CImg1::rasOpAnd;
   using CImg1::rasOpOr;
@@ -43,27 +37,24 @@ const Worker kXOr = &Open::rasOpXOr;
 const Worker kSet = static_cast<Worker>(&Open::rasOpSet);
 
 ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, Bytes bytes) {
-  return c2d_test::Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
+  return Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
 }
-
-enum class Op { And, Or, XOr, Set };
 
 // What the worker leaves in the target, worked out pixel by pixel from the rules of
 // each operator rather than from its byte loop. j counts target bits from the first
 // bit of the byte under the source's first pixel; k = j - shift is the source bit
 // that lands there; n is the number of source bytes a row uses.
-Bytes Model(Op op, Bytes t, const CImg1 &target, const CImg1 &source, int left, int top) {
+Bytes Model(Worker op, Bytes t, const CImg1 &target, const CImg1 &source, int left, int top) {
   const Bytes s = BufferOf(source);
   const uint64_t n = source.getBytesPerLine() - source.getPadBits() / 8;
   const unsigned shift = left & 7;
   const unsigned keep = 8 - source.getPadBits() % 8;  // used bits of the last byte
-  const unsigned width = source.getWidth();
   for (unsigned y = 0; y < source.getHeight(); ++y) {
     const Bytes before = t;  // the row reads what rows above left
     const uint64_t start = (uint64_t(top) + y) * target.getBytesPerLine() + left / 8;
     const uint64_t srcRow = uint64_t(y) * source.getBytesPerLine() * 8;
     auto src = [&](int64_t k) {
-      return k >= 0 && k < int64_t(8 * n) && c2d_test::GetBit(s.data(), srcRow + k);
+      return k >= 0 && k < int64_t(8 * n) && GetBit(s.data(), srcRow + k);
     };
     auto masked = [&](int64_t k) {
       return src(k) && !(k >= int64_t(8 * (n - 1)) && k % 8 >= keep);
@@ -71,35 +62,34 @@ Bytes Model(Op op, Bytes t, const CImg1 &target, const CImg1 &source, int left, 
     const uint64_t bytes = n + (shift != 0 && start + n < t.size() ? 1 : 0);
     for (uint64_t j = 0; j < 8 * bytes; ++j) {
       const uint64_t at = start * 8 + j;
-      const bool old = c2d_test::GetBit(before.data(), at);
+      const bool old = GetBit(before.data(), at);
       const uint64_t byte = j / 8;
       const int64_t k = int64_t(j) - shift;
       bool v = old;
       if (shift == 0) {
-        v = op == Op::And   ? old && src(k)
-            : op == Op::Or  ? old || src(k)
-            : op == Op::XOr ? old != src(k)
-                            : src(k);
-      } else if (op == Op::Or) {
+        v = op == kAnd   ? old && src(k)
+            : op == kOr  ? old || src(k)
+            : op == kXOr ? old != src(k)
+                         : src(k);
+      } else if (op == kOr) {
         v = old || masked(k);  // a true OR; the spill too, inside the bitmap
       } else if (byte == n) {
         // The spill: source bits where the last source byte reaches, 0 after them.
-        const bool spills = op == Op::Set || (width % 8) + shift > 8;
-        if (spills) {
-          v = op == Op::Set ? masked(k) : src(k);
+        if (op == kSet || (source.getWidth() % 8) + shift > 8) {
+          v = op == kSet ? masked(k) : src(k);
         }
       } else if (byte == 0) {
         // The first byte: And clears the pixels left of the source; the others keep them.
-        const bool sbit = n == 1 && op == Op::Set ? masked(k) : src(k);
-        v = k < 0 ? (op == Op::And ? false : old)
-                  : (op == Op::And   ? old && sbit
-                     : op == Op::XOr ? old != sbit
-                                     : old || sbit);
+        const bool sbit = n == 1 && op == kSet ? masked(k) : src(k);
+        v = k < 0 ? (op == kAnd ? false : old)
+                  : (op == kAnd   ? old && sbit
+                     : op == kXOr ? old != sbit
+                                  : old || sbit);
       } else {
         // Between: a byte of two neighbouring source bytes. And keeps none of it.
-        v = op == Op::And ? false : op == Op::Set ? masked(k) : src(k);
+        v = op == kAnd ? false : op == kSet ? masked(k) : src(k);
       }
-      c2d_test::SetBit(t.data(), at, v);
+      SetBit(t.data(), at, v);
     }
   }
   return t;
@@ -107,32 +97,25 @@ Bytes Model(Op op, Bytes t, const CImg1 &target, const CImg1 &source, int left, 
 
 TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
   std::mt19937 rng(1234);
-  const struct {
-    Op op;
-    Worker worker;
-    const char *name;
-  } ops[] = {
-      {Op::And, kAnd, "and"}, {Op::Or, kOr, "or"}, {Op::XOr, kXOr, "xor"}, {Op::Set, kSet, "set"}};
-  // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
-  // rows whose whole pad bytes are left out.
-  const unsigned widths[] = {5, 8, 13, 16, 21, 30};
-  const ImgAlignmentEnum aligns[] = {IMG_ALIGN_NONE, IMG_ALIGN_32};
-  for (const auto &o : ops) {
-    for (ImgAlignmentEnum align : aligns) {
-      for (unsigned w : widths) {
+  const std::pair<Worker, const char *> ops[] = {
+      {kAnd, "and"}, {kOr, "or"}, {kXOr, "xor"}, {kSet, "set"}};
+  for (const auto &[op, name] : ops) {
+    for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
+      // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
+      // rows whose whole pad bytes are left out.
+      for (unsigned w : {5u, 8u, 13u, 16u, 21u, 30u}) {
         for (int left = 0; left < 16; ++left) {
           // A target that ends with the source, so that the byte after a row is the
           // next row's first (or past the bitmap), and a roomier one.
           for (unsigned extra : {0u, 11u}) {
-            SCOPED_TRACE(testing::Message() << o.name << " align " << align << " w " << w
-                                            << " left " << left << " extra " << extra);
-            ImgPtr<CImg1> source = c2d_test::RandomBits(w, 3, align, rng(), 0xFFFFFFu, 0u);
-            ImgPtr<CImg1> target =
-                c2d_test::RandomBits(left + w + extra, 5, align, rng(), 0xFFFFFFu, 0u);
+            SCOPED_TRACE(testing::Message() << name << " align " << align << " w " << w << " left "
+                                            << left << " extra " << extra);
+            ImgPtr<CImg1> source = RandomBits(w, 3, align, rng(), 0xFFFFFFu, 0u);
+            ImgPtr<CImg1> target = RandomBits(left + w + extra, 5, align, rng(), 0xFFFFFFu, 0u);
             const int top = 2 - static_cast<int>(extra % 2);  // 2 or 1
-            const Bytes expected = Model(o.op, BufferOf(*target), *target, *source, left, top);
+            const Bytes expected = Model(op, BufferOf(*target), *target, *source, left, top);
             RasOpXfmAttr attr = At(left, top);
-            ASSERT_EQ(((*target).*o.worker)(target.get(), attr, *source), IMG_OK);
+            ASSERT_EQ(((*target).*op)(target.get(), attr, *source), IMG_OK);
             ASSERT_EQ(BufferOf(*target), expected);
           }
         }
@@ -179,28 +162,25 @@ TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
 
 TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   ImgPtr<CImg1> target = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0x5A));
-  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
-  ImgPtr<CImg1> small = Bits(9, 2, IMG_ALIGN_NONE, Bytes(4, 0xFF));
-  ImgPtr<CImg1> wide = Bits(17, 1, IMG_ALIGN_NONE, Bytes(3, 0xFF));
-  ImgPtr<CImg1> tall = Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF));
   const struct {
     const char *name;
-    const CImg1 *source;
+    unsigned w, h;
     int left, top;
     bool nullTarget;
   } cases[] = {
-      {"null target", small.get(), 0, 0, true},      {"wider", wide.get(), 0, 0, false},
-      {"taller", tall.get(), 0, 0, false},           {"negative top", small.get(), 0, -1, false},
-      {"negative left", small.get(), -1, 0, false},  {"past the right", small.get(), 8, 0, false},
-      {"past the bottom", small.get(), 0, 2, false}, {"exact fit moved", fits.get(), 1, 0, false},
+      {"null target", 9, 2, 0, 0, true},      {"wider", 17, 1, 0, 0, false},
+      {"taller", 8, 4, 0, 0, false},          {"negative top", 9, 2, 0, -1, false},
+      {"negative left", 9, 2, -1, 0, false},  {"past the right", 9, 2, 8, 0, false},
+      {"past the bottom", 9, 2, 0, 2, false}, {"exact fit moved", 16, 3, 1, 0, false},
   };
   const Bytes before = BufferOf(*target);
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
+    ImgPtr<CImg1> source = Bits(c.w, c.h, IMG_ALIGN_NONE, Bytes((c.w + 7) / 8 * c.h, 0xFF));
     for (Worker worker : {kAnd, kOr, kXOr, kSet}) {
       RasOpXfmAttr attr = At(c.left, c.top);
       ErrWatch watch;
-      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *c.source),
+      EXPECT_EQ(((*target).*worker)(c.nullTarget ? nullptr : target.get(), attr, *source),
                 IMG_INVALID_ARG);
       EXPECT_EQ(watch.reports(), 0u);  // the workers record nothing
       EXPECT_EQ(BufferOf(*target), before);
@@ -208,40 +188,37 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
     if (!c.nullTarget) {
       // The copying operation records the refusal and still returns its copy.
       RasOpXfmAttr attr = At(c.left, c.top);
-      ImgPtr<IImg> copy(target->doRasOp(RasOpAnd, attr, *c.source));
+      ImgPtr<IImg> copy(target->doRasOp(RasOpAnd, attr, *source));
       ASSERT_NE(copy, nullptr);
       EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
       EXPECT_EQ(BufferOf(*dynamic_cast<CImg1 *>(copy.get())), before);
     }
   }
   RasOpXfmAttr origin = At(0, 0);
+  ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
   EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
 
   // An image without pixels is refused rather than read.
   ImgPtr<CImg1> emptied = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
-  void *taken = emptied->ownData();
-  IImg::deallocImageBuffer(taken);
+  std::free(emptied->ownData());
   EXPECT_EQ(((*target).*kOr)(target.get(), origin, *emptied), IMG_FAIL);
   ImgPtr<CImg1> byte = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
   EXPECT_EQ(((*emptied).*kOr)(emptied.get(), origin, *byte), IMG_FAIL);
 
   // So is a target whose extents have outgrown its buffer.
   ASSERT_TRUE(byte->setExtents(8, 4));
-  ImgPtr<CImg1> four = Bits(8, 4, IMG_ALIGN_NONE, {0xFF, 0xFF, 0xFF, 0xFF});
-  byte->doRasOpInPlace(RasOpSet, origin, *four);
+  byte->doRasOpInPlace(RasOpSet, origin, *Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF)));
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   EXPECT_EQ(byte->peekData()[0], 0x01);
 }
 
 // ---- RasterOp
 
-struct Px {
-  unsigned char c[4];
-};
-
+// Channels in memory order, whatever the byte order.
+using Px = std::array<unsigned char, 4>;
 unsigned Word(Px p) {
   unsigned w;
-  std::memcpy(&w, p.c, 4);  // channels in memory order, whatever the byte order
+  std::memcpy(&w, p.data(), 4);
   return w;
 }
 
@@ -261,8 +238,8 @@ ImgErr Over(RasterOp op, IImg &destination, const IImg &source) {
   return op.Over(destination, source);
 }
 
-// Each row: the settings, one source and one destination pixel (channels in memory
-// order), and what becomes of the destination. The images are 2 x 2 of them.
+// Each row: the settings, a source and a destination pixel, and the destination's
+// result; the images are 2 x 2 of them.
 TEST(RasterOpTest, SixBlendsCutTowardZero) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   // clang-format off
@@ -312,9 +289,8 @@ TEST(RasterOpTest, SixBlendsCutTowardZero) {
   EXPECT_EQ(BufferOf(*lazy), Pixels(4, Word({20, 20, 20, 10})));
 }
 
-// A 4 x 3 destination of pixel values 0..11, a source of 100 + its index, copied
-// opaquely at each offset: which destination pixels change, and to what (no result:
-// IMG_FAIL and nothing changes).
+// A 4 x 3 destination of 0..11 and a source of 100 + its index, copied opaquely at
+// each offset (no result: IMG_FAIL and nothing changes).
 TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   const struct {
     const char *name;
@@ -333,23 +309,21 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
       {"lowest offset", std::numeric_limits<int>::min(), 0, 2, 2, {}},
       {"offset that wraps", std::numeric_limits<int>::max(), 0, 2, 2, {}},
   };
-  const Pixels base = c2d_test::Sequence<unsigned>(12);
+  const Pixels base = Sequence<unsigned>(12);
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
-    ImgPtr<CImg32> dst = c2d_test::Make32(4, 3, base);
-    ImgPtr<CImg32> src =
-        c2d_test::Make32(c.w, c.h, c2d_test::Sequence<unsigned>(size_t(c.w) * c.h, 100u));
+    ImgPtr<CImg32> dst = Make32(4, 3, base);
+    ImgPtr<CImg32> src = Make32(c.w, c.h, Sequence<unsigned>(size_t(c.w) * c.h, 100u));
     EXPECT_EQ(Over(Settings(true, 1.0, false, 0, c.left, c.top), *dst, *src),
               c.result.empty() ? IMG_FAIL : IMG_OK);
     EXPECT_EQ(BufferOf(*dst), c.result.empty() ? base : c.result);
   }
 }
 
-// A pair of raster classes other than the two that reach pixels only checks data:
-// with no overlap it answers IMG_OK, and a destination without data gains it; a source
-// without data gives IMG_FALSE, recorded, before the destination gains any; a
-// destination that cannot get data answers what the registry holds (a G4 image's
-// initData records nothing). The two that reach pixels fail to clip.
+// Classes other than the two that reach pixels are only checked for data: no overlap
+// answers IMG_OK and a destination gains data; a source without it gives IMG_FALSE,
+// recorded, first; a G4 destination answers what the registry holds (its initData
+// records nothing). The two that reach pixels fail to clip.
 TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   const RasterOp apart = Settings(false, 0.0, false, 0, 100, 100);
   ImgPtr<IImg> bits(CImg1::create(8, 4, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));
@@ -390,7 +364,7 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
 }
 
 TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
-  ImgPtr<CImg8> palette = c2d_test::Make8(4, 2, std::vector<unsigned char>(8, 0x33));
+  ImgPtr<CImg8> palette = Make8(4, 2, std::vector<unsigned char>(8, 0x33));
   const struct {
     bool useAlpha;
     double alpha;
@@ -410,13 +384,8 @@ TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
 TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
   ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
   ImgPtr<CImg32> src = Flat32(3, 2, Word({255, 255, 255, 0}));
-  CompositeAttr attr;
-  attr.top = 1;
-  attr.left = -1;
-  attr.useAlpha = true;
-  attr.alpha = 0.5;
-  attr.useTransparentColor = true;
-  attr.transparentColor = 0x123456u;
+  // Top 1, left -1, alpha 0.5, keyed on 0x123456.
+  CompositeAttr attr{0, 1, -1, true, 0.5, true, 0x123456u};
   EXPECT_EQ(dst->composite(attr, *src), IMG_OK);
   const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
   EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
@@ -424,12 +393,12 @@ TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
 
 // ---- doRasOp of CImg32 and CImg8
 ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
-  return c2d_test::Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
+  return Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
 }
 
 // Pixel i of a w x h image holds base + i.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h, unsigned base) {
-  return Image32(w, h, c2d_test::Sequence(size_t(w) * h, base));
+  return Image32(w, h, Sequence(size_t(w) * h, base));
 }
 
 // A 2 x 2 source of 100.. at (1, 1) of a 3 x 3 target of 0..8.
@@ -471,7 +440,7 @@ TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
   ImgPtr<CImg32> lazy(CImg32::create(2, 2, RGB_ORDER_RGB));
   ImgPtr<CImg1> bits(CImg1::create(2, 2, 0u, 1u, IMG_ALIGN_NONE));
   // An image of another class that claims the type is refused like another type.
-  c2d_test::Impostor impostor(IMG_TYPE_32BIT, 2, 2);
+  Impostor impostor(IMG_TYPE_32BIT, 2, 2);
   const struct {
     const char *name;
     const IImg *source;
@@ -524,8 +493,7 @@ TEST(CImg32RasOpTest, FillFormsAndLazyPixels) {
   EXPECT_EQ(BufferOf(*image), Pixels(3, 3u));
 }
 
-// After setExtents the extents outgrow the buffer: only the pixels the buffers hold
-// are copied.
+// Extents grown past the buffer: only the pixels the buffers hold are copied.
 TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
   RasOpXfmAttr attr = At(0, 0);
   ImgPtr<CImg32> image = Image32(2, 2, {1, 2, 3, 4});
@@ -561,8 +529,7 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
   }
 }
 
-// With 32-bit rows of 3 pixels the rows lie packed and the pad bytes together at
-// the end: the fill covers them too.
+// Packed 3-pixel rows keep the 32-bit pad bytes together at the end: the fill covers them.
 TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
   const struct {
     bool keyed;
@@ -580,8 +547,7 @@ TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
     image->doRasOpInPlace(RasOpReplace, c.keyed, c.key, 0x3ABu);
     EXPECT_EQ(BufferOf(*image), c.after);
   }
-  // A lazy padded image keyed: its copy has fewer bytes than it, and only those
-  // are written.
+  // Keyed, a lazy padded image's copy has fewer bytes than it: only those are written.
   ImgPtr<CImg8> lazy(CImg8::create(3, 2, nullptr, IMG_ALIGN_32));
   ImgPtr<CImg8> copy(dynamic_cast<CImg8 *>(lazy->doRasOp(RasOpSet, true, 0x100, 7)));
   ASSERT_NE(copy, nullptr);

@@ -1,10 +1,15 @@
-// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracle is the
-// independent reader of c2dimg (RtlDecode.h), checked first against netpbm's delta writers.
+// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracles are a plain
+// model of greedy delta-row coding and the independent reader of c2dimg (RtlDecode.h),
+// checked first against netpbm's delta writers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "../../tools/c2dimg/RtlDecode.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
@@ -13,7 +18,7 @@
 
 namespace {
 
-using c2d_test::ImgPtr;
+using namespace c2d_test;
 using c2dimg::rtl::Bytes;
 using Coder = c2d::DeltaRowCoder<Img1TileIterator>;
 
@@ -44,36 +49,22 @@ Bytes Drawing(size_t rowBytes, size_t rows, unsigned seed, bool sparse = false) 
   return bits;
 }
 
-Bytes RunTool(const std::string &command, const std::string &input) {
-  std::FILE *pipe = ::popen((command + " " + input + " 2>/dev/null").c_str(), "r");
-  Bytes out;
-  for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) {
-    out.push_back(static_cast<uint8_t>(c));
-  }
-  if (pipe != nullptr) {
-    ::pclose(pipe);
-  }
-  return out;
-}
-
 TEST(RtlDecoderTest, ReadsNetpbmDeltaStreams) {
   for (const bool colour : {false, true}) {
     const std::string path = ::testing::TempDir() + (colour ? "rtl-oracle.ppm" : "rtl-oracle.pbm");
     const uint32_t w = colour ? 300 : 2504, h = 40;
     const size_t rowBytes = colour ? w * 3 : (w + 7) / 8;
     const Bytes bits = Drawing(rowBytes, h, w);
-    const std::string head = std::string(colour ? "P6\n" : "P4\n") + std::to_string(w) + " " +
-                             std::to_string(h) + (colour ? "\n255\n" : "\n");
-    std::FILE *f = std::fopen(path.c_str(), "wb");
-    std::fwrite(head.data(), 1, head.size(), f);
-    std::fwrite(bits.data(), 1, bits.size(), f);
-    std::fclose(f);
-    const Bytes stream = RunTool(colour ? "ppmtolj -delta" : "pbmtolj -delta", path);
-    if (stream.empty()) {
+    std::ofstream(path, std::ios::binary)
+        << (colour ? "P6\n" : "P4\n") << w << " " << h << (colour ? "\n255\n" : "\n")
+        << std::string(bits.begin(), bits.end());
+    const std::string tool = colour ? "ppmtolj -delta " : "pbmtolj -delta ";
+    if (std::system((tool + path + " >" + path + ".rtl 2>/dev/null").c_str()) != 0) {
       GTEST_SKIP() << "netpbm is not installed";
     }
-    const c2dimg::rtl::Decoded decoded =
-        c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
+    std::ifstream rtl(path + ".rtl", std::ios::binary);
+    const Bytes stream((std::istreambuf_iterator<char>(rtl)), std::istreambuf_iterator<char>());
+    const auto decoded = c2dimg::rtl::DecodeRtl(stream, colour ? 0 : rowBytes, false);
     EXPECT_EQ(decoded.fault, "");
     ASSERT_EQ(decoded.rows.size(), h);
     for (uint32_t y = 0; y < h; ++y) {
@@ -118,15 +109,10 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
                                        static_cast<unsigned>(c.rowBytes)));
     EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Record(c.payload)) << c.rowBytes;
   }
-  Bytes seed(17, 0), row = c2d_test::Sequence<uint8_t>(17, 1), payload(64), out(64);
-  // Limits are >=: a command that fills the payload scratch, a header that fills the
-  // output, and a payload that fills it after its header, which stays.
+  Bytes seed(17, 0), row = Sequence<uint8_t>(17, 1), payload(64), out(64);
+  // Output limits are >=: a header that fills the output, and a payload that fills it
+  // after its header, which stays.
   uint32_t length = 0;
-  EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
-                                      payload.data(), 3, 2));
-  EXPECT_TRUE(Coder::outputRTLForRow({out.data(), 64, length}, seed.data(), row.data(),
-                                     payload.data(), 4, 2));
-  length = 0;
   EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 5, length}, seed.data(), seed.data(),
                                       payload.data(), 4, 2));
   EXPECT_EQ(length, 0u);
@@ -139,6 +125,78 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
   bool hasFinal = true;
   Coder::calculateOffsetCodes(-1, code, k, hasFinal, fin);
   EXPECT_EQ(code + k + hasFinal + fin, 0u);
+}
+
+// The commands of `row` against `seed`, and the payload length after each command.
+Bytes ModelPayload(const Bytes &seed, const Bytes &row, std::vector<size_t> &ends) {
+  Bytes out;
+  for (size_t i = 0, previousEnd = 0; i < row.size();) {
+    if (seed[i] == row[i]) {
+      ++i;
+      continue;
+    }
+    size_t run = 0;
+    while (run < 8 && i + run < row.size() && seed[i + run] != row[i + run]) {
+      ++run;
+    }
+    const size_t offset = i - previousEnd;
+    out.push_back(static_cast<uint8_t>((run - 1) << 5 | std::min<size_t>(offset, 31)));
+    if (offset >= 31) {
+      size_t rest = offset - 31;
+      for (; rest >= 255; rest -= 255) {
+        out.push_back(0xFF);
+      }
+      out.push_back(static_cast<uint8_t>(rest));
+    }
+    out.insert(out.end(), row.begin() + i, row.begin() + i + run);
+    previousEnd = i += run;
+    ends.push_back(out.size());
+  }
+  return out;
+}
+
+// Capacities at and just past each command's end (every 16th on wide rows): a
+// command that would bring the payload to the capacity fails the row, and the
+// commands before it stand.
+TEST(DeltaRowCoderTest, MatchesAPlainModelAtEveryPayloadLimit) {
+  std::mt19937 rng(1616);
+  for (int t = 0; t < 240; ++t) {
+    // Runs begin and go on by chance: short gaps and runs of every length, and on
+    // some wide rows gaps past the short and one-byte offsets.
+    const bool wide = t % 6 == 0;
+    const size_t rowBytes = 1 + rng() % (wide ? 9000 : 700);
+    const unsigned begin = rng() % 16, goOn = rng() % 64, scale = t % 12 == 0 ? 4096 : 64;
+    Bytes seed(rowBytes), row(rowBytes);
+    bool changing = false;
+    for (size_t i = 0; i < rowBytes; ++i) {
+      seed[i] = static_cast<uint8_t>(rng());
+      changing = changing ? rng() % 64 < goOn : rng() % scale < begin;
+      row[i] = static_cast<uint8_t>(seed[i] ^ (changing ? 1 + rng() % 255 : 0));
+    }
+    std::vector<size_t> ends;
+    const Bytes model = ModelPayload(seed, row, ends);
+    std::vector<size_t> limits{model.size() + 1};
+    for (size_t k = 0; k < ends.size(); k += wide ? 16 : 1) {
+      limits.insert(limits.end(), {ends[k], ends[k] + 1});
+    }
+    for (const size_t limit : limits) {
+      Bytes payload(limit), out(model.size() + 32);
+      uint32_t length = 0;
+      const bool ok = Coder::outputRTLForRow(
+          {out.data(), static_cast<uint32_t>(out.size()), length}, seed.data(), row.data(),
+          payload.data(), limit, static_cast<unsigned>(rowBytes));
+      ASSERT_EQ(ok, limit > model.size()) << t << " " << limit;
+      if (ok) {
+        ASSERT_EQ(Bytes(out.begin(), out.begin() + length), Record(model)) << t;
+        continue;
+      }
+      const auto failing = std::lower_bound(ends.begin(), ends.end(), limit);
+      const size_t stands = failing == ends.begin() ? 0 : failing[-1];
+      ASSERT_EQ(length, 0u) << t;
+      ASSERT_TRUE(std::equal(model.begin(), model.begin() + stands, payload.begin()))
+          << t << " " << limit;
+    }
+  }
 }
 
 // The scratch of 512 bytes holds commands with offsets up to 128,295; a longer one
@@ -200,27 +258,24 @@ TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
   }
 }
 
-struct Grid {
-  unsigned w, h, tw, th;
-  ImgAlignmentEnum align;
-  unsigned pad, tileBytes, across, down, validW, validH;
-};
-
 TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
-  const Grid grids[] = {
+  const struct {
+    unsigned w, h, tw, th;
+    ImgAlignmentEnum align;
+    unsigned pad, tileBytes, across, down, validW, validH;
+  } grids[] = {
       {100, 9, 100, 4, IMG_ALIGN_8, 4, 13, 1, 3, 100, 1},
       {100, 9, 100, 9, IMG_ALIGN_32, 28, 16, 1, 1, 100, 9},
       {1000, 5, 300, 5, IMG_ALIGN_NONE, 4, 38, 4, 1, 100, 5},
       {1000, 5, 300, 2, IMG_ALIGN_32, 20, 40, 4, 3, 100, 1},
       {137, 6, 5000, -1u, IMG_ALIGN_8, 7, 18, 1, 1, 137, 6},  // whole image
   };
-  for (const Grid &g : grids) {
+  for (const auto &g : grids) {
     SCOPED_TRACE(std::to_string(g.w) + " in " + std::to_string(g.tw));
     const unsigned stride =
         (g.w + (g.align == IMG_ALIGN_32 ? 31 : 7)) / 8 & (g.align == IMG_ALIGN_32 ? ~3u : ~0u);
     Bytes bits = Drawing(stride, g.h, g.w, true);
-    ImgPtr<CImg1> image(
-        CImg1::create(g.w, g.h, bits.data(), static_cast<unsigned>(bits.size()), 0, 1, g.align));
+    ImgPtr<CImg1> image = Make1(g.w, g.h, bits, g.align);
     std::unique_ptr<Img1TileIterator> it(image->getTileIterator(g.tw, g.th, CImg1::HP_RTL));
     ASSERT_NE(it, nullptr);
     EXPECT_EQ(it->getTileRowBitPadding(), g.pad);
@@ -256,8 +311,7 @@ TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
 }
 
 TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
-  Bytes bits(8, 0xA5);
-  ImgPtr<CImg1> image(CImg1::create(64, 1, bits.data(), 8, 0, 1, IMG_ALIGN_8));
+  ImgPtr<CImg1> image = Make1(64, 1, Bytes(8, 0xA5), IMG_ALIGN_8);
   for (const auto &[tw, th, format] : {std::tuple{0, 1, 4}, {1, 0, 4}, {8, 1, 0}, {8, 1, 5}}) {
     EXPECT_EQ(image->getTileIterator(tw, th, CImg1::TileFormat(format)), nullptr);
   }
@@ -280,7 +334,7 @@ TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
   EXPECT_EQ(Bytes(data, data + length), Bytes({0x1B, '*', 'b', '9', 'W'}));
   it.reset(image->getTileIterator(-1, -1, CImg1::HP_RTL));
   {
-    c2d_test::FailTables fail(1, 1);
+    FailTables fail(1, 1);
     EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
   }
   EXPECT_FALSE(ok);

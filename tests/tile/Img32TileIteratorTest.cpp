@@ -10,7 +10,7 @@
 
 namespace {
 
-using c2d_test::ImgPtr;
+using namespace c2d_test;
 using c2dimg::rtl::Bytes;
 
 struct Tile {
@@ -29,7 +29,7 @@ ImgPtr<CImg32> Noise(unsigned w, unsigned h, unsigned seed) {
   for (size_t i = 0; i < pixels.size(); ++i) {
     pixels[i] = i >= w && rng() % 4 == 0 ? pixels[i - w] : static_cast<unsigned>(rng());
   }
-  return c2d_test::Make32(w, h, pixels);
+  return Make32(w, h, pixels);
 }
 
 TEST(Img32TileIteratorTest, RawTilesReassembleWithZeroOverhang) {
@@ -71,7 +71,7 @@ TEST(Img32TileIteratorTest, RawTilesReassembleWithZeroOverhang) {
 // overhang left out) and reported with the background at the time of the tile.
 TEST(Img32TileIteratorTest, UniformTilesIgnoreTheOutputOptions) {
   const unsigned old = 0xFF102030, now = 0xFFFFFFFF;
-  ImgPtr<CImg32> image = c2d_test::Flat32(5, 5, old);
+  ImgPtr<CImg32> image = Flat32(5, 5, old);
   image->setBackgroundColor(old);
   (*image)(0, 0) = old & 0x00FFFFFF;  // tile (0, 0) differs only in alpha
   std::unique_ptr<Img32TileIterator> it(image->getTileIterator(3, 3, CImg32::UNCOMPRESSED_NULL));
@@ -90,7 +90,7 @@ TEST(Img32TileIteratorTest, UniformTilesIgnoreTheOutputOptions) {
 }
 
 TEST(Img32TileIteratorTest, RowLayoutsGreyAndTheFilterDrift) {
-  ImgPtr<CImg32> white = c2d_test::Flat32(5, 4, 0xFFFFFFFF);
+  ImgPtr<CImg32> white = Flat32(5, 4, 0xFFFFFFFF);
   // The alignment is not kept: only 24-bit first, then alignment, pads the rows.
   for (const bool alignLast : {true, false}) {
     std::unique_ptr<Img32TileIterator> it(white->getTileIterator(5, 4, CImg32::UNCOMPRESSED));
@@ -136,7 +136,7 @@ TEST(Img32TileIteratorTest, RowLayoutsGreyAndTheFilterDrift) {
 TEST(Img32TileIteratorTest, HpRtlTilesDecodeWithAlphaDropped) {
   const struct { unsigned w, h, tw, th; } grids[] = {{40, 12, 16, 5}, {9, 9, -1u, -1u}};
   for (const auto &g : grids) {
-    ImgPtr<CImg32> image = c2d_test::Flat32(g.w, g.h, 0x00808080);
+    ImgPtr<CImg32> image = Flat32(g.w, g.h, 0x00808080);
     for (unsigned y = 0; y < g.h; ++y) {
       (*image)(y, y % g.w) = 0x00112233u * (y + 1);
       (*image)(y, (y * 7) % g.w) ^= 0xFF000000u;  // alpha alone codes as nothing
@@ -165,7 +165,7 @@ TEST(Img32TileIteratorTest, HpRtlTilesDecodeWithAlphaDropped) {
 }
 
 TEST(Img32TileIteratorTest, RefusalsEmptyFormatsAndThePaletteShell) {
-  ImgPtr<CImg32> image = c2d_test::Flat32(4, 4, 1);
+  ImgPtr<CImg32> image = Flat32(4, 4, 1);
   for (const int format : {0, 3, 5, 6, 8, -1}) {
     EXPECT_EQ(image->getTileIterator(2, 2, CImg32::TileFormat(format)), nullptr) << format;
   }
@@ -189,9 +189,7 @@ TEST(Img32TileIteratorTest, RefusalsEmptyFormatsAndThePaletteShell) {
   CImgErr::set(IMG_OK, nullptr, 0);
   EXPECT_EQ(bare->getTileIterator(2, 2, CImg32::UNCOMPRESSED), nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  ImgPtr<CImg8> palette(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
-  ASSERT_NE(palette, nullptr);
-  palette->forceDataInit();
+  ImgPtr<CImg8> palette = Make8(4, 4, Bytes(16, 0));
   EXPECT_EQ(palette->getTileIterator(2, 2, CImg8::UNCOMPRESSED), nullptr);
   Img8TileIterator shell(*palette, 2, 2, CImg8::HP_RTL);
   bool ok = false;

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
-#include <type_traits>
 #include <vector>
 
 #include "Image/Core2DImage.h"
@@ -16,8 +15,7 @@
 
 namespace {
 
-using c2d_test::ErrWatch;
-using c2d_test::ImgPtr;
+using namespace c2d_test;
 
 // Pixels as plain values, row 0 on top.
 struct Plane {
@@ -30,8 +28,7 @@ struct Plane {
   bool operator==(const Plane &o) const { return w == o.w && h == o.h && px == o.px; }
 };
 
-// ---- The model: it walks the source and places each pixel, the other way round
-// from the library.
+// ---- The model places each source pixel, the other way round from the library.
 
 enum Exact { kMirX, kMirY, kRot90, kRot180, kRot270 };
 
@@ -85,9 +82,6 @@ Plane ModelShear(const Plane &s, const std::vector<int64_t> &table, bool alongX,
   return t;
 }
 
-// As the library converts.
-double Radians(double degrees) { return degrees * 3.141592653589793 / 180.0; }
-
 Plane ModelRotate(const Plane &s, double degrees, uint32_t fill) {
   Plane base = s;
   if (degrees > 270.0) {
@@ -96,7 +90,7 @@ Plane ModelRotate(const Plane &s, double degrees, uint32_t fill) {
     base = Model(s, kRot180);
     degrees -= 180.0;
   }
-  const double rad = Radians(degrees);
+  const double rad = degrees * 3.141592653589793 / 180.0;  // as the library converts
   const auto x = ModelTable(s.h * std::tan(rad * 0.5), s.w, true);
   const auto y = ModelTable(s.w * std::sin(rad), s.h, false);
   return ModelShear(ModelShear(ModelShear(base, x, true, fill), y, false, fill), x, true, fill);
@@ -108,9 +102,9 @@ Plane ModelRotate(const Plane &s, double degrees, uint32_t fill) {
 uint32_t Access(IImg &image, uint32_t r, uint32_t c, const uint32_t *v = nullptr) {
   if (auto *bits = dynamic_cast<CImg1 *>(&image)) {
     if (v != nullptr) {
-      c2d_test::PutBit(*bits, c, r, *v != 0);
+      PutBit(*bits, c, r, *v != 0);
     }
-    return c2d_test::BitAt(*bits, c, r);
+    return BitAt(*bits, c, r);
   }
   if (auto *bytes = dynamic_cast<CImg8 *>(&image)) {
     unsigned char &pixel = bytes->peekDataArray()[r][c];
@@ -149,8 +143,7 @@ uint32_t Columns(IImg &image) {
   return dynamic_cast<CImg1 *>(&image) != nullptr ? image.getBytesPerLine() * 8 : image.getWidth();
 }
 
-// With setPads, the pad bits of a CImg1 are set, so that a result that copied them
-// would show it.
+// With setPads a CImg1's pad bits are set, so that a result that copied them shows it.
 ImgPtr<IImg> Make(const Kind &kind, const Plane &p, ImgAlignmentEnum align = IMG_ALIGN_NONE,
                   bool setPads = false) {
   ImgPtr<IImg> image(kind.create(p.w, p.h, align));
@@ -187,24 +180,6 @@ Plane Random(uint32_t w, uint32_t h, uint32_t mask, uint32_t seed) {
   return p;
 }
 
-// Every class, several sizes (9 wide has pad bits, 5 x 23 and 17 x 5 read tables past
-// their end) and both alignments: a source with a known background, and its plane.
-template <typename Check>
-void ForEachSource(Check &&check) {
-  const uint32_t sizes[][2] = {{1, 1}, {3, 2}, {9, 4}, {8, 8}, {17, 5}, {5, 23}, {31, 31}};
-  for (const Kind &kind : kKinds) {
-    for (const auto &size : sizes) {
-      for (const ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-        SCOPED_TRACE(testing::Message()
-                     << kind.name << " " << size[0] << "x" << size[1] << " align " << align);
-        const Plane plane = Random(size[0], size[1], kind.mask, size[0] * 131 + size[1]);
-        ImgPtr<IImg> image = Make(kind, plane, align, true);
-        check(kind, plane, *image);
-      }
-    }
-  }
-}
-
 // Each mirror, and each angle by the worker it snaps to: a clone, an exact worker or
 // the shears. The model's quarter turn is counter-clockwise with row 0 on top.
 TEST(TransformTest, EveryPathMatchesTheModel) {
@@ -225,54 +200,63 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
                {IMG_MIR_NONE, 30.0, kShears},   {IMG_MIR_NONE, 45.0, kShears},
                {IMG_MIR_NONE, 135.0, kShears},  {IMG_MIR_NONE, 200.0, kShears},
                {IMG_MIR_NONE, 300.0, kShears},  {IMG_MIR_NONE, std::nan(""), kAllUncovered}};
-  ForEachSource([&](const Kind &kind, const Plane &plane, IImg &image) {
+  // Every class, several sizes (9 wide has pad bits, 5 x 23 and 17 x 5 read tables
+  // past their end) and both alignments.
+  const uint32_t sizes[][2] = {{1, 1}, {3, 2}, {9, 4}, {8, 8}, {17, 5}, {5, 23}, {31, 31}};
+  for (const Kind &kind : kKinds) {
     const uint32_t fill = kind.mask == 1 ? 0u : kind.background;
-    for (const auto &c : cases) {
-      SCOPED_TRACE(testing::Message() << "axis " << c.axis << ", " << c.degrees << " degrees");
-      ErrWatch watch;
-      ImgPtr<IImg> result(c.axis != IMG_MIR_NONE ? image.mirror(c.axis) : image.rotate(c.degrees));
-      if (c.path == kClone) {
-        // The clone of a CImg8 with pixels fails, as clone does.
-        ImgPtr<IImg> clone(image.clone());
-        ASSERT_EQ(result == nullptr, clone == nullptr);
-        if (clone != nullptr) {
-          EXPECT_EQ(Read(*result, false), Read(*clone, false));
+    for (const auto &size : sizes) {
+      const Plane plane = Random(size[0], size[1], kind.mask, size[0] * 131 + size[1]);
+      for (const ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
+        ImgPtr<IImg> image = Make(kind, plane, align, true);
+        for (const auto &c : cases) {
+          SCOPED_TRACE(testing::Message()
+                       << kind.name << " " << plane.w << "x" << plane.h << " align " << align
+                       << ": axis " << c.axis << ", " << c.degrees << " degrees");
+          ErrWatch watch;
+          ImgPtr<IImg> result(c.axis != IMG_MIR_NONE ? image->mirror(c.axis)
+                                                     : image->rotate(c.degrees));
+          if (c.path == kClone) {
+            // The clone of a CImg8 with pixels fails, as clone does.
+            ImgPtr<IImg> clone(image->clone());
+            ASSERT_EQ(result == nullptr, clone == nullptr);
+            if (clone != nullptr) {
+              EXPECT_EQ(Read(*result, false), Read(*clone, false));
+            }
+            continue;
+          }
+          ASSERT_NE(result, nullptr);
+          const Plane got = Read(*result);
+          EXPECT_EQ(got, c.path == kAllUncovered ? Plane(plane.w, plane.h, fill)
+                         : c.path == kShears     ? ModelRotate(plane, c.degrees, fill)
+                                                 : Model(plane, static_cast<Exact>(c.path)));
+          // The shears mark the background known; of the exact workers, CImg32's and
+          // CImg1's carry it and CImg8's do not.
+          const bool carried = c.path >= kShears || kind.mask != 0xFFu;
+          EXPECT_EQ(result->getBackgroundState(), carried ? IMG_BG_KNOWN : IMG_BG_UNKNOWN);
+          EXPECT_EQ(result->getBackgroundColor(), carried ? kind.background : 0u);
+          EXPECT_EQ(watch.reports(), 0u);
+          EXPECT_TRUE(c.degrees != 360.0 || got == plane);
+          if (c.degrees == 45.0 && plane.w == 31) {
+            // Three corners are uncovered: the last row takes the first table entry, -half,
+            // so it moves left where its neighbours move right, and covers the fourth.
+            EXPECT_EQ(std::vector<uint32_t>({got.at(0, 0), got.at(0, 30), got.at(30, 30)}),
+                      std::vector<uint32_t>(3, fill));
+            EXPECT_TRUE(kind.mask != 0xFFFFFFFFu || got.at(30, 0) != fill);
+          }
         }
-        continue;
-      }
-      ASSERT_NE(result, nullptr);
-      const Plane got = Read(*result);
-      EXPECT_EQ(got, c.path == kAllUncovered ? Plane(plane.w, plane.h, fill)
-                     : c.path == kShears     ? ModelRotate(plane, c.degrees, fill)
-                                             : Model(plane, static_cast<Exact>(c.path)));
-      // The shears mark the background known; of the exact workers, CImg32's and
-      // CImg1's carry it and CImg8's do not.
-      const bool carried = c.path >= kShears || kind.mask != 0xFFu;
-      EXPECT_EQ(result->getBackgroundState(), carried ? IMG_BG_KNOWN : IMG_BG_UNKNOWN);
-      EXPECT_EQ(result->getBackgroundColor(), carried ? kind.background : 0u);
-      EXPECT_EQ(watch.reports(), 0u);
-      EXPECT_TRUE(c.degrees != 360.0 || got == plane);
-      if (c.degrees == 45.0 && plane.w == 31) {
-        // Three corners are uncovered. The last row takes the first table entry,
-        // -half, so it moves left where its neighbours move right, and covers the
-        // bottom-left corner.
-        EXPECT_EQ(got.at(0, 0), fill);
-        EXPECT_EQ(got.at(0, 30), fill);
-        EXPECT_EQ(got.at(30, 30), fill);
-        EXPECT_TRUE(kind.mask != 0xFFFFFFFFu || got.at(30, 0) != fill);
       }
     }
-  });
+  }
 }
 
 // Sources whose extents were changed, or a CImg1 whose pixels were handed out: what
 // the buffer does not hold reads as 0, and CImg1's flips step rows as the source does.
 TEST(TransformTest, ChangedExtentsAndMissingPixels) {
-  const Kind &c32 = kKinds[2];
   Plane two(2, 2), expected(2, 3);
   two.px = {1, 2, 3, 4};
   expected.px = {0, 0, 3, 4, 1, 2};
-  ImgPtr<IImg> grown = Make(c32, two);
+  ImgPtr<IImg> grown = Make(kKinds[2], two);
   dynamic_cast<CImg32 &>(*grown).setExtents(2, 3);
   ImgPtr<IImg> flipped(grown->mirror(IMG_MIR_X));
   EXPECT_EQ(Read(*flipped), expected);
