@@ -14,11 +14,7 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-using g4test::Bitmap;
-using g4test::BitsOf;
-using g4test::FirstDifference;
-using g4test::MakeTiledPage;
-using g4test::TiledPage;
+using namespace g4test;
 
 // Calls f(x, y, j, t, first) for each pixel (x, y) of a sw x sh rectangle, where
 // (j, t) is the pixel of a w x h reduction whose block holds it, and `first` says
@@ -74,8 +70,8 @@ Bitmap LinePage() {
 // code steps back, giving the black run 11 to 9, which no grey cell can take; rows
 // 3 and 4 as rows 0 and 1; then the end of the block.
 ImgPtr<CImg1G4> BackwardRunTile() {
-  std::vector<uint8_t> bytes = g4test::CodeBits(
-      "001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
+  std::vector<uint8_t> bytes =
+      CodeBits("001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
   unsigned char *data[] = {bytes.data()};
   unsigned counts[] = {static_cast<unsigned>(bytes.size())};
   return ImgPtr<CImg1G4>(CImg1G4::create(16, 8, 16, 8, data, counts, 0, 1, IMG_ALIGN_NONE));
@@ -88,7 +84,7 @@ TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   // white runs. Sampling keeps the page's polarity.
   for (unsigned paper : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
-      const Bitmap cut = g4test::Paint(PaintedRuns(page, r, paper == 1), r);
+      const Bitmap cut = Paint(PaintedRuns(page, r, paper == 1), r);
       for (unsigned f = 2; f <= 16; ++f) {
         SCOPED_TRACE(std::to_string(paper) + ", factor " + std::to_string(f) + " from " +
                      std::to_string(r.left));
@@ -119,7 +115,7 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
   const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}};
   // Paper 0 sums black runs; 1 and the unset marker sum white ones.
   for (int paper : {0, 1, -1}) {
-    TiledPage page = MakeTiledPage(g4test::StrokePage(203, 157, 9, 0.15), 64, 48);
+    TiledPage page = MakeTiledPage(StrokePage(203, 157, 9, 0.15), 64, 48);
     if (paper >= 0) {
       page.image->setBackgroundColor(static_cast<unsigned>(paper));
     }
@@ -162,7 +158,7 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
   // A sparse page and its inverse (the last column white in both), each scaled from
   // its code and, decoded, by CImg1. Both start with the background unknown; the dark
   // one ends inverted.
-  Bitmap pages[2] = {g4test::StrokePage(67, 50, 4), g4test::StrokePage(67, 50, 4)};
+  Bitmap pages[2] = {StrokePage(67, 50, 4), StrokePage(67, 50, 4)};
   for (unsigned y = 0; y < 50; ++y) {
     for (unsigned x = 0; x < 66; ++x) {
       pages[1].set(x, y, !pages[0].get(x, y));
@@ -176,7 +172,7 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
                      (dark ? " dark" : "") + " from " + std::to_string(r.left));
         TiledPage scaled = MakeTiledPage(pages[dark], 16, 16);
         ImgPtr<IImg> direct(Scale(*scaled.image, r, size[0], size[1]));
-        ImgPtr<CImg1> cut = g4test::Cut(*MakeTiledPage(pages[dark], 16, 16).image, r);
+        ImgPtr<CImg1> cut = Cut(*MakeTiledPage(pages[dark], 16, 16).image, r);
         ImgScaleAttr attr;
         ImgPtr<IImg> viaCImg1(cut->scale(cut->getRect(), size[0], size[1], attr));
         ASSERT_NE(direct, nullptr);
@@ -195,9 +191,9 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
 // Against CImg1's transforms of the decoded page, which TransformTest checks pixel by
 // pixel.
 TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
-  TiledPage page = MakeTiledPage(g4test::StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
+  TiledPage page = MakeTiledPage(StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
   page.image->setBackgroundColor(0);
-  ImgPtr<CImg1> src = g4test::Cut(*page.image, page.image->getRect());
+  ImgPtr<CImg1> src = Cut(*page.image, page.image->getRect());
   const std::function<IImg *(IImg &)> cases[] = {
       [](IImg &i) { return i.mirror(IMG_MIR_X); }, [](IImg &i) { return i.mirror(IMG_MIR_Y); },
       [](IImg &i) { return i.rotate(180.0005); }, [](IImg &i) { return i.rotate(90.0); },
@@ -237,9 +233,9 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
 }
 
 TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirst) {
-  Bitmap light = g4test::StrokePage(203, 157, 4, 0.15);
+  Bitmap light = StrokePage(203, 157, 4, 0.15);
   // An ink share of about 0.4: light paper, though far above a lowered threshold.
-  Bitmap heavy = g4test::StrokePage(203, 157, 4, 0.35);
+  Bitmap heavy = StrokePage(203, 157, 4, 0.35);
   Bitmap dark = light;
   for (uint8_t &b : dark.bits) {
     b = static_cast<uint8_t>(~b);
@@ -290,7 +286,7 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
 }
 
 TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
-  TiledPage page = MakeTiledPage(g4test::StrokePage(40, 20, 5), 16, 8);
+  TiledPage page = MakeTiledPage(StrokePage(40, 20, 5), 16, 8);
   const ImgRect all(0u, 0u, 39u, 19u);
   ImgPtr<CImg1> small(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
   const auto none = [](IImg *image) {
@@ -302,7 +298,7 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
     std::function<bool()> refused;
     ImgErr error;
   };
-  g4test::G4Page &p = *page.image;
+  G4Page &p = *page.image;
   const ImgErr kInvalid = IMG_INVALID_ARG;
   const ImgRect wide(0u, 0u, 40u, 3u), tenWide(0u, 0u, 9u, 3u), four(0u, 0u, 3u, 3u);
   const ImgRect huge(0u, 0u, 0xFFFFFFFFu, 19u);
@@ -342,7 +338,7 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
   // A rectangle past the page reads no tile outside the grid: that part stays clear.
   ImgPtr<CImg1> past(page.image->Reduce_bkg(20, 10, ImgRect(20u, 10u, 59u, 29u)));
   ASSERT_NE(past, nullptr);
-  const Bitmap got = g4test::BitsOf(*past);
+  const Bitmap got = BitsOf(*past);
   for (unsigned y = 0; y < 10; ++y) {
     // Target columns 10 on and rows 5 on stand for source pixels past the page.
     const unsigned inside = y < 5 ? 0xFFFFC000u : 0;

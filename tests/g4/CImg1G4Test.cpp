@@ -1,11 +1,11 @@
-// CImg1G4: the markers of a bare object, factory failures that report nothing, the
-// tile grid over exact and ragged extents with the copied bytes, and setExtents; then
-// decompression from the code: rectangles of pages coded tile by tile by libtiff
-// against the source bitmap, the background counted from the code, and dark pages.
+// CImg1G4: a bare object, factory failures, the tile grid with its copied bytes and
+// setExtents; then rectangles of pages coded tile by tile by libtiff against the source
+// bitmap, the background counted from the code, and dark pages.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "G4TiledPage.h"
@@ -14,12 +14,7 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-using g4test::Bitmap;
-using g4test::BitsOf;
-using g4test::Cut;
-using g4test::FirstDifference;
-using g4test::MakeTiledPage;
-using g4test::TiledPage;
+using namespace g4test;
 using G4Ptr = ImgPtr<CImg1G4>;
 constexpr unsigned kUnset = 0xDEADBEEFu;
 
@@ -33,7 +28,7 @@ TEST(CImg1G4Test, BareObjectHoldsMarkersAndStaysSafe) {
   // The marker tile sizes divide without fault, and no grid is read.
   EXPECT_EQ(bare->getWidthInTiles() + bare->getHeightInTiles(), 2u);
   EXPECT_EQ(bare->getTile(0, 0), nullptr);
-  g4test::G4Page().InitTileRowDecode();
+  G4Page().InitTileRowDecode();
   unsigned count = 0;
   EXPECT_FALSE(bare->initData(nullptr, &count));
   // The colours are unset, so setExtents accepts and stores nothing.
@@ -115,22 +110,20 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
     G4Ptr image(CImg1G4::create(c.w, c.h, c.tw, c.th, data.data(), counts.data(), 7, 9, c.align));
     bytes.clear();
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->getWidthInTiles(), c.across);
-    EXPECT_EQ(image->getHeightInTiles(), c.down);
-    EXPECT_EQ(image->getNumberOfTiles(), n);
-    EXPECT_EQ(image->getPadBits(), c.padBits);
-    EXPECT_EQ(image->getBytesPerLine(), c.bytesPerLine);
-    EXPECT_EQ(image->getTotalBytes(), sum);
+    EXPECT_EQ(std::make_tuple(image->getWidthInTiles(), image->getHeightInTiles(),
+                              image->getNumberOfTiles(), image->getPadBits(),
+                              image->getBytesPerLine(), image->getTotalBytes()),
+              std::make_tuple(c.across, c.down, n, c.padBits, c.bytesPerLine, sum));
     EXPECT_EQ(image->getTile(c.down, 0), nullptr);
     EXPECT_EQ(image->getTile(0, c.across), nullptr);
     for (unsigned i = 0; i < n; ++i) {
       Img1G4Tile *tile = image->getTile(i / c.across, i % c.across);
       ASSERT_NE(tile, nullptr);
-      EXPECT_EQ(tile->getXOffset(), i % c.across * c.tw);
-      EXPECT_EQ(tile->getYOffset(), i / c.across * c.th);
-      EXPECT_EQ(tile->getByteCount(), counts[i]);
-      EXPECT_TRUE(counts[i] == 0 ? tile->getData() == nullptr
-                                 : tile->getData()[counts[i] - 1] == static_cast<unsigned char>(i));
+      const unsigned char *d = tile->getData();
+      EXPECT_EQ(std::make_tuple(tile->getXOffset(), tile->getYOffset(), tile->getByteCount(),
+                                counts[i] == 0 ? d == nullptr : d[counts[i] - 1] == i % 256),
+                std::make_tuple(i % c.across * c.tw, i / c.across * c.th, counts[i], true))
+          << i;
     }
     // A second copy replaces the first, whose bytes are freed (LeakSanitizer).
     std::vector<unsigned> zeros(n, 0);
@@ -170,12 +163,12 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
                             {67, 50, 67, 13, IMG_ALIGN_NONE},
                             {64, 40, 64, 40, IMG_ALIGN_NONE},
                             {100, 37, 32, 16, IMG_ALIGN_32}};
-  g4test::Rng rng(11);
+  Rng rng(11);
   for (const Layout &l : layouts) {
     for (unsigned paper : {0u, 1u}) {
       SCOPED_TRACE(std::to_string(l.w) + " in tiles " + std::to_string(l.tw) + "x" +
                    std::to_string(l.th) + ", paper " + std::to_string(paper));
-      TiledPage page = MakeTiledPage(g4test::StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
+      TiledPage page = MakeTiledPage(StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
       page.image->setBackgroundColor(paper);
       std::vector<ImgRect> rects = {ImgRect(0u, 0u, l.w - 1, l.h - 1)};
       for (int i = 0; i < 30; ++i) {
@@ -189,7 +182,7 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
         const ImgPtr<CImg1> cut = Cut(*page.image, r);
         ASSERT_NE(cut, nullptr);
         EXPECT_EQ(cut->getBackgroundInterpretation(), 0xFFFFFFu);
-        const Bitmap expected = g4test::Paint(PaintedRuns(page, r, paper != 0), r);
+        const Bitmap expected = Paint(PaintedRuns(page, r, paper != 0), r);
         EXPECT_EQ(FirstDifference(BitsOf(*cut), expected), "");
       }
       EXPECT_EQ(watch.reports(), 0u);
@@ -207,8 +200,8 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
   for (double density : {0.1, 0.5, 0.53, 0.57, 0.9}) {
     SCOPED_TRACE(density);
     Bitmap src(64, 40);
-    g4test::Rng rng(static_cast<uint64_t>(density * 100));
-    g4test::Noise(src, rng, density);
+    Rng rng(static_cast<uint64_t>(density * 100));
+    Noise(src, rng, density);
     for (unsigned y = 0; y < 40; ++y) {
       src.set(63, y, false);
     }

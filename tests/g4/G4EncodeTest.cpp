@@ -14,8 +14,7 @@
 
 namespace {
 
-using g4test::Bitmap;
-using g4test::FirstDifference;
+using namespace g4test;
 using Bytes = std::vector<uint8_t>;
 using BlockCoder = int (*)(unsigned char *, unsigned char *&, int, int, int);
 
@@ -36,15 +35,15 @@ Bytes Code(BlockCoder coder, Bitmap image) {
 // change in every column (tiny widths only) a row that needs that entry as b1 fails
 // with G4_DECODE_REF_END; the rows before it must match.
 void ExpectDecodes(const Bytes &theirs, const Bitmap &image) {
-  const Bytes words = g4test::ToDecoderOrder(theirs);
-  const auto out = g4test::DecodeStream(words, image.width, image.height, words.size());
+  const Bytes words = ToDecoderOrder(theirs);
+  const auto out = DecodeStream(words, image.width, image.height, words.size());
   if (out.decodedRows < image.height) {
     const uint32_t y = out.decodedRows;
     EXPECT_EQ(out.failure, G4_DECODE_REF_END) << "row " << y;
     ASSERT_GT(y, 0u);
-    EXPECT_TRUE(g4test::ChangesInEveryColumn(image, y - 1)) << "row " << y;
+    EXPECT_TRUE(ChangesInEveryColumn(image, y - 1)) << "row " << y;
   }
-  EXPECT_EQ(FirstDifference(out.image, g4test::FirstRows(image, out.decodedRows)), "");
+  EXPECT_EQ(FirstDifference(out.image, FirstRows(image, out.decodedRows)), "");
 }
 
 TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
@@ -54,10 +53,10 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
   }
   ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
   for (uint32_t w : widths) {
-    for (const g4test::Pattern &p : g4test::kPatterns) {
+    for (const Pattern &p : kPatterns) {
       SCOPED_TRACE(std::string(p.name) + " at width " + std::to_string(w));
       Bitmap clean(w, w <= 70 ? 40 : w < 10000 ? 16 : 4);
-      g4test::Rng rng(w);
+      Rng rng(w);
       p.draw(clean, rng);
       Bitmap dirty = clean;  // pad bits set at random: no coder may see them
       for (uint32_t y = 0; y < dirty.height && w % 8 != 0; ++y) {
@@ -65,7 +64,7 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       }
       const Bytes strip = Code(create_g4_tiff_strip_tmp, dirty);
       const Bytes tile = Code(createG4Tile, dirty);
-      const Bytes theirs = g4test::LibtiffStrip(dirty);
+      const Bytes theirs = LibtiffStrip(dirty);
       const uint64_t raw = clean.bits.size();
       ExpectDecodes(theirs, clean);
       if (strip.empty()) {  // only a code of three times the raw size is refused
@@ -78,7 +77,7 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
         trimmed.pop_back();
       }
       EXPECT_EQ(trimmed, theirs);
-      EXPECT_EQ(FirstDifference(g4test::LibtiffDecode(strip, w, clean.height), clean), "");
+      EXPECT_EQ(FirstDifference(LibtiffDecode(strip, w, clean.height), clean), "");
       // A tile is the same stream, refused when its complete bytes come within 16
       // bytes of the raw size or its rows are 4096 bytes or more.
       const uint64_t complete = strip.size() - 4;
@@ -138,8 +137,8 @@ TEST(G4EncodeTest, WorkedValues) {
 TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   Bytes zeros(8192, 0);
   Bitmap noise(64, 16);
-  g4test::Rng rng(5);
-  g4test::Noise(noise, rng, 0.5);
+  Rng rng(5);
+  Noise(noise, rng, 0.5);
   struct Case {
     const char *name;
     BlockCoder coder;

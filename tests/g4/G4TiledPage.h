@@ -1,6 +1,6 @@
-// CImg1G4 pages for the scanline and scaling tests: a bitmap cut into tiles that
-// libtiff codes one by one (white tiles get no bytes), and, from the bitmap alone,
-// the runs the scanline routines are to paint, edge rules included.
+// CImg1G4 pages for the scanline and scaling tests: a bitmap cut into tiles that libtiff
+// codes one by one (white tiles get no bytes), and, from the bitmap alone, the runs the
+// scanline routines are to paint, edge rules included.
 #ifndef TESTS_G4_G4TILEDPAGE_H_
 #define TESTS_G4_G4TILEDPAGE_H_
 
@@ -41,7 +41,9 @@ inline TiledPage MakeTiledPage(const Bitmap &source, unsigned tw, unsigned th,
   TiledPage page{source, tw, th, {}, c2d_test::ImgPtr<G4Page>(new G4Page())};
   const unsigned across = (source.width + tw - 1) / tw;
   const unsigned down = (source.height + th - 1) / th;
-  std::vector<std::vector<uint8_t>> streams;
+  std::vector<std::vector<uint8_t>> streams(across * down);
+  std::vector<unsigned char *> data;
+  std::vector<unsigned> counts;
   for (unsigned i = 0; i < across * down; ++i) {
     Bitmap tile(tw, th);  // tiles past the page's edges are padded white
     bool white = true;
@@ -52,14 +54,10 @@ inline TiledPage MakeTiledPage(const Bitmap &source, unsigned tw, unsigned th,
         white = white && !black;
       }
     }
-    streams.push_back(white ? std::vector<uint8_t>() : EncodeForDecoder(tile));
+    streams[i] = white ? std::vector<uint8_t>() : LibtiffStrip(tile, true);
     page.empty.push_back(white);
-  }
-  std::vector<unsigned char *> data;
-  std::vector<unsigned> counts;
-  for (auto &s : streams) {
-    data.push_back(s.data());
-    counts.push_back(static_cast<unsigned>(s.size()));
+    data.push_back(streams[i].data());
+    counts.push_back(static_cast<unsigned>(streams[i].size()));
   }
   EXPECT_TRUE(
       page.image->initHeader(source.width, source.height, tw, th, 0xFFFFFF, 0xFF000000, align));
@@ -72,11 +70,10 @@ struct Run {
   unsigned y, d0, d1;
 };
 
-// The runs of one colour the scanline routines paint for rectangle r, found from the
-// bitmap: maximal runs inside each tile touched (columns past the page are white),
-// none in tiles without bytes. A leading white run starts one column left of its
-// tile, which for the leftmost tile wraps and drops it, and a run that starts on
-// r.right is dropped.
+// The runs of one colour the scanline routines paint for rectangle r, from the bitmap:
+// maximal runs inside each tile touched (white past the page), none in tiles without
+// bytes. A leading white run starts one column left of its tile (wrapping, so dropped,
+// in the leftmost tile), and a run that starts on r.right is dropped.
 inline std::vector<Run> PaintedRuns(const TiledPage &page, const ImgRect &r, bool white) {
   std::vector<Run> runs;
   const Bitmap &src = page.source;
@@ -134,8 +131,8 @@ inline c2d_test::ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
   return c2d_test::ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
 }
 
-// A page of one-pixel strokes and noise with a white band, so that some tiles hold
-// no bytes. The last column stays white, where a run would start on the edge.
+// One-pixel strokes and noise with a white band, so that some tiles hold no bytes. The
+// last column stays white, where a run would start on the edge.
 inline Bitmap StrokePage(unsigned w, unsigned h, uint64_t seed, double noise = 0.08) {
   Bitmap page(w, h);
   Rng rng(seed);
