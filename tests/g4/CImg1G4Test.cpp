@@ -47,25 +47,24 @@ TEST(CImg1G4Test, FactoryFailuresAreNullAndReportNothing) {
     const char *name;
     unsigned w, h, tw, th;
     unsigned char **data;
-    unsigned *bytes;
-    bool withData;
+    unsigned *bytes;  // with neither array, the factory without data
   };
   const Case cases[] = {
-      {"zero width", 0, 8, 8, 8, nullptr, nullptr, false},
-      {"zero height", 8, 0, 8, 8, nullptr, nullptr, false},
-      {"zero tile width", 8, 8, 0, 8, nullptr, nullptr, false},
-      {"zero tile height", 8, 8, 8, 0, nullptr, nullptr, false},
-      {"2^32 tiles", 0x10000, 0x10000, 1, 1, nullptr, nullptr, false},
-      {"tile wider than page", 10, 10, 16, 10, oneTile, zero, true},
-      {"tile taller than page", 10, 10, 10, 11, oneTile, zero, true},
-      {"no byte counts", 8, 8, 8, 8, oneTile, nullptr, true},
-      {"count without bytes", 8, 8, 8, 8, missing, three, true},
-      {"count without arrays", 8, 8, 8, 8, nullptr, three, true},
+      {"zero width", 0, 8, 8, 8, nullptr, nullptr},
+      {"zero height", 8, 0, 8, 8, nullptr, nullptr},
+      {"zero tile width", 8, 8, 0, 8, nullptr, nullptr},
+      {"zero tile height", 8, 8, 8, 0, nullptr, nullptr},
+      {"2^32 tiles", 0x10000, 0x10000, 1, 1, nullptr, nullptr},
+      {"tile wider than page", 10, 10, 16, 10, oneTile, zero},
+      {"tile taller than page", 10, 10, 10, 11, oneTile, zero},
+      {"no byte counts", 8, 8, 8, 8, oneTile, nullptr},
+      {"count without bytes", 8, 8, 8, 8, missing, three},
+      {"count without arrays", 8, 8, 8, 8, nullptr, three},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     const ErrWatch watch;
-    EXPECT_EQ(c.withData
+    EXPECT_EQ(c.data != nullptr || c.bytes != nullptr
                   ? CImg1G4::create(c.w, c.h, c.tw, c.th, c.data, c.bytes, 0, 1, IMG_ALIGN_NONE)
                   : CImg1G4::create(c.w, c.h, c.tw, c.th, 0, 1, IMG_ALIGN_NONE),
               nullptr);
@@ -93,10 +92,10 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
       {9, 40, 1, 13, IMG_ALIGN_NONE, 9, 4, 7, 2},
   };
   for (const Case &c : cases) {
-    SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h));
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h);
     const unsigned n = c.across * c.down;
-    // Tile i holds i % 4 bytes of value i, so every fourth tile has none; the
-    // buffers are freed before the image is looked at, as it holds copies.
+    // Tile i holds i % 4 bytes of value i (every fourth none), freed before the image is
+    // looked at, as it holds copies.
     std::vector<std::vector<unsigned char>> bytes(n);
     std::vector<unsigned char *> data(n);
     std::vector<unsigned> counts(n);
@@ -146,10 +145,9 @@ TEST(CImg1G4Test, SetExtentsRecutsAnImageWithColours) {
   EXPECT_EQ(image->getWidth(), 16u);
   // A new empty grid; the old tiles and bytes are freed (LeakSanitizer).
   EXPECT_TRUE(image->setExtents(32, 20, 8, 5));
-  EXPECT_EQ(image->getNumberOfTiles(), 16u);
-  EXPECT_EQ(image->getTile(3, 3)->getData(), nullptr);
-  EXPECT_EQ(image->getPadBits(), 0u);
-  EXPECT_EQ(image->getBackgroundInterpretation(), 5u);
+  EXPECT_EQ(std::make_tuple(image->getNumberOfTiles(), image->getTile(3, 3)->getData(),
+                            image->getPadBits(), image->getBackgroundInterpretation()),
+            std::make_tuple(16u, nullptr, 0u, 5u));
 }
 
 TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
@@ -166,8 +164,8 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
   Rng rng(11);
   for (const Layout &l : layouts) {
     for (unsigned paper : {0u, 1u}) {
-      SCOPED_TRACE(std::to_string(l.w) + " in tiles " + std::to_string(l.tw) + "x" +
-                   std::to_string(l.th) + ", paper " + std::to_string(paper));
+      SCOPED_TRACE(testing::Message()
+                   << l.w << " in tiles " << l.tw << "x" << l.th << ", paper " << paper);
       TiledPage page = MakeTiledPage(StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
       page.image->setBackgroundColor(paper);
       std::vector<ImgRect> rects = {ImgRect(0u, 0u, l.w - 1, l.h - 1)};
@@ -177,13 +175,12 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
       }
       const ErrWatch watch;
       for (const ImgRect &r : rects) {
-        SCOPED_TRACE(std::to_string(r.left) + "," + std::to_string(r.top) + " to " +
-                     std::to_string(r.right) + "," + std::to_string(r.bottom));
+        SCOPED_TRACE(testing::Message()
+                     << r.left << "," << r.top << " to " << r.right << "," << r.bottom);
         const ImgPtr<CImg1> cut = Cut(*page.image, r);
         ASSERT_NE(cut, nullptr);
         EXPECT_EQ(cut->getBackgroundInterpretation(), 0xFFFFFFu);
-        const Bitmap expected = Paint(PaintedRuns(page, r, paper != 0), r);
-        EXPECT_EQ(FirstDifference(BitsOf(*cut), expected), "");
+        EXPECT_EQ(FirstDifference(BitsOf(*cut), Paint(PaintedRuns(page, r, paper != 0), r)), "");
       }
       EXPECT_EQ(watch.reports(), 0u);
       // The conversion factory decompresses the whole page the same way.
@@ -194,8 +191,7 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
 }
 
 TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
-  // No pad bits and a white last column: the count from the code and CImg1's count
-  // of the decoded page see the same pixels.
+  // No pad bits and a white last column: the code's count and CImg1's see the same pixels.
   const ImgRect all(0u, 0u, 63u, 39u);
   for (double density : {0.1, 0.5, 0.53, 0.57, 0.9}) {
     SCOPED_TRACE(density);
@@ -209,13 +205,13 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
     const unsigned fromCode = MakeTiledPage(src, 16, 16).image->calculateBackground();
     EXPECT_EQ(fromCode, plain->calculateBackground());
     EXPECT_EQ(fromCode, density > 0.55 ? 1u : 0u);
-    // Cutting out with the background unknown settles it the same way, and a dark
-    // page comes out inverted, so that set bits are foreground over paper 0.
+    // Cutting out with the background unknown settles it the same way, and a dark page
+    // comes out inverted, so that set bits are foreground over paper 0.
     TiledPage fresh = MakeTiledPage(src, 16, 16);
     const ImgPtr<CImg1> cut = Cut(*fresh.image, all);
-    EXPECT_EQ(fresh.image->getBackgroundState(), IMG_BG_KNOWN);
-    EXPECT_EQ(fresh.image->getBackgroundColor(), fromCode);
-    EXPECT_EQ(cut->getBackgroundColor(), 0u);
+    EXPECT_EQ(std::make_tuple(fresh.image->getBackgroundState(), fresh.image->getBackgroundColor(),
+                              cut->getBackgroundColor()),
+              std::make_tuple(IMG_BG_KNOWN, fromCode, 0u));
     for (uint8_t &b : src.bits) {
       b = fromCode == 1 ? static_cast<uint8_t>(~b) : b;
     }
