@@ -279,10 +279,7 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
   TiledPage page = MakeTiledPage(StrokePage(40, 20, 5), 16, 8);
   const ImgRect all(0u, 0u, 39u, 19u);
   ImgPtr<CImg1> small(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
-  const auto none = [](IImg *image) {
-    ImgPtr<IImg> owned(image);
-    return owned == nullptr;
-  };
+  const auto none = [](IImg *image) { return ImgPtr<IImg>(image) == nullptr; };
   struct Case {
     const char *name;
     std::function<bool()> refused;

@@ -134,18 +134,17 @@ TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
 }
 
 TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
+  const short kNoData = G4_DECODE_NO_DATA, kOk = G4_DECODE_OK;
   // DecodeStream reads from an exact-size heap copy. The caller's bound: ending the
   // data inside the first word fails the first row.
   for (uint64_t limit : {0ull, 1ull, 2ull, 8ull}) {
-    EXPECT_EQ(DecodeStream(CodeBits("001 1100 10"), 8, 1, limit).failure,
-              limit < 8 ? G4_DECODE_NO_DATA : G4_DECODE_OK)
+    EXPECT_EQ(DecodeStream(CodeBits("001 1100 10"), 8, 1, limit).failure, limit < 8 ? kNoData : kOk)
         << limit;
   }
   // An odd byte count: word 0 holds sixteen V0 rows; the last byte has no partner,
   // so the word it would start is not read and the next row has no data.
   const DecodeOutcome odd = DecodeStream({0xFF, 0xFF, 0xFF}, 8, 20, 1ull << 30);
-  EXPECT_EQ(odd.decodedRows, 16u);
-  EXPECT_EQ(odd.failure, G4_DECODE_NO_DATA);
+  EXPECT_EQ(std::make_pair(odd.decodedRows, odd.failure), std::make_pair(16u, kNoData));
 }
 
 TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
@@ -187,18 +186,18 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
                                      G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
   const uint32_t sizes[][2] = {{97, 30}, {1728, 8}, {5, 40}};
-  for (const auto &size : sizes) {
-    const Bitmap page = StrokePage(size[0], size[1], size[0]);
+  for (const auto &[w, h] : sizes) {
+    const Bitmap page = StrokePage(w, h, w);
     const std::vector<uint8_t> words = LibtiffStrip(page, true);
     ASSERT_FALSE(words.empty());
     uint32_t lastRows = 0;
     const size_t step = words.size() / 300 + 1;
     for (size_t cut = 0; cut < words.size() + step; cut += step) {
-      SCOPED_TRACE("width " + std::to_string(size[0]) + ", cut at " + std::to_string(cut));
+      SCOPED_TRACE(testing::Message() << "width " << w << ", cut at " << cut);
       const std::vector<uint8_t> head(words.begin(), words.begin() + std::min(cut, words.size()));
       // Bounded by the cut stream itself, and by a large image's total.
       for (uint64_t limit : {uint64_t{head.size()}, uint64_t{1} << 30}) {
-        const DecodeOutcome out = DecodeStream(head, size[0], size[1], limit);
+        const DecodeOutcome out = DecodeStream(head, w, h, limit);
         if (out.failure != G4_DECODE_OK) {
           EXPECT_EQ(kFailures.count(out.failure), 1u) << out.failure;
           EXPECT_EQ(out.retry, out.oddStart ? static_cast<short>(G4_DECODE_NO_DATA) : out.failure);
@@ -211,7 +210,7 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
         }
       }
     }
-    EXPECT_EQ(lastRows, size[1]);  // the whole stream decodes every row
+    EXPECT_EQ(lastRows, h);  // the whole stream decodes every row
   }
 }
 
@@ -231,7 +230,7 @@ TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
   };
   for (size_t cut = 0; cut <= words.size(); cut += words.size() / 40 + 1) {
     for (const uint32_t stopAt : {7u, 30u}) {
-      SCOPED_TRACE("cut at " + std::to_string(cut) + ", stop at " + std::to_string(stopAt));
+      SCOPED_TRACE(testing::Message() << "cut at " << cut << ", stop at " << stopAt);
       const std::vector<uint8_t> one(words.begin(), words.begin() + cut), two = one;
       RowDecoder plain(one.data(), static_cast<uint32_t>(cut), 97);
       RowDecoder batch(two.data(), static_cast<uint32_t>(cut), 97);

@@ -172,7 +172,6 @@ TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   CCITT_EncodeG4Row(white, 4, white, 4, nullptr, &bits, nullptr, nullptr);
   EXPECT_EQ(bits, 0u);
   // A batch keeps nothing when a tile is refused (the leak check sees the first).
-  const Bitmap blank(64, 16);
   unsigned char *sources[] = {zeros.data(), noise.bits.data()};
   unsigned sizes[2] = {};
   unsigned char **data = nullptr;
@@ -184,7 +183,7 @@ TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   sources[1] = zeros.data();
   ASSERT_TRUE(createG4Tiles(2, 64, 16, 8, sources, sizes, &data, &counts));
   for (unsigned i = 0; i < 2; ++i) {
-    EXPECT_EQ(Bytes(data[i], data[i] + counts[i]), Code(createG4Tile, blank));
+    EXPECT_EQ(Bytes(data[i], data[i] + counts[i]), Code(createG4Tile, Bitmap(64, 16)));
     std::free(data[i]);
   }
   std::free(data);

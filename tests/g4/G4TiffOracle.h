@@ -364,9 +364,8 @@ struct DecodeOutcome {
 
 inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t width, uint32_t rows,
                                   uint64_t limitBytes) {
-  std::unique_ptr<uint8_t[]> copy(new uint8_t[words.size() + (words.empty() ? 1 : 0)]);
-  std::copy(words.begin(), words.end(), copy.get());
-  RowDecoder decoder(copy.get(), static_cast<uint32_t>(words.size()), width);
+  const std::vector<uint8_t> copy = words;  // a new allocation of exactly its size
+  RowDecoder decoder(copy.data(), static_cast<uint32_t>(copy.size()), width);
   DecodeOutcome out;
   out.image = Bitmap(width, rows);
   for (uint32_t y = 0; y < rows; ++y) {
