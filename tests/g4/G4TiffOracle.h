@@ -87,6 +87,18 @@ inline void Noise(Bitmap &image, Rng &rng, double density) {
   }
 }
 
+// Alternating runs along each row, the k-th (from 0) len(k, y) long, black first on odd rows.
+template <typename Len>
+void Runs(Bitmap &image, Len len) {
+  for (uint32_t y = 0; y < image.height; ++y) {
+    for (uint32_t x = 0, k = 0; x < image.width; x += len(k, y), ++k) {
+      if ((k + y) % 2 == 1) {
+        image.fill(x, x + len(k, y), y);
+      }
+    }
+  }
+}
+
 // Named bitmap makers; each is given the size and a generator seeded per width.
 struct Pattern {
   const char *name;
@@ -130,31 +142,15 @@ inline const Pattern kPatterns[] = {
          }
        }
      }},
+    // Run lengths growing along each row: both colours meet every short length.
     {"every run length",
-     // Run lengths growing along each row, black first on odd rows: every short run.
      [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         bool black = y & 1;
-         for (uint32_t x = 0, len = 1 + y % 3; x < image.width; x += len, len += 1 + (y % 2)) {
-           if (black) {
-             image.fill(x, x + len, y);
-           }
-           black = !black;
-         }
-       }
+       Runs(image, [](uint32_t k, uint32_t y) { return 1 + y % 3 + k * (1 + y % 2); });
      }},
+    // At width 70001, every make-up code of both colours and runs of more than 2560.
     {"make-up runs",
-     // Runs of 64k + (7k + y) % 64, white first on even rows: at width 70001, every
-     // make-up code of both colours and runs of more than 2560.
      [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         for (uint32_t x = 0, k = 1, len = 0; x < image.width; x += len, ++k) {
-           len = 64 * k + (7 * k + y) % 64;
-           if ((k + y) % 2 == 0) {
-             image.fill(x, x + len, y);
-           }
-         }
-       }
+       Runs(image, [](uint32_t k, uint32_t y) { return 64 * (k + 1) + (7 * (k + 1) + y) % 64; });
      }},
 };
 

@@ -46,14 +46,12 @@ inline TiledPage MakeTiledPage(const Bitmap &source, unsigned tw, unsigned th,
   std::vector<unsigned> counts;
   for (unsigned i = 0; i < across * down; ++i) {
     Bitmap tile(tw, th);  // tiles past the page's edges are padded white
-    bool white = true;
     for (unsigned y = 0; y < th && (i / across) * th + y < source.height; ++y) {
       for (unsigned x = 0; x < tw && (i % across) * tw + x < source.width; ++x) {
-        const bool black = source.get((i % across) * tw + x, (i / across) * th + y);
-        tile.set(x, y, black);
-        white = white && !black;
+        tile.set(x, y, source.get((i % across) * tw + x, (i / across) * th + y));
       }
     }
+    const bool white = tile.bits == Bitmap(tw, th).bits;
     streams[i] = white ? std::vector<uint8_t>() : LibtiffStrip(tile, true);
     page.empty.push_back(white);
     data.push_back(streams[i].data());
@@ -116,9 +114,8 @@ inline Bitmap Paint(const std::vector<Run> &runs, const ImgRect &r) {
 inline Bitmap BitsOf(const CImg1 &image) {
   Bitmap out(image.getWidth(), image.getHeight());
   for (unsigned y = 0; y < out.height; ++y) {
-    std::copy_n(image.peekData() + y * image.getBytesPerLine(), out.stride, out.row(y));
-    if (out.width % 8 != 0) {
-      out.row(y)[out.stride - 1] &= static_cast<uint8_t>(0xFF00u >> (out.width % 8));
+    for (unsigned x = 0; x < out.width; ++x) {
+      out.set(x, y, c2d_test::BitAt(image, x, y));
     }
   }
   return out;
