@@ -212,13 +212,10 @@ inline void SetG4Fields(TIFF *tif, uint32_t width, uint32_t height) {
   TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
 }
 
-// `image` as a one-strip Group 4 TIFF in memory; empty on failure.
+// `image` as a one-strip Group 4 TIFF in memory (which always opens); empty on failure.
 inline MemTiff WriteG4Tiff(const Bitmap &image) {
   MemTiff file;
   TIFF *tif = file.open("w");
-  if (tif == nullptr) {
-    return MemTiff();
-  }
   SetG4Fields(tif, image.width, image.height);
   bool ok = true;
   for (uint32_t y = 0; y < image.height && ok; ++y) {
@@ -250,19 +247,13 @@ inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
 
 // Bits from '0' and '1' characters (others skipped), then `tail` zero bytes as coded
 // tiles end, in the decoder's word order.
-inline std::vector<uint8_t> CodeBits(const std::string &bits, unsigned tail = 4) {
-  std::vector<uint8_t> bytes;
-  unsigned n = 0;
-  for (char c : bits) {
-    if (c == '0' || c == '1') {
-      if (n % 8 == 0) {
-        bytes.push_back(0);
-      }
-      bytes.back() = static_cast<uint8_t>(bytes.back() | (c == '1' ? 0x80u >> (n % 8) : 0u));
-      ++n;
-    }
+inline std::vector<uint8_t> CodeBits(std::string bits, unsigned tail = 4) {
+  bits.erase(std::remove_if(bits.begin(), bits.end(), [](char c) { return c != '0' && c != '1'; }),
+             bits.end());
+  std::vector<uint8_t> bytes((bits.size() + 7) / 8 + tail, 0);
+  for (size_t i = 0; i < bits.size(); ++i) {
+    bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] | (bits[i] - '0') << (7 - i % 8));
   }
-  bytes.insert(bytes.end(), tail, 0);
   return ToDecoderOrder(bytes);
 }
 
@@ -283,9 +274,6 @@ inline std::vector<uint8_t> LibtiffStrip(const Bitmap &image, bool swapped = fal
 inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, uint32_t height) {
   MemTiff file;
   TIFF *tif = file.open("w");
-  if (tif == nullptr) {
-    return Bitmap();
-  }
   SetG4Fields(tif, width, height);
   const tmsize_t n = static_cast<tmsize_t>(strip.size());
   const bool written = TIFFWriteRawStrip(tif, 0, const_cast<uint8_t *>(strip.data()), n) == n;
@@ -320,12 +308,10 @@ struct RowDecoder {
   }
   // The state before a tile's first row: all-white reference, first bit of the data.
   void restart() {
-    int32_t *ref = tile.refChanges();
-    ref[0] = 0;
-    ref[1] = ref[2] = ref[3] = static_cast<int32_t>(width) + 1;
+    std::fill_n(tile.refChanges(), 4, static_cast<int32_t>(width) + 1);
+    tile.refChanges()[0] = 0;
     tile.numRefChanges() = 4;
-    tile.numChanges() = 0;
-    tile.byteLoc() = 0;
+    tile.numChanges() = tile.byteLoc() = 0;
     tile.bitLoc() = 1;
   }
   // Decodes one row; on success paints it into `row` (if given) and swaps the lists.
