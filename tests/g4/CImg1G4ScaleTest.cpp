@@ -66,9 +66,8 @@ Bitmap LinePage() {
   return page;
 }
 
-// A 16 x 8 tile: a black pixel at column 10 in rows 0 and 1; in row 2 a vertical
-// code steps back, giving the black run 11 to 9, which no grey cell can take; rows
-// 3 and 4 as rows 0 and 1; then the end of the block.
+// A 16 x 8 tile: black at column 10 in rows 0, 1, 3 and 4; in row 2 a vertical code steps
+// back, giving the black run 11 to 9, which no grey cell can take; then the end of block.
 ImgPtr<CImg1G4> BackwardRunTile() {
   std::vector<uint8_t> bytes =
       CodeBits("001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
@@ -79,9 +78,8 @@ ImgPtr<CImg1G4> BackwardRunTile() {
 
 TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   TiledPage page = MakeTiledPage(LinePage(), 64, 48);
-  // The whole page and a rectangle starting inside a tile row; a background unknown (settled
-  // to 0 by the first reduction), then 1, which paints the white runs. Sampling keeps the
-  // page's polarity.
+  // The whole page and a rectangle inside a tile row, the background unknown (settled to 0),
+  // then 1 (painting white runs); sampling keeps the page's polarity.
   for (unsigned paper : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
       const Bitmap cut = Paint(PaintedRuns(page, r, paper == 1), r);
@@ -146,9 +144,8 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
 }
 
 TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
-  // A sparse page and its inverse (the last column white in both), scaled from the code
-  // and by CImg1 once decoded. Both start with the background unknown; the dark one ends
-  // inverted.
+  // A sparse page and its inverse (last column white in both), from the code and via CImg1;
+  // the background starts unknown and the dark page ends inverted.
   Bitmap pages[2] = {StrokePage(67, 50, 4), StrokePage(67, 50, 4)};
   for (unsigned y = 0; y < 50; ++y) {
     for (unsigned x = 0; x < 66; ++x) {

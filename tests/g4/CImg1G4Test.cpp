@@ -1,6 +1,5 @@
-// CImg1G4: a bare object, factory failures, the tile grid with its copied bytes and
-// setExtents; then rectangles of pages coded tile by tile by libtiff against the source
-// bitmap, the background counted from the code, and dark pages.
+// CImg1G4: a bare object, factory failures, the tile grid and setExtents; then rectangles of
+// pages coded tile by tile by libtiff against the bitmap, the background and dark pages.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -71,8 +70,7 @@ TEST(CImg1G4Test, FactoryFailuresAreNullAndReportNothing) {
     EXPECT_EQ(watch.reports(), 0u);
   }
   EXPECT_EQ(CImg1G4::create(&byte, 8, 8, IMG_ALIGN_32), nullptr);
-  // A huge tile on a tiny page is a valid header that can take no data; its change
-  // buffers are sized by the page (else this would allocate gigabytes).
+  // A huge tile on a tiny page: a valid header taking no data, buffers sized by the page.
   G4Ptr huge(CImg1G4::create(1, 1, kUnset, kUnset, 0, 1, IMG_ALIGN_NONE));
   ASSERT_NE(huge, nullptr);
   EXPECT_EQ(huge->getNumberOfTiles(), 1u);
@@ -94,8 +92,7 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
   for (const Case &c : cases) {
     SCOPED_TRACE(testing::Message() << c.w << "x" << c.h);
     const unsigned n = c.across * c.down;
-    // Tile i holds i % 4 bytes of value i (every fourth none), freed before the image is
-    // looked at, as it holds copies.
+    // Tile i holds i % 4 bytes of value i, freed before the image is read: it holds copies.
     std::vector<std::vector<unsigned char>> bytes(n);
     std::vector<unsigned char *> data(n);
     std::vector<unsigned> counts(n);

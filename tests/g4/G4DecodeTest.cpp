@@ -1,6 +1,5 @@
-// CCITT_G4Decode on hand-coded rows that coders do not write (G4EncodeTest checks the
-// modes against libtiff): odd runs, ends of block, errors, the state after a failure and
-// the refusals that keep it in its buffers; then truncated streams from exact-size copies.
+// CCITT_G4Decode on hand-coded rows coders do not write (G4EncodeTest checks the modes):
+// odd runs, ends of block, errors, failures and refusals; truncated streams, exact copies.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -77,8 +76,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"lone EOL", "000000000001" + Repeat(" 1111", 4), 8, {}, kBadEol, {}},
       {"end of block, then only zero bytes", eofb, 8, {}, kNoData, {}},
       {"pass to W + 1, then another code", "0001 1", 8, {0, 2, 9, 9, 9}, kRefEnd, {}},
-      // W + 1 sits at index 3, the walker's bound: a row needing it as b1 is refused,
-      // while horizontal mode needs no b1.
+      // W + 1 at index 3 is the walker's bound: V0 needing it as b1 is refused, H needs no b1.
       {"every column: V0", "1 1 1", 2, every, kRefEnd, {}},
       {"every column: H", "001 00110101 010 001 000111 0000110111", 2, every, kOk, every},
       // An end of block whitens the row and decoding goes on after it.
@@ -87,8 +85,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"after a pass, fill and zero bytes", "0001" + eofb + "0000 00000000 00000000 1", 8, r24, kOk,
        white},
       {"changes before the block dropped", "001 1100 010" + eofb + "1", 8, {}, kOk, white},
-      // VL1 gives 1, then VL3 VL1 give 1 again and again: past the list's W + 6 entries
-      // the row fails instead of writing on; four pairs still fit.
+      // VL1, then pairs VL3 VL1, each give 1: past W + 6 entries the row fails; four pairs fit.
       {"W + 6 entries overflow", "010" + Repeat(vl3vl1, 10), 8, r24, kNoData, {}},
       {"W + 6 entries fit", "010" + Repeat(vl3vl1, 4) + " 1 1", 8, r24, kOk,
        {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 9, 9, 9}},
@@ -135,14 +132,12 @@ TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
 
 TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
   const short kNoData = G4_DECODE_NO_DATA, kOk = G4_DECODE_OK;
-  // DecodeStream reads from an exact-size heap copy. The caller's bound: ending the
-  // data inside the first word fails the first row.
+  // DecodeStream reads an exact-size copy; a bound inside the first word fails row 0.
   for (uint64_t limit : {0ull, 1ull, 2ull, 8ull}) {
     EXPECT_EQ(DecodeStream(CodeBits("001 1100 10"), 8, 1, limit).failure, limit < 8 ? kNoData : kOk)
         << limit;
   }
-  // An odd byte count: word 0 holds sixteen V0 rows; the last byte has no partner,
-  // so the word it would start is not read and the next row has no data.
+  // An odd byte count: sixteen V0 rows in word 0; the unpaired last byte is not read.
   const DecodeOutcome odd = DecodeStream({0xFF, 0xFF, 0xFF}, 8, 20, 1ull << 30);
   EXPECT_EQ(std::make_pair(odd.decodedRows, odd.failure), std::make_pair(16u, kNoData));
 }
@@ -179,9 +174,8 @@ TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
 
 class G4CorruptTest : public G4DecodeTest {};
 
-// Every failure is a known code, and the same again on retry with the position held
-// (from an odd byteLoc the retry sees the drifted bitLoc and is refused as "no data");
-// the rows before it are right.
+// Each failure is a known code, repeated on retry with the position held (from an odd byteLoc
+// the drifted bitLoc is refused as "no data"); the rows before it are right.
 TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
                                      G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
@@ -214,9 +208,8 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   }
 }
 
-// A tile's rows decoded in one batch, the bit reader kept from row to row, give what
-// a call per row gives: each row's result and list, and the tile's state at the end,
-// on streams cut short and when the caller stops the walk.
+// A batch of rows with the bit reader kept gives what a call per row gives: each row's list
+// and the tile's end state, on cut streams and when the caller stops the walk.
 TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
   const std::vector<uint8_t> words = LibtiffStrip(StrokePage(97, 30, 97), true);
   struct Sink {

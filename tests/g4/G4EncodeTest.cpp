@@ -1,6 +1,5 @@
-// The Group 4 coders against libtiff: our encoder byte for byte against libtiff's,
-// libtiff's decoder on our code, our decoder on libtiff's code; then the worked values
-// of change detection, a white row and the end-of-block tail, and the refusals.
+// The Group 4 coders against libtiff, both ways and byte for byte; worked values of change
+// detection, a white row and the end-of-block tail; the refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,9 +49,8 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       const Bytes tile = Code(createG4Tile, dirty);
       const Bytes theirs = LibtiffStrip(dirty);
       const uint64_t raw = clean.bits.size();
-      // Our decoder on libtiff's code, bounded by its size as for one tile. After a row
-      // with a change in every column (tiny widths only) a row that needs the walker's
-      // last entry as b1 fails with G4_DECODE_REF_END; the rows before it must match.
+      // Our decoder on libtiff's code, bounded by its size as one tile. After a row changing
+      // in every column (tiny widths) a row needing b1 = W + 1 fails with G4_DECODE_REF_END.
       const Bytes words = ToDecoderOrder(theirs);
       const DecodeOutcome out = DecodeStream(words, w, clean.height, words.size());
       if (out.decodedRows < clean.height) {
@@ -71,8 +69,7 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       }
       EXPECT_EQ(trimmed, theirs);
       EXPECT_EQ(FirstDifference(LibtiffDecode(strip, w, clean.height), clean), "");
-      // A tile is the same stream, refused when its complete bytes come within 16
-      // bytes of the raw size or its rows are 4096 bytes or more.
+      // A tile is the same stream, refused within 16 bytes of the raw size or at 4096-byte rows.
       const uint64_t complete = strip.size() - 4;
       EXPECT_EQ(!tile.empty(), clean.stride < 4096 && (complete == 0 || complete + 16 < raw));
       if (!tile.empty()) {

@@ -245,8 +245,7 @@ inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
   return out;
 }
 
-// Bits from '0' and '1' characters (others skipped), then `tail` zero bytes as coded
-// tiles end, in the decoder's word order.
+// Bits from '0'/'1' characters (others skipped), then `tail` zero bytes, in decoder order.
 inline std::vector<uint8_t> CodeBits(std::string bits, unsigned tail = 4) {
   bits.erase(std::remove_if(bits.begin(), bits.end(), [](char c) { return c != '0' && c != '1'; }),
              bits.end());
@@ -257,8 +256,7 @@ inline std::vector<uint8_t> CodeBits(std::string bits, unsigned tail = 4) {
   return ToDecoderOrder(bytes);
 }
 
-// libtiff's own one-strip Group 4 coding of `image`; in the decoder's word order if
-// `swapped`.
+// libtiff's own one-strip Group 4 coding of `image`, in the decoder's order if `swapped`.
 inline std::vector<uint8_t> LibtiffStrip(const Bitmap &image, bool swapped = false) {
   MemTiff file = WriteG4Tiff(image);
   TIFF *tif = file.open("r");

@@ -1,6 +1,5 @@
-// CImg1G4 pages for the scanline and scaling tests: a bitmap cut into tiles that libtiff
-// codes one by one (white tiles get no bytes), and, from the bitmap alone, the runs the
-// scanline routines are to paint, edge rules included.
+// CImg1G4 pages coded tile by tile by libtiff (white tiles get no bytes), and from the bitmap
+// alone the runs the scanline routines are to paint, edge rules included.
 #ifndef TESTS_G4_G4TILEDPAGE_H_
 #define TESTS_G4_G4TILEDPAGE_H_
 
@@ -18,14 +17,8 @@ namespace g4test {
 // Opens the protected workers of a page.
 class G4Page : public CImg1G4 {
  public:
-  using CImg1G4::Enlarge;
-  using CImg1G4::initData;
-  using CImg1G4::initHeader;
-  using CImg1G4::InitTileRowDecode;
-  using CImg1G4::Reduce;
-  using CImg1G4::Reduce_bkg;
-  using CImg1G4::Reduce_greyscale;
-  G4Page() = default;
+  using CImg1G4::Enlarge, CImg1G4::initData, CImg1G4::initHeader, CImg1G4::InitTileRowDecode;
+  using CImg1G4::Reduce, CImg1G4::Reduce_bkg, CImg1G4::Reduce_greyscale;
 };
 
 struct TiledPage {
