@@ -2,9 +2,7 @@
 // detection, a white row and the end-of-block tail; the refusals.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "G4TiffOracle.h"
