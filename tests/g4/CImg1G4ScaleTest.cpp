@@ -1,10 +1,9 @@
-// Scaling a CImg1G4 from its code, against the blocks of the source bitmap and
-// against CImg1's scaling of the decoded page; mirrors and quarter turns; a grey row
-// that fails inside; the refusals.
+// Scaling a CImg1G4 from its code, against the blocks of the source bitmap and CImg1's
+// scaling of the decoded page; mirrors and quarter turns; a failing grey row; refusals.
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
+#include <tuple>
 #include <vector>
 
 #include "G4TiledPage.h"
@@ -14,15 +13,10 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-using g4test::Bitmap;
-using g4test::BitsOf;
-using g4test::FirstDifference;
-using g4test::MakeTiledPage;
-using g4test::TiledPage;
+using namespace g4test;
 
-// Calls f(x, y, j, t, first) for each pixel (x, y) of a sw x sh rectangle, where
-// (j, t) is the pixel of a w x h reduction whose block holds it, and `first` says
-// whether it is the block's first pixel.
+// Calls f(x, y, j, t, first) for each pixel (x, y) of a sw x sh rectangle, where (j, t)
+// is the w x h reduction's pixel whose block holds it, `first` if it is the block's first.
 template <typename F>
 void ForEachBlockPixel(unsigned sw, unsigned sh, unsigned w, unsigned h, F &&f) {
   unsigned *rows = nullptr, *cols = nullptr;
@@ -40,11 +34,14 @@ void ForEachBlockPixel(unsigned sw, unsigned sh, unsigned w, unsigned h, F &&f) 
   std::free(cols);
 }
 
-Bitmap BlockOr(const Bitmap &cut, unsigned w, unsigned h) {
+// The w x h reduction of `cut`: each block's OR, or (sampling) its first pixel xor `flip`.
+Bitmap Reduced(const Bitmap &cut, unsigned w, unsigned h, bool sample, bool flip = false) {
   Bitmap out(w, h);
   ForEachBlockPixel(cut.width, cut.height, w, h,
-                    [&](unsigned x, unsigned y, unsigned j, unsigned t, bool) {
-                      out.set(j, t, out.get(j, t) || cut.get(x, y));
+                    [&](unsigned x, unsigned y, unsigned j, unsigned t, bool first) {
+                      if (sample ? first : cut.get(x, y)) {
+                        out.set(j, t, cut.get(x, y) != flip);
+                      }
                     });
   return out;
 }
@@ -55,8 +52,7 @@ IImg *Scale(CImg1G4 &page, const ImgRect &r, unsigned w, unsigned h, unsigned de
   return page.scale(r, w, h, attr);
 }
 
-// A drawing of one-pixel lines: rows, columns (the last column left white, where a
-// run would start on the edge) and slants.
+// One-pixel rows, columns and slants; the last column white, where a run would start on the edge.
 Bitmap LinePage() {
   Bitmap page(203, 157);
   for (unsigned y : {0u, 7u, 50u, 100u, 156u}) {
@@ -70,12 +66,11 @@ Bitmap LinePage() {
   return page;
 }
 
-// A 16 x 8 tile: a black pixel at column 10 in rows 0 and 1; in row 2 a vertical
-// code steps back, giving the black run 11 to 9, which no grey cell can take; rows
-// 3 and 4 as rows 0 and 1; then the end of the block.
+// A 16 x 8 tile: black at column 10 in rows 0, 1, 3 and 4; in row 2 a vertical code steps
+// back, giving the black run 11 to 9, which no grey cell can take; then the end of block.
 ImgPtr<CImg1G4> BackwardRunTile() {
-  std::vector<uint8_t> bytes = g4test::CodeBits(
-      "001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
+  std::vector<uint8_t> bytes =
+      CodeBits("001 00111 010 1  111  1 0000010 1 1 1  111 111  000000000001 000000000001", 8);
   unsigned char *data[] = {bytes.data()};
   unsigned counts[] = {static_cast<unsigned>(bytes.size())};
   return ImgPtr<CImg1G4>(CImg1G4::create(16, 8, 16, 8, data, counts, 0, 1, IMG_ALIGN_NONE));
@@ -83,30 +78,21 @@ ImgPtr<CImg1G4> BackwardRunTile() {
 
 TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   TiledPage page = MakeTiledPage(LinePage(), 64, 48);
-  // The whole page, and a rectangle that starts inside a tile row; a background still
-  // unknown (settled to 0 by the first reduction) and one of 1, which paints the
-  // white runs. Sampling keeps the page's polarity.
+  // The whole page and a rectangle inside a tile row, the background unknown (settled to 0),
+  // then 1 (painting white runs); sampling keeps the page's polarity.
   for (unsigned paper : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
-      const Bitmap cut = g4test::Paint(PaintedRuns(page, r, paper == 1), r);
+      const Bitmap cut = Paint(PaintedRuns(page, r, paper == 1), r);
       for (unsigned f = 2; f <= 16; ++f) {
-        SCOPED_TRACE(std::to_string(paper) + ", factor " + std::to_string(f) + " from " +
-                     std::to_string(r.left));
+        SCOPED_TRACE(testing::Message() << paper << ", factor " << f << " from " << r.left);
         const unsigned w = (r.getWidth() + f - 1) / f, h = (r.getHeight() + f - 1) / f;
         ImgPtr<IImg> small(Scale(*page.image, r, w, h));
         ASSERT_NE(small, nullptr);
-        EXPECT_EQ(FirstDifference(BitsOf(small.get()), BlockOr(cut, w, h)), "");
+        EXPECT_EQ(FirstDifference(BitsOf(small.get()), Reduced(cut, w, h, false)), "");
         ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
         ImgPtr<IImg> sampled(page.image->Reduce(w, h, r));
         CCITT_DisableG4Decode();
-        Bitmap expected(w, h);
-        ForEachBlockPixel(r.getWidth(), r.getHeight(), w, h,
-                          [&](unsigned x, unsigned y, unsigned j, unsigned t, bool first) {
-                            if (first) {
-                              expected.set(j, t, cut.get(x, y) != (paper == 1));
-                            }
-                          });
-        EXPECT_EQ(FirstDifference(BitsOf(sampled.get()), expected), "");
+        EXPECT_EQ(FirstDifference(BitsOf(sampled.get()), Reduced(cut, w, h, true, paper == 1)), "");
       }
     }
     EXPECT_EQ(page.image->getBackgroundColor(), paper);
@@ -119,15 +105,14 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
   const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}};
   // Paper 0 sums black runs; 1 and the unset marker sum white ones.
   for (int paper : {0, 1, -1}) {
-    TiledPage page = MakeTiledPage(g4test::StrokePage(203, 157, 9, 0.15), 64, 48);
+    TiledPage page = MakeTiledPage(StrokePage(203, 157, 9, 0.15), 64, 48);
     if (paper >= 0) {
       page.image->setBackgroundColor(static_cast<unsigned>(paper));
     }
     const ImgRect r(3u, 5u, 199u, 150u);
     const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
-    for (const auto &size : sizes) {
-      SCOPED_TRACE(std::to_string(paper) + " to " + std::to_string(size[0]));
-      const unsigned w = size[0], h = size[1];
+    for (const auto &[w, h] : sizes) {
+      SCOPED_TRACE(testing::Message() << paper << " to " << w);
       // Sums by run, not by pixel: a leading white run overlaps the column before its
       // tile, so a cell can count more than its area, and reads as full.
       const unsigned sw = r.getWidth();
@@ -159,10 +144,9 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
 }
 
 TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
-  // A sparse page and its inverse (the last column white in both), each scaled from
-  // its code and, decoded, by CImg1. Both start with the background unknown; the dark
-  // one ends inverted.
-  Bitmap pages[2] = {g4test::StrokePage(67, 50, 4), g4test::StrokePage(67, 50, 4)};
+  // A sparse page and its inverse (last column white in both), from the code and via CImg1;
+  // the background starts unknown and the dark page ends inverted.
+  Bitmap pages[2] = {StrokePage(67, 50, 4), StrokePage(67, 50, 4)};
   for (unsigned y = 0; y < 50; ++y) {
     for (unsigned x = 0; x < 66; ++x) {
       pages[1].set(x, y, !pages[0].get(x, y));
@@ -171,14 +155,13 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
   const unsigned sizes[][2] = {{150, 111}, {67, 120}, {40, 90}, {100, 30}};
   for (unsigned dark : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 66u, 49u), ImgRect(5u, 9u, 40u, 33u)}) {
-      for (const auto &size : sizes) {
-        SCOPED_TRACE(std::to_string(size[0]) + "x" + std::to_string(size[1]) +
-                     (dark ? " dark" : "") + " from " + std::to_string(r.left));
+      for (const auto &[w, h] : sizes) {
+        SCOPED_TRACE(testing::Message() << w << "x" << h << " dark " << dark << " from " << r.left);
         TiledPage scaled = MakeTiledPage(pages[dark], 16, 16);
-        ImgPtr<IImg> direct(Scale(*scaled.image, r, size[0], size[1]));
-        ImgPtr<CImg1> cut = g4test::Cut(*MakeTiledPage(pages[dark], 16, 16).image, r);
+        ImgPtr<IImg> direct(Scale(*scaled.image, r, w, h));
+        ImgPtr<CImg1> cut = Cut(*MakeTiledPage(pages[dark], 16, 16).image, r);
         ImgScaleAttr attr;
-        ImgPtr<IImg> viaCImg1(cut->scale(cut->getRect(), size[0], size[1], attr));
+        ImgPtr<IImg> viaCImg1(cut->scale(cut->getRect(), w, h, attr));
         ASSERT_NE(direct, nullptr);
         EXPECT_EQ(FirstDifference(BitsOf(direct.get()), BitsOf(viaCImg1.get())), "");
         EXPECT_EQ(scaled.image->getBackgroundColor(), dark);
@@ -192,12 +175,11 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
   EXPECT_EQ(same->getType(), IMG_TYPE_1BIT);
 }
 
-// Against CImg1's transforms of the decoded page, which TransformTest checks pixel by
-// pixel.
+// Against CImg1's transforms of the decoded page, which TransformTest checks pixel by pixel.
 TEST(CImg1G4ScaleTest, MirrorsAndQuarterTurnsMoveEveryPixel) {
-  TiledPage page = MakeTiledPage(g4test::StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
+  TiledPage page = MakeTiledPage(StrokePage(67, 50, 6), 16, 16, IMG_ALIGN_32);
   page.image->setBackgroundColor(0);
-  ImgPtr<CImg1> src = g4test::Cut(*page.image, page.image->getRect());
+  ImgPtr<CImg1> src = Cut(*page.image, page.image->getRect());
   const std::function<IImg *(IImg &)> cases[] = {
       [](IImg &i) { return i.mirror(IMG_MIR_X); }, [](IImg &i) { return i.mirror(IMG_MIR_Y); },
       [](IImg &i) { return i.rotate(180.0005); }, [](IImg &i) { return i.rotate(90.0); },
@@ -237,9 +219,9 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
 }
 
 TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirst) {
-  Bitmap light = g4test::StrokePage(203, 157, 4, 0.15);
+  Bitmap light = StrokePage(203, 157, 4, 0.15);
   // An ink share of about 0.4: light paper, though far above a lowered threshold.
-  Bitmap heavy = g4test::StrokePage(203, 157, 4, 0.35);
+  Bitmap heavy = StrokePage(203, 157, 4, 0.35);
   Bitmap dark = light;
   for (uint8_t &b : dark.bits) {
     b = static_cast<uint8_t>(~b);
@@ -265,19 +247,20 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     ImgPtr<CImg1G4> first = c.make(), once = c.make();
+    // The reports, the error and the page's background after each way.
+    const auto outcome = [](const ErrWatch &watch, CImg1G4 &page) {
+      return std::make_tuple(watch.reports(), CImgErr::get(), page.getBackgroundColor(),
+                             page.getBackgroundState());
+    };
     CImgErr::set(IMG_OK, nullptr, 0);
     ErrWatch twoCalls;
     (void)first->calculateBackground();
     ImgPtr<IImg> expected(Scale(*first, c.rect, c.w, c.h, 32));
-    const uint32_t expectedReports = twoCalls.reports();
-    const ImgErr expectedCode = CImgErr::get();
+    const auto expectedOutcome = outcome(twoCalls, *first);
     CImgErr::set(IMG_OK, nullptr, 0);
     ErrWatch oneCall;
     ImgPtr<IImg> got(once->scaleToGrey(c.rect, c.w, c.h));
-    EXPECT_EQ(oneCall.reports(), expectedReports);
-    EXPECT_EQ(CImgErr::get(), expectedCode);
-    EXPECT_EQ(once->getBackgroundColor(), first->getBackgroundColor());
-    EXPECT_EQ(once->getBackgroundState(), first->getBackgroundState());
+    EXPECT_EQ(outcome(oneCall, *once), expectedOutcome);
     ASSERT_NE(got, nullptr);
     ASSERT_EQ(got->getType(), expected->getType());
     EXPECT_EQ(got->getBackgroundColor(), expected->getBackgroundColor());
@@ -290,19 +273,16 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
 }
 
 TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
-  TiledPage page = MakeTiledPage(g4test::StrokePage(40, 20, 5), 16, 8);
+  TiledPage page = MakeTiledPage(StrokePage(40, 20, 5), 16, 8);
   const ImgRect all(0u, 0u, 39u, 19u);
   ImgPtr<CImg1> small(CImg1::create(8, 8, 0, 1, IMG_ALIGN_NONE));
-  const auto none = [](IImg *image) {
-    ImgPtr<IImg> owned(image);
-    return owned == nullptr;
-  };
+  const auto none = [](IImg *image) { return ImgPtr<IImg>(image) == nullptr; };
   struct Case {
     const char *name;
     std::function<bool()> refused;
     ImgErr error;
   };
-  g4test::G4Page &p = *page.image;
+  G4Page &p = *page.image;
   const ImgErr kInvalid = IMG_INVALID_ARG;
   const ImgRect wide(0u, 0u, 40u, 3u), tenWide(0u, 0u, 9u, 3u), four(0u, 0u, 3u, 3u);
   const ImgRect huge(0u, 0u, 0xFFFFFFFFu, 19u);
@@ -319,10 +299,8 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
       {"grey to more columns", [&] { return none(p.Reduce_greyscale(41, 10, all)); }, kInvalid},
       {"grey to no columns", [&] { return none(p.Reduce_greyscale(0, 10, all)); }, IMG_FAIL},
       {"no memory for the tables", [&] {
-         const auto old = c2d::SetTableCalloc([](size_t, size_t) -> void * { return nullptr; });
-         const bool refused = none(p.Reduce_bkg(20, 10, all));
-         c2d::SetTableCalloc(old);
-         return refused;
+         const c2d_test::FailTables fail(0);
+         return none(p.Reduce_bkg(20, 10, all));
        }, IMG_FAIL},
   };
   // clang-format on
@@ -342,12 +320,10 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
   // A rectangle past the page reads no tile outside the grid: that part stays clear.
   ImgPtr<CImg1> past(page.image->Reduce_bkg(20, 10, ImgRect(20u, 10u, 59u, 29u)));
   ASSERT_NE(past, nullptr);
-  const Bitmap got = g4test::BitsOf(*past);
-  for (unsigned y = 0; y < 10; ++y) {
-    // Target columns 10 on and rows 5 on stand for source pixels past the page.
-    const unsigned inside = y < 5 ? 0xFFFFC000u : 0;
-    const unsigned bits = got.row(y)[0] << 24 | got.row(y)[1] << 16 | got.row(y)[2] << 8;
-    EXPECT_EQ(bits & ~inside, 0u) << y;
+  const Bitmap got = BitsOf(*past);
+  // Target columns 10 on and rows 5 on stand for source pixels past the page.
+  for (unsigned i = 0; i < 200; ++i) {
+    EXPECT_FALSE(got.get(i % 20, i / 20) && (i % 20 >= 10 || i / 20 >= 5)) << i;
   }
   ImgScaleAttr attr;
   const ErrWatch watch;

@@ -1,11 +1,9 @@
-// CImg1G4: the markers of a bare object, factory failures that report nothing, the
-// tile grid over exact and ragged extents with the copied bytes, and setExtents; then
-// decompression from the code: rectangles of pages coded tile by tile by libtiff
-// against the source bitmap, the background counted from the code, and dark pages.
+// CImg1G4: a bare object, factory failures, the tile grid and setExtents; then rectangles of
+// pages coded tile by tile by libtiff against the bitmap, the background and dark pages.
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
+#include <tuple>
 #include <vector>
 
 #include "G4TiledPage.h"
@@ -14,12 +12,7 @@ namespace {
 
 using c2d_test::ErrWatch;
 using c2d_test::ImgPtr;
-using g4test::Bitmap;
-using g4test::BitsOf;
-using g4test::Cut;
-using g4test::FirstDifference;
-using g4test::MakeTiledPage;
-using g4test::TiledPage;
+using namespace g4test;
 using G4Ptr = ImgPtr<CImg1G4>;
 constexpr unsigned kUnset = 0xDEADBEEFu;
 
@@ -33,7 +26,7 @@ TEST(CImg1G4Test, BareObjectHoldsMarkersAndStaysSafe) {
   // The marker tile sizes divide without fault, and no grid is read.
   EXPECT_EQ(bare->getWidthInTiles() + bare->getHeightInTiles(), 2u);
   EXPECT_EQ(bare->getTile(0, 0), nullptr);
-  g4test::G4Page().InitTileRowDecode();
+  G4Page().InitTileRowDecode();
   unsigned count = 0;
   EXPECT_FALSE(bare->initData(nullptr, &count));
   // The colours are unset, so setExtents accepts and stores nothing.
@@ -52,33 +45,31 @@ TEST(CImg1G4Test, FactoryFailuresAreNullAndReportNothing) {
     const char *name;
     unsigned w, h, tw, th;
     unsigned char **data;
-    unsigned *bytes;
-    bool withData;
+    unsigned *bytes;  // with neither array, the factory without data
   };
   const Case cases[] = {
-      {"zero width", 0, 8, 8, 8, nullptr, nullptr, false},
-      {"zero height", 8, 0, 8, 8, nullptr, nullptr, false},
-      {"zero tile width", 8, 8, 0, 8, nullptr, nullptr, false},
-      {"zero tile height", 8, 8, 8, 0, nullptr, nullptr, false},
-      {"2^32 tiles", 0x10000, 0x10000, 1, 1, nullptr, nullptr, false},
-      {"tile wider than page", 10, 10, 16, 10, oneTile, zero, true},
-      {"tile taller than page", 10, 10, 10, 11, oneTile, zero, true},
-      {"no byte counts", 8, 8, 8, 8, oneTile, nullptr, true},
-      {"count without bytes", 8, 8, 8, 8, missing, three, true},
-      {"count without arrays", 8, 8, 8, 8, nullptr, three, true},
+      {"zero width", 0, 8, 8, 8, nullptr, nullptr},
+      {"zero height", 8, 0, 8, 8, nullptr, nullptr},
+      {"zero tile width", 8, 8, 0, 8, nullptr, nullptr},
+      {"zero tile height", 8, 8, 8, 0, nullptr, nullptr},
+      {"2^32 tiles", 0x10000, 0x10000, 1, 1, nullptr, nullptr},
+      {"tile wider than page", 10, 10, 16, 10, oneTile, zero},
+      {"tile taller than page", 10, 10, 10, 11, oneTile, zero},
+      {"no byte counts", 8, 8, 8, 8, oneTile, nullptr},
+      {"count without bytes", 8, 8, 8, 8, missing, three},
+      {"count without arrays", 8, 8, 8, 8, nullptr, three},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     const ErrWatch watch;
-    EXPECT_EQ(c.withData
+    EXPECT_EQ(c.data != nullptr || c.bytes != nullptr
                   ? CImg1G4::create(c.w, c.h, c.tw, c.th, c.data, c.bytes, 0, 1, IMG_ALIGN_NONE)
                   : CImg1G4::create(c.w, c.h, c.tw, c.th, 0, 1, IMG_ALIGN_NONE),
               nullptr);
     EXPECT_EQ(watch.reports(), 0u);
   }
   EXPECT_EQ(CImg1G4::create(&byte, 8, 8, IMG_ALIGN_32), nullptr);
-  // A huge tile on a tiny page is a valid header that can take no data; its change
-  // buffers are sized by the page (else this would allocate gigabytes).
+  // A huge tile on a tiny page: a valid header taking no data, buffers sized by the page.
   G4Ptr huge(CImg1G4::create(1, 1, kUnset, kUnset, 0, 1, IMG_ALIGN_NONE));
   ASSERT_NE(huge, nullptr);
   EXPECT_EQ(huge->getNumberOfTiles(), 1u);
@@ -98,10 +89,9 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
       {9, 40, 1, 13, IMG_ALIGN_NONE, 9, 4, 7, 2},
   };
   for (const Case &c : cases) {
-    SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h));
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h);
     const unsigned n = c.across * c.down;
-    // Tile i holds i % 4 bytes of value i, so every fourth tile has none; the
-    // buffers are freed before the image is looked at, as it holds copies.
+    // Tile i holds i % 4 bytes of value i, freed before the image is read: it holds copies.
     std::vector<std::vector<unsigned char>> bytes(n);
     std::vector<unsigned char *> data(n);
     std::vector<unsigned> counts(n);
@@ -115,22 +105,20 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
     G4Ptr image(CImg1G4::create(c.w, c.h, c.tw, c.th, data.data(), counts.data(), 7, 9, c.align));
     bytes.clear();
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->getWidthInTiles(), c.across);
-    EXPECT_EQ(image->getHeightInTiles(), c.down);
-    EXPECT_EQ(image->getNumberOfTiles(), n);
-    EXPECT_EQ(image->getPadBits(), c.padBits);
-    EXPECT_EQ(image->getBytesPerLine(), c.bytesPerLine);
-    EXPECT_EQ(image->getTotalBytes(), sum);
+    EXPECT_EQ(std::make_tuple(image->getWidthInTiles(), image->getHeightInTiles(),
+                              image->getNumberOfTiles(), image->getPadBits(),
+                              image->getBytesPerLine(), image->getTotalBytes()),
+              std::make_tuple(c.across, c.down, n, c.padBits, c.bytesPerLine, sum));
     EXPECT_EQ(image->getTile(c.down, 0), nullptr);
     EXPECT_EQ(image->getTile(0, c.across), nullptr);
     for (unsigned i = 0; i < n; ++i) {
       Img1G4Tile *tile = image->getTile(i / c.across, i % c.across);
       ASSERT_NE(tile, nullptr);
-      EXPECT_EQ(tile->getXOffset(), i % c.across * c.tw);
-      EXPECT_EQ(tile->getYOffset(), i / c.across * c.th);
-      EXPECT_EQ(tile->getByteCount(), counts[i]);
-      EXPECT_TRUE(counts[i] == 0 ? tile->getData() == nullptr
-                                 : tile->getData()[counts[i] - 1] == static_cast<unsigned char>(i));
+      const unsigned char *d = tile->getData();
+      EXPECT_EQ(std::make_tuple(tile->getXOffset(), tile->getYOffset(), tile->getByteCount(),
+                                counts[i] == 0 ? d == nullptr : d[counts[i] - 1] == i % 256),
+                std::make_tuple(i % c.across * c.tw, i / c.across * c.th, counts[i], true))
+          << i;
     }
     // A second copy replaces the first, whose bytes are freed (LeakSanitizer).
     std::vector<unsigned> zeros(n, 0);
@@ -153,10 +141,9 @@ TEST(CImg1G4Test, SetExtentsRecutsAnImageWithColours) {
   EXPECT_EQ(image->getWidth(), 16u);
   // A new empty grid; the old tiles and bytes are freed (LeakSanitizer).
   EXPECT_TRUE(image->setExtents(32, 20, 8, 5));
-  EXPECT_EQ(image->getNumberOfTiles(), 16u);
-  EXPECT_EQ(image->getTile(3, 3)->getData(), nullptr);
-  EXPECT_EQ(image->getPadBits(), 0u);
-  EXPECT_EQ(image->getBackgroundInterpretation(), 5u);
+  EXPECT_EQ(std::make_tuple(image->getNumberOfTiles(), image->getTile(3, 3)->getData(),
+                            image->getPadBits(), image->getBackgroundInterpretation()),
+            std::make_tuple(16u, nullptr, 0u, 5u));
 }
 
 TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
@@ -170,12 +157,12 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
                             {67, 50, 67, 13, IMG_ALIGN_NONE},
                             {64, 40, 64, 40, IMG_ALIGN_NONE},
                             {100, 37, 32, 16, IMG_ALIGN_32}};
-  g4test::Rng rng(11);
+  Rng rng(11);
   for (const Layout &l : layouts) {
     for (unsigned paper : {0u, 1u}) {
-      SCOPED_TRACE(std::to_string(l.w) + " in tiles " + std::to_string(l.tw) + "x" +
-                   std::to_string(l.th) + ", paper " + std::to_string(paper));
-      TiledPage page = MakeTiledPage(g4test::StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
+      SCOPED_TRACE(testing::Message()
+                   << l.w << " in tiles " << l.tw << "x" << l.th << ", paper " << paper);
+      TiledPage page = MakeTiledPage(StrokePage(l.w, l.h, l.tw), l.tw, l.th, l.align);
       page.image->setBackgroundColor(paper);
       std::vector<ImgRect> rects = {ImgRect(0u, 0u, l.w - 1, l.h - 1)};
       for (int i = 0; i < 30; ++i) {
@@ -184,13 +171,12 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
       }
       const ErrWatch watch;
       for (const ImgRect &r : rects) {
-        SCOPED_TRACE(std::to_string(r.left) + "," + std::to_string(r.top) + " to " +
-                     std::to_string(r.right) + "," + std::to_string(r.bottom));
+        SCOPED_TRACE(testing::Message()
+                     << r.left << "," << r.top << " to " << r.right << "," << r.bottom);
         const ImgPtr<CImg1> cut = Cut(*page.image, r);
         ASSERT_NE(cut, nullptr);
         EXPECT_EQ(cut->getBackgroundInterpretation(), 0xFFFFFFu);
-        const Bitmap expected = g4test::Paint(PaintedRuns(page, r, paper != 0), r);
-        EXPECT_EQ(FirstDifference(BitsOf(*cut), expected), "");
+        EXPECT_EQ(FirstDifference(BitsOf(*cut), Paint(PaintedRuns(page, r, paper != 0), r)), "");
       }
       EXPECT_EQ(watch.reports(), 0u);
       // The conversion factory decompresses the whole page the same way.
@@ -201,14 +187,13 @@ TEST(G4ScanlineTest, CutOutsPaintTheRunsOfTheirRectangles) {
 }
 
 TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
-  // No pad bits and a white last column: the count from the code and CImg1's count
-  // of the decoded page see the same pixels.
+  // No pad bits and a white last column: the code's count and CImg1's see the same pixels.
   const ImgRect all(0u, 0u, 63u, 39u);
   for (double density : {0.1, 0.5, 0.53, 0.57, 0.9}) {
     SCOPED_TRACE(density);
     Bitmap src(64, 40);
-    g4test::Rng rng(static_cast<uint64_t>(density * 100));
-    g4test::Noise(src, rng, density);
+    Rng rng(static_cast<uint64_t>(density * 100));
+    Noise(src, rng, density);
     for (unsigned y = 0; y < 40; ++y) {
       src.set(63, y, false);
     }
@@ -216,13 +201,13 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
     const unsigned fromCode = MakeTiledPage(src, 16, 16).image->calculateBackground();
     EXPECT_EQ(fromCode, plain->calculateBackground());
     EXPECT_EQ(fromCode, density > 0.55 ? 1u : 0u);
-    // Cutting out with the background unknown settles it the same way, and a dark
-    // page comes out inverted, so that set bits are foreground over paper 0.
+    // Cutting out with the background unknown settles it the same way, and a dark page
+    // comes out inverted, so that set bits are foreground over paper 0.
     TiledPage fresh = MakeTiledPage(src, 16, 16);
     const ImgPtr<CImg1> cut = Cut(*fresh.image, all);
-    EXPECT_EQ(fresh.image->getBackgroundState(), IMG_BG_KNOWN);
-    EXPECT_EQ(fresh.image->getBackgroundColor(), fromCode);
-    EXPECT_EQ(cut->getBackgroundColor(), 0u);
+    EXPECT_EQ(std::make_tuple(fresh.image->getBackgroundState(), fresh.image->getBackgroundColor(),
+                              cut->getBackgroundColor()),
+              std::make_tuple(IMG_BG_KNOWN, fromCode, 0u));
     for (uint8_t &b : src.bits) {
       b = fromCode == 1 ? static_cast<uint8_t>(~b) : b;
     }

@@ -1,15 +1,12 @@
-// CCITT_G4Decode on hand-coded rows that coders do not write (the modes themselves
-// are checked against libtiff's code in G4EncodeTest): odd runs, ends of block and
-// errors, the state after a failure, the refusals that keep the decoder inside its
-// buffers; then truncated streams, each decoded from an exact-size heap copy so that
-// a sanitizer sees any read past it. (Random and bit-flipped input is the fuzz's.)
+// CCITT_G4Decode on hand-coded rows coders do not write (G4EncodeTest checks the modes):
+// odd runs, ends of block, errors, failures and refusals; truncated streams, exact copies.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "G4TiledPage.h"
@@ -19,9 +16,13 @@
 
 namespace {
 
-using g4test::CodeBits;
-using g4test::RowDecoder;
+using namespace g4test;
 using Row = std::vector<int32_t>;
+
+// What a failed row must leave alone, and what a batch must leave as a row walk does.
+std::tuple<unsigned, unsigned, unsigned, unsigned> State(Img1G4Tile &t) {
+  return {t.byteLoc(), t.bitLoc(), t.numChanges(), t.numRefChanges()};
+}
 
 std::string Repeat(const std::string &s, int n) {
   std::string out;
@@ -75,8 +76,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"lone EOL", "000000000001" + Repeat(" 1111", 4), 8, {}, kBadEol, {}},
       {"end of block, then only zero bytes", eofb, 8, {}, kNoData, {}},
       {"pass to W + 1, then another code", "0001 1", 8, {0, 2, 9, 9, 9}, kRefEnd, {}},
-      // W + 1 sits at index 3, the walker's bound: a row needing it as b1 is refused,
-      // while horizontal mode needs no b1.
+      // W + 1 at index 3 is the walker's bound: V0 needing it as b1 is refused, H needs no b1.
       {"every column: V0", "1 1 1", 2, every, kRefEnd, {}},
       {"every column: H", "001 00110101 010 001 000111 0000110111", 2, every, kOk, every},
       // An end of block whitens the row and decoding goes on after it.
@@ -85,8 +85,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"after a pass, fill and zero bytes", "0001" + eofb + "0000 00000000 00000000 1", 8, r24, kOk,
        white},
       {"changes before the block dropped", "001 1100 010" + eofb + "1", 8, {}, kOk, white},
-      // VL1 gives 1, then VL3 VL1 give 1 again and again: past the list's W + 6 entries
-      // the row fails instead of writing on; four pairs still fit.
+      // VL1, then pairs VL3 VL1, each give 1: past W + 6 entries the row fails; four pairs fit.
       {"W + 6 entries overflow", "010" + Repeat(vl3vl1, 10), 8, r24, kNoData, {}},
       {"W + 6 entries fit", "010" + Repeat(vl3vl1, 4) + " 1 1", 8, r24, kOk,
        {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 9, 9, 9}},
@@ -123,10 +122,7 @@ TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
     const int32_t *changes = d.tile.changes();
     EXPECT_EQ(d.next(words.size(), nullptr), G4_DECODE_BAD_RUN);
     for (uint32_t call = 1; call <= 3; ++call) {
-      EXPECT_EQ(d.tile.byteLoc(), c.byteLoc);
-      EXPECT_EQ(d.tile.bitLoc(), c.bitLoc + c.drift * call);
-      EXPECT_EQ(d.tile.numChanges(), 77u);
-      EXPECT_EQ(d.tile.numRefChanges(), 4u);
+      EXPECT_EQ(State(d.tile), std::make_tuple(c.byteLoc, c.bitLoc + c.drift * call, 77u, 4u));
       EXPECT_EQ(d.tile.changes(), changes);
       EXPECT_EQ(d.next(words.size(), nullptr),
                 c.drift == 0 ? G4_DECODE_BAD_RUN : G4_DECODE_NO_DATA);
@@ -135,18 +131,15 @@ TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
 }
 
 TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
-  // DecodeStream reads from an exact-size heap copy. The caller's bound: ending the
-  // data inside the first word fails the first row.
+  const short kNoData = G4_DECODE_NO_DATA, kOk = G4_DECODE_OK;
+  // DecodeStream reads an exact-size copy; a bound inside the first word fails row 0.
   for (uint64_t limit : {0ull, 1ull, 2ull, 8ull}) {
-    EXPECT_EQ(g4test::DecodeStream(CodeBits("001 1100 10"), 8, 1, limit).failure,
-              limit < 8 ? G4_DECODE_NO_DATA : G4_DECODE_OK)
+    EXPECT_EQ(DecodeStream(CodeBits("001 1100 10"), 8, 1, limit).failure, limit < 8 ? kNoData : kOk)
         << limit;
   }
-  // An odd byte count: word 0 holds sixteen V0 rows; the last byte has no partner,
-  // so the word it would start is not read and the next row has no data.
-  const g4test::DecodeOutcome odd = g4test::DecodeStream({0xFF, 0xFF, 0xFF}, 8, 20, 1ull << 30);
-  EXPECT_EQ(odd.decodedRows, 16u);
-  EXPECT_EQ(odd.failure, G4_DECODE_NO_DATA);
+  // An odd byte count: sixteen V0 rows in word 0; the unpaired last byte is not read.
+  const DecodeOutcome odd = DecodeStream({0xFF, 0xFF, 0xFF}, 8, 20, 1ull << 30);
+  EXPECT_EQ(std::make_pair(odd.decodedRows, odd.failure), std::make_pair(16u, kNoData));
 }
 
 TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
@@ -181,46 +174,44 @@ TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
 
 class G4CorruptTest : public G4DecodeTest {};
 
-// Every failure is a known code, and the same again on retry with the position held
-// (from an odd byteLoc the retry sees the drifted bitLoc and is refused as "no data");
-// the rows before it are right.
+// Each failure is a known code, repeated on retry with the position held (from an odd byteLoc
+// the drifted bitLoc is refused as "no data"); the rows before it are right.
 TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
                                      G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
   const uint32_t sizes[][2] = {{97, 30}, {1728, 8}, {5, 40}};
-  for (const auto &size : sizes) {
-    const g4test::Bitmap page = g4test::StrokePage(size[0], size[1], size[0]);
-    const std::vector<uint8_t> words = g4test::EncodeForDecoder(page);
+  for (const auto &[w, h] : sizes) {
+    const Bitmap page = StrokePage(w, h, w);
+    const std::vector<uint8_t> words = LibtiffStrip(page, true);
     ASSERT_FALSE(words.empty());
     uint32_t lastRows = 0;
     const size_t step = words.size() / 300 + 1;
     for (size_t cut = 0; cut < words.size() + step; cut += step) {
-      SCOPED_TRACE("width " + std::to_string(size[0]) + ", cut at " + std::to_string(cut));
+      SCOPED_TRACE(testing::Message() << "width " << w << ", cut at " << cut);
       const std::vector<uint8_t> head(words.begin(), words.begin() + std::min(cut, words.size()));
       // Bounded by the cut stream itself, and by a large image's total.
       for (uint64_t limit : {uint64_t{head.size()}, uint64_t{1} << 30}) {
-        const g4test::DecodeOutcome out = g4test::DecodeStream(head, size[0], size[1], limit);
+        const DecodeOutcome out = DecodeStream(head, w, h, limit);
         if (out.failure != G4_DECODE_OK) {
           EXPECT_EQ(kFailures.count(out.failure), 1u) << out.failure;
           EXPECT_EQ(out.retry, out.oddStart ? static_cast<short>(G4_DECODE_NO_DATA) : out.failure);
           EXPECT_TRUE(out.held);
         }
-        EXPECT_EQ(g4test::FirstDifference(out.image, g4test::FirstRows(page, out.decodedRows)), "");
+        EXPECT_EQ(FirstDifference(out.image, FirstRows(page, out.decodedRows)), "");
         if (limit != head.size()) {
           EXPECT_GE(out.decodedRows, lastRows);  // more data never decodes fewer rows
           lastRows = out.decodedRows;
         }
       }
     }
-    EXPECT_EQ(lastRows, size[1]);  // the whole stream decodes every row
+    EXPECT_EQ(lastRows, h);  // the whole stream decodes every row
   }
 }
 
-// A tile's rows decoded in one batch, the bit reader kept from row to row, give what
-// a call per row gives: each row's result and list, and the tile's state at the end,
-// on streams cut short and when the caller stops the walk.
+// A batch of rows with the bit reader kept gives what a call per row gives: each row's list
+// and the tile's end state, on cut streams and when the caller stops the walk.
 TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
-  const std::vector<uint8_t> words = g4test::EncodeForDecoder(g4test::StrokePage(97, 30, 97));
+  const std::vector<uint8_t> words = LibtiffStrip(StrokePage(97, 30, 97), true);
   struct Sink {
     std::vector<Row> rows;
     uint32_t stopAt;
@@ -232,12 +223,10 @@ TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
   };
   for (size_t cut = 0; cut <= words.size(); cut += words.size() / 40 + 1) {
     for (const uint32_t stopAt : {7u, 30u}) {
-      SCOPED_TRACE("cut at " + std::to_string(cut) + ", stop at " + std::to_string(stopAt));
-      std::unique_ptr<uint8_t[]> one(new uint8_t[cut + 1]), two(new uint8_t[cut + 1]);
-      std::copy(words.begin(), words.begin() + cut, one.get());
-      std::copy(words.begin(), words.begin() + cut, two.get());
-      RowDecoder plain(one.get(), static_cast<uint32_t>(cut), 97);
-      RowDecoder batch(two.get(), static_cast<uint32_t>(cut), 97);
+      SCOPED_TRACE(testing::Message() << "cut at " << cut << ", stop at " << stopAt);
+      const std::vector<uint8_t> one(words.begin(), words.begin() + cut), two = one;
+      RowDecoder plain(one.data(), static_cast<uint32_t>(cut), 97);
+      RowDecoder batch(two.data(), static_cast<uint32_t>(cut), 97);
       Sink expected{{}, stopAt}, sink{{}, stopAt};
       for (uint32_t r = 0; r < 30; ++r) {
         if (CCITT_G4Decode(&plain.tile, 97, cut) != G4_DECODE_OK) {
@@ -257,10 +246,7 @@ TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
       EXPECT_EQ(sink.rows, expected.rows);
       EXPECT_EQ(whole,
                 expected.rows.empty() || expected.rows.back()[0] != static_cast<int32_t>(stopAt));
-      EXPECT_EQ(batch.tile.byteLoc(), plain.tile.byteLoc());
-      EXPECT_EQ(batch.tile.bitLoc(), plain.tile.bitLoc());
-      EXPECT_EQ(batch.tile.numChanges(), plain.tile.numChanges());
-      EXPECT_EQ(batch.tile.numRefChanges(), plain.tile.numRefChanges());
+      EXPECT_EQ(State(batch.tile), State(plain.tile));
     }
   }
 }

@@ -1,11 +1,8 @@
-// The Group 4 coders against libtiff: our encoder byte for byte against libtiff's,
-// libtiff's decoder on our code, our decoder on libtiff's code; then the worked values
-// of change detection, a white row and the end-of-block tail, and the refusals.
+// The Group 4 coders against libtiff, both ways and byte for byte; worked values of change
+// detection, a white row and the end-of-block tail; the refusals.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "G4TiffOracle.h"
@@ -14,8 +11,7 @@
 
 namespace {
 
-using g4test::Bitmap;
-using g4test::FirstDifference;
+using namespace g4test;
 using Bytes = std::vector<uint8_t>;
 using BlockCoder = int (*)(unsigned char *, unsigned char *&, int, int, int);
 
@@ -31,22 +27,6 @@ Bytes Code(BlockCoder coder, Bitmap image) {
   return bytes;
 }
 
-// Decodes libtiff's code of `image` here, bounded by the stream's own size as for a
-// one-tile image. The walker stops at the index W + 1, so after a reference with a
-// change in every column (tiny widths only) a row that needs that entry as b1 fails
-// with G4_DECODE_REF_END; the rows before it must match.
-void ExpectDecodes(const Bytes &theirs, const Bitmap &image) {
-  const Bytes words = g4test::ToDecoderOrder(theirs);
-  const auto out = g4test::DecodeStream(words, image.width, image.height, words.size());
-  if (out.decodedRows < image.height) {
-    const uint32_t y = out.decodedRows;
-    EXPECT_EQ(out.failure, G4_DECODE_REF_END) << "row " << y;
-    ASSERT_GT(y, 0u);
-    EXPECT_TRUE(g4test::ChangesInEveryColumn(image, y - 1)) << "row " << y;
-  }
-  EXPECT_EQ(FirstDifference(out.image, g4test::FirstRows(image, out.decodedRows)), "");
-}
-
 TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
   std::vector<uint32_t> widths = {1728, 2550, 2623, 2624, 2625, 5200, 9000, 70001};
   for (uint32_t w = 1; w <= 70; ++w) {
@@ -54,10 +34,10 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
   }
   ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
   for (uint32_t w : widths) {
-    for (const g4test::Pattern &p : g4test::kPatterns) {
-      SCOPED_TRACE(std::string(p.name) + " at width " + std::to_string(w));
+    for (const Pattern &p : kPatterns) {
+      SCOPED_TRACE(testing::Message() << p.name << " at width " << w);
       Bitmap clean(w, w <= 70 ? 40 : w < 10000 ? 16 : 4);
-      g4test::Rng rng(w);
+      Rng rng(w);
       p.draw(clean, rng);
       Bitmap dirty = clean;  // pad bits set at random: no coder may see them
       for (uint32_t y = 0; y < dirty.height && w % 8 != 0; ++y) {
@@ -65,9 +45,17 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       }
       const Bytes strip = Code(create_g4_tiff_strip_tmp, dirty);
       const Bytes tile = Code(createG4Tile, dirty);
-      const Bytes theirs = g4test::LibtiffStrip(dirty);
+      const Bytes theirs = LibtiffStrip(dirty);
       const uint64_t raw = clean.bits.size();
-      ExpectDecodes(theirs, clean);
+      // Our decoder on libtiff's code, bounded by its size as one tile. After a row changing
+      // in every column (tiny widths) a row needing b1 = W + 1 fails with G4_DECODE_REF_END.
+      const Bytes words = ToDecoderOrder(theirs);
+      const DecodeOutcome out = DecodeStream(words, w, clean.height, words.size());
+      if (out.decodedRows < clean.height) {
+        EXPECT_EQ(out.failure, G4_DECODE_REF_END) << "row " << out.decodedRows;
+        EXPECT_TRUE(out.decodedRows > 0 && ChangesInEveryColumn(clean, out.decodedRows - 1));
+      }
+      EXPECT_EQ(FirstDifference(out.image, FirstRows(clean, out.decodedRows)), "");
       if (strip.empty()) {  // only a code of three times the raw size is refused
         EXPECT_GE(theirs.size() + 12, 3 * raw);
         continue;
@@ -78,9 +66,8 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
         trimmed.pop_back();
       }
       EXPECT_EQ(trimmed, theirs);
-      EXPECT_EQ(FirstDifference(g4test::LibtiffDecode(strip, w, clean.height), clean), "");
-      // A tile is the same stream, refused when its complete bytes come within 16
-      // bytes of the raw size or its rows are 4096 bytes or more.
+      EXPECT_EQ(FirstDifference(LibtiffDecode(strip, w, clean.height), clean), "");
+      // A tile is the same stream, refused within 16 bytes of the raw size or at 4096-byte rows.
       const uint64_t complete = strip.size() - 4;
       EXPECT_EQ(!tile.empty(), clean.stride < 4096 && (complete == 0 || complete + 16 < raw));
       if (!tile.empty()) {
@@ -138,8 +125,8 @@ TEST(G4EncodeTest, WorkedValues) {
 TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   Bytes zeros(8192, 0);
   Bitmap noise(64, 16);
-  g4test::Rng rng(5);
-  g4test::Noise(noise, rng, 0.5);
+  Rng rng(5);
+  Noise(noise, rng, 0.5);
   struct Case {
     const char *name;
     BlockCoder coder;
@@ -180,7 +167,6 @@ TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   CCITT_EncodeG4Row(white, 4, white, 4, nullptr, &bits, nullptr, nullptr);
   EXPECT_EQ(bits, 0u);
   // A batch keeps nothing when a tile is refused (the leak check sees the first).
-  const Bitmap blank(64, 16);
   unsigned char *sources[] = {zeros.data(), noise.bits.data()};
   unsigned sizes[2] = {};
   unsigned char **data = nullptr;
@@ -192,7 +178,7 @@ TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
   sources[1] = zeros.data();
   ASSERT_TRUE(createG4Tiles(2, 64, 16, 8, sources, sizes, &data, &counts));
   for (unsigned i = 0; i < 2; ++i) {
-    EXPECT_EQ(Bytes(data[i], data[i] + counts[i]), Code(createG4Tile, blank));
+    EXPECT_EQ(Bytes(data[i], data[i] + counts[i]), Code(createG4Tile, Bitmap(64, 16)));
     std::free(data[i]);
   }
   std::free(data);

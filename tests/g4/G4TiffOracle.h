@@ -1,6 +1,5 @@
-// libtiff as the oracle of the Group 4 decoder: bitmaps, Group 4 TIFFs written and
-// read in memory, the byte-pair exchange into the decoder's word order, and a
-// row-by-row decode of a whole stream. Shared by the g4 tests and the benchmark.
+// libtiff as the Group 4 oracle: bitmaps, Group 4 TIFFs in memory, the decoder's word
+// order and a row-by-row decode of a stream. Shared by the g4 tests and the benchmarks.
 #ifndef TESTS_G4_G4TIFFORACLE_H_
 #define TESTS_G4_G4TIFFORACLE_H_
 
@@ -18,8 +17,7 @@
 
 namespace g4test {
 
-// A bilevel image, rows most significant bit first, 1 = black, no padding between
-// rows beyond the byte.
+// A bilevel image, rows most significant bit first, 1 = black, each row padded to a byte.
 struct Bitmap {
   uint32_t width = 0;
   uint32_t height = 0;
@@ -42,19 +40,19 @@ struct Bitmap {
   }
 };
 
-// The first column at which two bitmaps of one size differ, as "x,y", or "".
+// The first pixel at which two bitmaps differ, as "x,y", or "" when they are equal.
 inline std::string FirstDifference(const Bitmap &a, const Bitmap &b) {
+  if (a.width != b.width || a.height != b.height) {
+    return "sizes";
+  }
   for (uint32_t y = 0; y < a.height; ++y) {
-    if (std::memcmp(a.row(y), b.row(y), a.stride) != 0) {
-      for (uint32_t x = 0; x < a.width; ++x) {
-        if (a.get(x, y) != b.get(x, y)) {
-          return std::to_string(x) + "," + std::to_string(y);
-        }
+    for (uint32_t x = 0; x < a.width; ++x) {
+      if (a.get(x, y) != b.get(x, y)) {
+        return std::to_string(x) + "," + std::to_string(y);
       }
-      return "padding," + std::to_string(y);
     }
   }
-  return "";
+  return a.bits == b.bits ? "" : "padding";
 }
 
 // `image` with every row from `rows` on cleared: what a decode that stopped there paints.
@@ -89,6 +87,18 @@ inline void Noise(Bitmap &image, Rng &rng, double density) {
   }
 }
 
+// Alternating runs along each row, the k-th (from 0) len(k, y) long, black first on odd rows.
+template <typename Len>
+void Runs(Bitmap &image, Len len) {
+  for (uint32_t y = 0; y < image.height; ++y) {
+    for (uint32_t x = 0, k = 0; x < image.width; x += len(k, y), ++k) {
+      if ((k + y) % 2 == 1) {
+        image.fill(x, x + len(k, y), y);
+      }
+    }
+  }
+}
+
 // Named bitmap makers; each is given the size and a generator seeded per width.
 struct Pattern {
   const char *name;
@@ -111,8 +121,7 @@ inline const Pattern kPatterns[] = {
     {"noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.5); }},
     {"dense noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.93); }},
     {"diagonals",
-     // Edges that move by 0 to 5 columns a row: every vertical mode, and horizontal
-     // mode where they jump too far.
+     // Edges moving 0 to 5 columns a row: every vertical mode, and horizontal beyond.
      [](Bitmap &image, Rng &) {
        for (uint32_t y = 0; y < image.height; ++y) {
          for (uint32_t k = 0; k < 6; ++k) {
@@ -122,8 +131,7 @@ inline const Pattern kPatterns[] = {
        }
      }},
     {"strokes",
-     // Text-like marks in lines of 12 rows: stems of 1 to 4 pixels and a bar across
-     // some, with gaps of up to 300 columns.
+     // Text-like lines of 12 rows: stems of 1 to 4 pixels, some barred, gaps up to 300.
      [](Bitmap &image, Rng &rng) {
        for (uint32_t top = 0; top + 12 <= image.height; top += 14) {
          for (uint32_t x = rng.below(40); x < image.width; x += 3 + rng.below(300)) {
@@ -134,41 +142,21 @@ inline const Pattern kPatterns[] = {
          }
        }
      }},
+    // Run lengths growing along each row: both colours meet every short length.
     {"every run length",
-     // Runs of lengths 1, 2, 3, ... growing along each row, starting black on odd
-     // rows, so both colours meet every short run length.
      [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         bool black = y & 1;
-         for (uint32_t x = 0, len = 1 + y % 3; x < image.width; x += len, len += 1 + (y % 2)) {
-           if (black) {
-             image.fill(x, x + len, y);
-           }
-           black = !black;
-         }
-       }
+       Runs(image, [](uint32_t k, uint32_t y) { return 1 + y % 3 + k * (1 + y % 2); });
      }},
+    // At width 70001, every make-up code of both colours and runs of more than 2560.
     {"make-up runs",
-     // Runs of 64k + (7k + y) % 64 for k = 1, 2, ..., alternating from white on even
-     // rows and from black on odd ones: at a width of 70001, every make-up code of both
-     // colours and runs of more than 2560.
      [](Bitmap &image, Rng &) {
-       for (uint32_t y = 0; y < image.height; ++y) {
-         for (uint32_t x = 0, k = 1, len = 0; x < image.width; x += len, ++k) {
-           len = 64 * k + (7 * k + y) % 64;
-           if ((k + y) % 2 == 0) {
-             image.fill(x, x + len, y);
-           }
-         }
-       }
+       Runs(image, [](uint32_t k, uint32_t y) { return 64 * (k + 1) + (7 * (k + 1) + y) % 64; });
      }},
 };
 
 // A file in memory behind libtiff's client interface.
 class MemTiff {
  public:
-  MemTiff() = default;
-  explicit MemTiff(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
   const std::vector<uint8_t> &bytes() const { return bytes_; }
 
   TIFF *open(const char *mode) {
@@ -206,8 +194,7 @@ class MemTiff {
   uint64_t pos_ = 0;
 };
 
-// The tags of a w x h Group 4 page, 1 = black, bits most significant first; the
-// layout (strips or tiles) is the caller's.
+// The tags of a w x h Group 4 page, 1 = black; the layout (strips or tiles) is the caller's.
 inline void SetG4Tags(TIFF *tif, uint32_t w, uint32_t h) {
   TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
   TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
@@ -225,39 +212,25 @@ inline void SetG4Fields(TIFF *tif, uint32_t width, uint32_t height) {
   TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, height);
 }
 
-// Writes `image` as a one-strip Group 4 TIFF (fill order most significant bit first,
-// 1 = black) into memory. Empty on failure.
+// `image` as a one-strip Group 4 TIFF in memory (which always opens); empty on failure.
 inline MemTiff WriteG4Tiff(const Bitmap &image) {
   MemTiff file;
   TIFF *tif = file.open("w");
-  if (tif == nullptr) {
-    return MemTiff();
-  }
   SetG4Fields(tif, image.width, image.height);
   bool ok = true;
-  std::vector<uint8_t> row(image.stride);
   for (uint32_t y = 0; y < image.height && ok; ++y) {
-    std::memcpy(row.data(), image.row(y), image.stride);
-    ok = TIFFWriteScanline(tif, row.data(), y, 0) == 1;
+    ok = TIFFWriteScanline(tif, const_cast<uint8_t *>(image.row(y)), y, 0) == 1;
   }
   TIFFClose(tif);
   return ok ? file : MemTiff();
 }
 
-// The raw coded bytes of strip `s`, most significant bit first.
+// The raw coded bytes of strip `s` (our files are all most significant bit first).
 inline std::vector<uint8_t> ReadRawStrip(TIFF *tif, uint32_t s) {
   const tmsize_t size = TIFFRawStripSize(tif, s);
   std::vector<uint8_t> raw(size > 0 ? static_cast<size_t>(size) : 0);
   if (!raw.empty() && TIFFReadRawStrip(tif, s, raw.data(), size) != size) {
     raw.clear();
-  }
-  uint16_t fillOrder = FILLORDER_MSB2LSB;
-  TIFFGetFieldDefaulted(tif, TIFFTAG_FILLORDER, &fillOrder);
-  for (uint8_t &b : raw) {  // fill order 2: each byte's bits reversed
-    b = fillOrder != FILLORDER_LSB2MSB
-            ? b
-            : static_cast<uint8_t>(
-                  ((b * 0x0802u & 0x22110u) | (b * 0x8020u & 0x88440u)) * 0x10101u >> 16);
   }
   return raw;
 }
@@ -272,53 +245,36 @@ inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
   return out;
 }
 
-// Bits written most significant first from '0' and '1' characters (others are
-// skipped), then `tail` zero bytes, as coded tiles end, in the decoder's word order.
-inline std::vector<uint8_t> CodeBits(const std::string &bits, unsigned tail = 4) {
-  std::vector<uint8_t> bytes;
-  unsigned n = 0;
-  for (char c : bits) {
-    if (c == '0' || c == '1') {
-      if (n % 8 == 0) {
-        bytes.push_back(0);
-      }
-      bytes.back() = static_cast<uint8_t>(bytes.back() | (c == '1' ? 0x80u >> (n % 8) : 0u));
-      ++n;
-    }
+// Bits from '0'/'1' characters (others skipped), then `tail` zero bytes, in decoder order.
+inline std::vector<uint8_t> CodeBits(std::string bits, unsigned tail = 4) {
+  bits.erase(std::remove_if(bits.begin(), bits.end(), [](char c) { return c != '0' && c != '1'; }),
+             bits.end());
+  std::vector<uint8_t> bytes((bits.size() + 7) / 8 + tail, 0);
+  for (size_t i = 0; i < bits.size(); ++i) {
+    bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] | (bits[i] - '0') << (7 - i % 8));
   }
-  bytes.insert(bytes.end(), tail, 0);
   return ToDecoderOrder(bytes);
 }
 
-// libtiff's own Group 4 coding of `image`, one strip, most significant bit first.
-inline std::vector<uint8_t> LibtiffStrip(const Bitmap &image) {
+// libtiff's own one-strip Group 4 coding of `image`, in the decoder's order if `swapped`.
+inline std::vector<uint8_t> LibtiffStrip(const Bitmap &image, bool swapped = false) {
   MemTiff file = WriteG4Tiff(image);
   TIFF *tif = file.open("r");
-  if (tif == nullptr) {
-    return {};
+  std::vector<uint8_t> raw;
+  if (tif != nullptr) {
+    raw = ReadRawStrip(tif, 0);
+    TIFFClose(tif);
   }
-  std::vector<uint8_t> raw = ReadRawStrip(tif, 0);
-  TIFFClose(tif);
-  return raw;
+  return swapped ? ToDecoderOrder(raw) : raw;
 }
 
-// One-strip stream of `image` in the decoder's word order.
-inline std::vector<uint8_t> EncodeForDecoder(const Bitmap &image) {
-  return ToDecoderOrder(LibtiffStrip(image));
-}
-
-// libtiff's decoding of a coded strip of `height` rows, written raw into a one-strip
-// Group 4 TIFF; an empty bitmap when libtiff fails.
+// libtiff's decoding of a coded strip of `height` rows; an empty bitmap when it fails.
 inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, uint32_t height) {
   MemTiff file;
   TIFF *tif = file.open("w");
-  if (tif == nullptr) {
-    return Bitmap();
-  }
   SetG4Fields(tif, width, height);
-  const bool written =
-      TIFFWriteRawStrip(tif, 0, const_cast<uint8_t *>(strip.data()),
-                        static_cast<tmsize_t>(strip.size())) == static_cast<tmsize_t>(strip.size());
+  const tmsize_t n = static_cast<tmsize_t>(strip.size());
+  const bool written = TIFFWriteRawStrip(tif, 0, const_cast<uint8_t *>(strip.data()), n) == n;
   TIFFClose(tif);
   tif = written ? file.open("r") : nullptr;
   Bitmap out(width, height);
@@ -330,9 +286,8 @@ inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, u
   return read ? out : Bitmap();
 }
 
-// Whether row y of `image` changes colour at every column (counting a black first
-// pixel). Only then may the decoder's walker, which stops at index W + 1, fail the
-// next row with G4_DECODE_REF_END.
+// Whether row y changes colour at every column (a black first pixel counts): only then
+// may the walker, which stops at index W + 1, fail the next row with G4_DECODE_REF_END.
 inline bool ChangesInEveryColumn(const Bitmap &image, uint32_t y) {
   uint32_t changes = image.get(0, y);
   for (uint32_t x = 1; x < image.width; ++x) {
@@ -351,12 +306,10 @@ struct RowDecoder {
   }
   // The state before a tile's first row: all-white reference, first bit of the data.
   void restart() {
-    int32_t *ref = tile.refChanges();
-    ref[0] = 0;
-    ref[1] = ref[2] = ref[3] = static_cast<int32_t>(width) + 1;
+    std::fill_n(tile.refChanges(), 4, static_cast<int32_t>(width) + 1);
+    tile.refChanges()[0] = 0;
     tile.numRefChanges() = 4;
-    tile.numChanges() = 0;
-    tile.byteLoc() = 0;
+    tile.numChanges() = tile.byteLoc() = 0;
     tile.bitLoc() = 1;
   }
   // Decodes one row; on success paints it into `row` (if given) and swaps the lists.
@@ -377,10 +330,9 @@ struct RowDecoder {
   Img1G4Tile tile;
 };
 
-// Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so
-// that a sanitizer sees any read past it. `decodedRows` counts the rows that
-// succeeded before the first failure, whose code is `failure`; that row is then
-// decoded once more (`retry`), and `held` says whether its byteLoc stayed put.
+// Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so that
+// a sanitizer sees any read past it. `decodedRows` rows succeed before the first failure
+// (`failure`); that row is decoded once more (`retry`), `held` if its byteLoc stayed put.
 struct DecodeOutcome {
   Bitmap image;
   uint32_t decodedRows = 0;
@@ -392,9 +344,8 @@ struct DecodeOutcome {
 
 inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t width, uint32_t rows,
                                   uint64_t limitBytes) {
-  std::unique_ptr<uint8_t[]> copy(new uint8_t[words.size() + (words.empty() ? 1 : 0)]);
-  std::copy(words.begin(), words.end(), copy.get());
-  RowDecoder decoder(copy.get(), static_cast<uint32_t>(words.size()), width);
+  const std::vector<uint8_t> copy = words;  // a new allocation of exactly its size
+  RowDecoder decoder(copy.data(), static_cast<uint32_t>(copy.size()), width);
   DecodeOutcome out;
   out.image = Bitmap(width, rows);
   for (uint32_t y = 0; y < rows; ++y) {

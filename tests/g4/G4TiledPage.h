@@ -1,6 +1,5 @@
-// CImg1G4 pages for the scanline and scaling tests: a bitmap cut into tiles that
-// libtiff codes one by one (white tiles get no bytes), and, from the bitmap alone,
-// the runs the scanline routines are to paint, edge rules included.
+// CImg1G4 pages coded tile by tile by libtiff (white tiles get no bytes), and from the bitmap
+// alone the runs the scanline routines are to paint, edge rules included.
 #ifndef TESTS_G4_G4TILEDPAGE_H_
 #define TESTS_G4_G4TILEDPAGE_H_
 
@@ -18,14 +17,8 @@ namespace g4test {
 // Opens the protected workers of a page.
 class G4Page : public CImg1G4 {
  public:
-  using CImg1G4::Enlarge;
-  using CImg1G4::initData;
-  using CImg1G4::initHeader;
-  using CImg1G4::InitTileRowDecode;
-  using CImg1G4::Reduce;
-  using CImg1G4::Reduce_bkg;
-  using CImg1G4::Reduce_greyscale;
-  G4Page() = default;
+  using CImg1G4::Enlarge, CImg1G4::initData, CImg1G4::initHeader, CImg1G4::InitTileRowDecode;
+  using CImg1G4::Reduce, CImg1G4::Reduce_bkg, CImg1G4::Reduce_greyscale;
 };
 
 struct TiledPage {
@@ -41,25 +34,21 @@ inline TiledPage MakeTiledPage(const Bitmap &source, unsigned tw, unsigned th,
   TiledPage page{source, tw, th, {}, c2d_test::ImgPtr<G4Page>(new G4Page())};
   const unsigned across = (source.width + tw - 1) / tw;
   const unsigned down = (source.height + th - 1) / th;
-  std::vector<std::vector<uint8_t>> streams;
-  for (unsigned i = 0; i < across * down; ++i) {
-    Bitmap tile(tw, th);  // tiles past the page's edges are padded white
-    bool white = true;
-    for (unsigned y = 0; y < th && (i / across) * th + y < source.height; ++y) {
-      for (unsigned x = 0; x < tw && (i % across) * tw + x < source.width; ++x) {
-        const bool black = source.get((i % across) * tw + x, (i / across) * th + y);
-        tile.set(x, y, black);
-        white = white && !black;
-      }
-    }
-    streams.push_back(white ? std::vector<uint8_t>() : EncodeForDecoder(tile));
-    page.empty.push_back(white);
-  }
+  std::vector<std::vector<uint8_t>> streams(across * down);
   std::vector<unsigned char *> data;
   std::vector<unsigned> counts;
-  for (auto &s : streams) {
-    data.push_back(s.data());
-    counts.push_back(static_cast<unsigned>(s.size()));
+  for (unsigned i = 0; i < across * down; ++i) {
+    Bitmap tile(tw, th);  // tiles past the page's edges are padded white
+    for (unsigned y = 0; y < th && (i / across) * th + y < source.height; ++y) {
+      for (unsigned x = 0; x < tw && (i % across) * tw + x < source.width; ++x) {
+        tile.set(x, y, source.get((i % across) * tw + x, (i / across) * th + y));
+      }
+    }
+    const bool white = tile.bits == Bitmap(tw, th).bits;
+    streams[i] = white ? std::vector<uint8_t>() : LibtiffStrip(tile, true);
+    page.empty.push_back(white);
+    data.push_back(streams[i].data());
+    counts.push_back(static_cast<unsigned>(streams[i].size()));
   }
   EXPECT_TRUE(
       page.image->initHeader(source.width, source.height, tw, th, 0xFFFFFF, 0xFF000000, align));
@@ -72,11 +61,10 @@ struct Run {
   unsigned y, d0, d1;
 };
 
-// The runs of one colour the scanline routines paint for rectangle r, found from the
-// bitmap: maximal runs inside each tile touched (columns past the page are white),
-// none in tiles without bytes. A leading white run starts one column left of its
-// tile, which for the leftmost tile wraps and drops it, and a run that starts on
-// r.right is dropped.
+// The runs of one colour the scanline routines paint for rectangle r, from the bitmap:
+// maximal runs inside each tile touched (white past the page), none in tiles without
+// bytes. A leading white run starts one column left of its tile (wrapping, so dropped,
+// in the leftmost tile), and a run that starts on r.right is dropped.
 inline std::vector<Run> PaintedRuns(const TiledPage &page, const ImgRect &r, bool white) {
   std::vector<Run> runs;
   const Bitmap &src = page.source;
@@ -119,9 +107,8 @@ inline Bitmap Paint(const std::vector<Run> &runs, const ImgRect &r) {
 inline Bitmap BitsOf(const CImg1 &image) {
   Bitmap out(image.getWidth(), image.getHeight());
   for (unsigned y = 0; y < out.height; ++y) {
-    std::copy_n(image.peekData() + y * image.getBytesPerLine(), out.stride, out.row(y));
-    if (out.width % 8 != 0) {
-      out.row(y)[out.stride - 1] &= static_cast<uint8_t>(0xFF00u >> (out.width % 8));
+    for (unsigned x = 0; x < out.width; ++x) {
+      out.set(x, y, c2d_test::BitAt(image, x, y));
     }
   }
   return out;
@@ -134,8 +121,8 @@ inline c2d_test::ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
   return c2d_test::ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
 }
 
-// A page of one-pixel strokes and noise with a white band, so that some tiles hold
-// no bytes. The last column stays white, where a run would start on the edge.
+// One-pixel strokes and noise with a white band, so that some tiles hold no bytes. The
+// last column stays white, where a run would start on the edge.
 inline Bitmap StrokePage(unsigned w, unsigned h, uint64_t seed, double noise = 0.08) {
   Bitmap page(w, h);
   Rng rng(seed);
