@@ -25,16 +25,18 @@ size_t BytesPerPixel(RowKind kind) {
   return 0;
 }
 
+// Whether a 32-bit word's three channels are equal, in either byte order.
+bool IsGrey(uint32_t word) { return (word & 0xFFFFFFu) == (word & 0xFFu) * 0x010101u; }
+
 bool AllGrey(CImg32 &image) {
   if (!image.forceDataInit()) {
     return false;
   }
-  const RGBOrder order = image.getRGBOrder();
   const unsigned *const *rows = image.constDataArray();
   for (uint32_t y = 0; y < image.getHeight(); ++y) {
+    const unsigned *row = rows[y];
     for (uint32_t x = 0; x < image.getWidth(); ++x) {
-      const uint32_t rgb = WordToRgb(rows[y][x], order);
-      if ((rgb >> 16 & 0xFFu) != (rgb & 0xFFu) || (rgb >> 8 & 0xFFu) != (rgb & 0xFFu)) {
+      if (!IsGrey(row[x])) {
         return false;
       }
     }
@@ -180,6 +182,14 @@ void Rows::ReadPaletteSource(uint32_t y, uint8_t *out) const {
 
 void Rows::ReadColourSource(uint32_t y, uint8_t *out) const {
   const unsigned *pixels = static_cast<const CImg32 &>(*image_).constDataArray()[y];
+  if (kind_ == RowKind::kGrey) {
+    // A grey pixel is its own luma: the weights add up to one.
+    for (uint32_t x = 0; x < width_; ++x) {
+      const uint32_t word = pixels[x];
+      out[x] = IsGrey(word) ? static_cast<uint8_t>(word) : Luma(WordToRgb(word, order_));
+    }
+    return;
+  }
   for (uint32_t x = 0; x < width_; ++x) {
     const auto opacity = static_cast<uint8_t>(alpha_ ? pixels[x] >> 24 : 0xFFu);
     Put(kind_, WordToRgb(pixels[x], order_), opacity, x, out);
