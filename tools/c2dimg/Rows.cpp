@@ -33,9 +33,10 @@ bool AllGrey(CImg32 &image) {
     return false;
   }
   const unsigned *const *rows = image.constDataArray();
-  for (uint32_t y = 0; y < image.getHeight(); ++y) {
+  const uint32_t width = image.getWidth(), height = image.getHeight();
+  for (uint32_t y = 0; y < height; ++y) {
     const unsigned *row = rows[y];
-    for (uint32_t x = 0; x < image.getWidth(); ++x) {
+    for (uint32_t x = 0; x < width; ++x) {
       if (!IsGrey(row[x])) {
         return false;
       }
