@@ -25,8 +25,9 @@ size_t BytesPerPixel(RowKind kind) {
   return 0;
 }
 
-// Whether a 32-bit word's three channels are equal, in either byte order.
-bool IsGrey(uint32_t word) { return (word & 0xFFFFFFu) == (word & 0xFFu) * 0x010101u; }
+// The bits by which a 32-bit word's channels differ from its lowest: none for grey,
+// in either byte order.
+uint32_t NotGrey(uint32_t word) { return (word ^ (word & 0xFFu) * 0x010101u) & 0xFFFFFFu; }
 
 bool AllGrey(CImg32 &image) {
   if (!image.forceDataInit()) {
@@ -35,11 +36,14 @@ bool AllGrey(CImg32 &image) {
   const unsigned *const *rows = image.constDataArray();
   const uint32_t width = image.getWidth(), height = image.getHeight();
   for (uint32_t y = 0; y < height; ++y) {
+    // A row at a time, without a branch a pixel.
     const unsigned *row = rows[y];
+    uint32_t differ = 0;
     for (uint32_t x = 0; x < width; ++x) {
-      if (!IsGrey(row[x])) {
-        return false;
-      }
+      differ |= NotGrey(row[x]);
+    }
+    if (differ != 0) {
+      return false;
     }
   }
   return true;
@@ -184,10 +188,19 @@ void Rows::ReadPaletteSource(uint32_t y, uint8_t *out) const {
 void Rows::ReadColourSource(uint32_t y, uint8_t *out) const {
   const unsigned *pixels = static_cast<const CImg32 &>(*image_).constDataArray()[y];
   if (kind_ == RowKind::kGrey) {
-    // A grey pixel is its own luma: the weights add up to one.
-    for (uint32_t x = 0; x < width_; ++x) {
+    // A grey pixel is its own luma (the weights add up to one); the other pixels of
+    // the row are weighed after.
+    const uint32_t width = width_;
+    uint32_t differ = 0;
+    for (uint32_t x = 0; x < width; ++x) {
       const uint32_t word = pixels[x];
-      out[x] = IsGrey(word) ? static_cast<uint8_t>(word) : Luma(WordToRgb(word, order_));
+      out[x] = static_cast<uint8_t>(word);
+      differ |= NotGrey(word);
+    }
+    for (uint32_t x = 0; differ != 0 && x < width; ++x) {
+      if (NotGrey(pixels[x]) != 0) {
+        out[x] = Luma(WordToRgb(pixels[x], order_));
+      }
     }
     return;
   }
