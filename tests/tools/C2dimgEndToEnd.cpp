@@ -94,21 +94,23 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
 TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   const Image page = Page(61, 33), tall = Page(1001, 2100);
   const Image colours = Colours(21, 13);
-  Image grey(colours.w, colours.h), picture(30, 20), separated(30, 20), checkers(64, 40);
+  Image picture(30, 20), separated(30, 20), checkers(64, 40);
   for (uint32_t i = 0; i < 64 * 40; ++i) {
     checkers.rgb[i] = (i % 64 + i / 64) % 2 != 0 ? kBlack : kWhite;
   }
-  for (size_t i = 0; i < grey.rgb.size(); ++i) {
-    const uint32_t c = colours.rgb[i];
-    grey.rgb[i] =
-        ((299 * (c >> 16) + 587 * (c >> 8 & 0xFF) + 114 * (c & 0xFF) + 500) / 1000) * 0x010101u;
-  }
+  const auto luma = [](Image image) {
+    for (uint32_t &c : image.rgb) {
+      c = ((299 * (c >> 16) + 587 * (c >> 8 & 0xFF) + 114 * (c & 0xFF) + 500) / 1000) * 0x010101u;
+    }
+    return image;
+  };
   for (uint32_t y = 5; y < 15; ++y) {  // white paper with a red block
     for (uint32_t x = 10; x < 25; ++x) {
       picture.at(x, y) = 0xFF0000;
       separated.at(x, y) = kBlack;
     }
   }
+  const Image grey = luma(colours), greyPicture = luma(picture);
   WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{});
   WritePngFile(path("colours.png"), colours, false);
   WritePngFile(path("picture.png"), picture, false);
@@ -136,6 +138,7 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
       {"colours.png", "out.pgm", {}, grey},
       {"colours.png", "colours.rtl", {}, colours, 0, PNG_COLOR_TYPE_RGB},
       {"out.pgm", "grey.rtl", {}, grey, 0, PNG_COLOR_TYPE_GRAY},
+      {"picture.png", "out.pgm", {}, greyPicture},  // grey and colour in one row
       {"page.tif", "out.png", {"--to", "32"}, page, 0, PNG_COLOR_TYPE_GRAY},
       {"page.tif", "out.png", {"--to", "8"}, page, 0, PNG_COLOR_TYPE_PALETTE},
       {"page.tif", "out.png", {"--to", "1"}, page, 0, PNG_COLOR_TYPE_GRAY},

@@ -59,15 +59,19 @@ class TileRows {
     return true;
   }
 
-  // Whether column x of the row last decoded is a set bit: an odd count of changes at
-  // or before it. The list is 1-based and ends in sentinels past the tile.
-  bool set(uint32_t x) {
+  // Columns from..to of the row last decoded, one byte each, 1 for a set bit: an odd
+  // count of changes at or before the column. The list is 1-based and ends in
+  // sentinels past the tile; it is walked once, up to `to`.
+  void bits(uint32_t from, uint32_t to, uint8_t *out) {
     const int32_t *c = tile_.refChanges();
+    const uint32_t count = tile_.numRefChanges();
     uint32_t i = 1;
-    while (i < tile_.numRefChanges() && c[i] <= static_cast<int32_t>(x) + 1) {
-      ++i;
+    for (uint32_t x = from; x <= to; ++x) {
+      while (i < count && c[i] <= static_cast<int32_t>(x) + 1) {
+        ++i;
+      }
+      *out++ = static_cast<uint8_t>((i - 1) & 1);
     }
-    return (i - 1) % 2 == 1;
   }
 
  private:
@@ -104,10 +108,8 @@ std::vector<uint8_t> CodedBits(CImg1G4 &page, uint32_t x0, uint32_t x1, uint32_t
         if (y < top) {
           continue;
         }
-        uint8_t *out = bits.data() + size_t{y - top} * n;
-        for (uint32_t x = from; x <= to; ++x) {
-          out[x - x0] = rows.set(x - column * tw) ? 1 : 0;
-        }
+        rows.bits(from - column * tw, to - column * tw,
+                  bits.data() + size_t{y - top} * n + (from - x0));
       }
     }
   }

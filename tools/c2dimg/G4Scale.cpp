@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "G4Code.h"
 #include "Library.h"
@@ -12,10 +14,12 @@
 namespace c2dimg {
 namespace {
 
-struct FreeTable {
-  void operator()(unsigned *table) const { std::free(table); }
+// The library's tables and grey curves, which it allocates with malloc.
+struct Free {
+  void operator()(void *block) const { std::free(block); }
 };
-using Table = std::unique_ptr<unsigned, FreeTable>;
+using Table = std::unique_ptr<unsigned, Free>;
+using Curve = std::unique_ptr<unsigned char, Free>;
 
 void SetBit(uint8_t *row, uint32_t x, bool on) {
   const auto mask = static_cast<uint8_t>(0x80u >> (x & 7));
@@ -83,6 +87,8 @@ void MendReduce(IImg &target, CImg1G4 &page, const ImgRect &r) {
              ceilX = static_cast<uint32_t>(std::ceil(fx));
   const auto floorY = static_cast<uint32_t>(std::floor(fy)),
              ceilY = static_cast<uint32_t>(std::ceil(fy));
+  // One curve for each cell size of the column, made when first needed.
+  std::vector<std::pair<uint32_t, Curve>> curves;
   for (uint32_t sy = 0, ty = 0; sy < sh && ty < h && rowRuns[sy] != 0; sy += rowRuns[sy], ++ty) {
     const uint32_t run = std::min(rowRuns[sy], sh - sy);
     uint32_t count = 0;
@@ -97,14 +103,19 @@ void MendReduce(IImg &target, CImg1G4 &page, const ImgRect &r) {
     }
     const uint32_t area =
         (rowRuns[sy] == floorY ? floorY : ceilY) * (colRuns[group] == floorX ? floorX : ceilX);
-    unsigned char *curve = nullptr;
-    CreateGreyMapping(area + 1, &curve, 0);
+    auto made =
+        std::find_if(curves.begin(), curves.end(),
+                     [area](const std::pair<uint32_t, Curve> &c) { return c.first == area; });
+    if (made == curves.end()) {
+      unsigned char *curve = nullptr;
+      CreateGreyMapping(area + 1, &curve, 0);
+      made = curves.emplace(curves.end(), area, Curve(curve));
+    }
+    const unsigned char *curve = made->second.get();
     if (curve == nullptr || grey == nullptr || count > area) {
-      std::free(curve);
       return;
     }
     const uint32_t g = curve[count];
-    std::free(curve);
     grey->peekDataArray()[ty][w - 1] = g | g << 8 | g << 16;
   }
 }

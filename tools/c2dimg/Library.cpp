@@ -164,8 +164,9 @@ void InkGrey(CImg32 &image, uint32_t ink, uint32_t paper) {
   }
   unsigned **rows = image.peekDataArray();
   const RGBOrder order = image.getRGBOrder();
-  for (uint32_t y = 0; rows != nullptr && y < image.getHeight(); ++y) {
-    for (uint32_t x = 0; x < image.getWidth(); ++x) {
+  const uint32_t width = image.getWidth(), height = image.getHeight();
+  for (uint32_t y = 0; rows != nullptr && y < height; ++y) {
+    for (uint32_t x = 0; x < width; ++x) {
       // Level 0 is all ink, 255 all paper.
       const uint32_t level = WordToRgb(rows[y][x], order) & 0xFFu;
       uint32_t rgb = 0;

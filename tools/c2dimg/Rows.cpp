@@ -25,18 +25,25 @@ size_t BytesPerPixel(RowKind kind) {
   return 0;
 }
 
+// The bits by which a 32-bit word's channels differ from its lowest: none for grey,
+// in either byte order.
+uint32_t NotGrey(uint32_t word) { return (word ^ (word & 0xFFu) * 0x010101u) & 0xFFFFFFu; }
+
 bool AllGrey(CImg32 &image) {
   if (!image.forceDataInit()) {
     return false;
   }
-  const RGBOrder order = image.getRGBOrder();
   const unsigned *const *rows = image.constDataArray();
-  for (uint32_t y = 0; y < image.getHeight(); ++y) {
-    for (uint32_t x = 0; x < image.getWidth(); ++x) {
-      const uint32_t rgb = WordToRgb(rows[y][x], order);
-      if ((rgb >> 16 & 0xFFu) != (rgb & 0xFFu) || (rgb >> 8 & 0xFFu) != (rgb & 0xFFu)) {
-        return false;
-      }
+  const uint32_t width = image.getWidth(), height = image.getHeight();
+  for (uint32_t y = 0; y < height; ++y) {
+    // A row at a time, without a branch a pixel.
+    const unsigned *row = rows[y];
+    uint32_t differ = 0;
+    for (uint32_t x = 0; x < width; ++x) {
+      differ |= NotGrey(row[x]);
+    }
+    if (differ != 0) {
+      return false;
     }
   }
   return true;
@@ -180,6 +187,23 @@ void Rows::ReadPaletteSource(uint32_t y, uint8_t *out) const {
 
 void Rows::ReadColourSource(uint32_t y, uint8_t *out) const {
   const unsigned *pixels = static_cast<const CImg32 &>(*image_).constDataArray()[y];
+  if (kind_ == RowKind::kGrey) {
+    // A grey pixel is its own luma (the weights add up to one); the other pixels of
+    // the row are weighed after.
+    const uint32_t width = width_;
+    uint32_t differ = 0;
+    for (uint32_t x = 0; x < width; ++x) {
+      const uint32_t word = pixels[x];
+      out[x] = static_cast<uint8_t>(word);
+      differ |= NotGrey(word);
+    }
+    for (uint32_t x = 0; differ != 0 && x < width; ++x) {
+      if (NotGrey(pixels[x]) != 0) {
+        out[x] = Luma(WordToRgb(pixels[x], order_));
+      }
+    }
+    return;
+  }
   for (uint32_t x = 0; x < width_; ++x) {
     const auto opacity = static_cast<uint8_t>(alpha_ ? pixels[x] >> 24 : 0xFFu);
     Put(kind_, WordToRgb(pixels[x], order_), opacity, x, out);

@@ -162,6 +162,8 @@ Picture ReadGroup4(TIFF *tif, const InputFile &file, const Directory &d) {
                                      std::to_string(file.size) + " bytes)");
     }
     std::vector<uint8_t> &raw = coded[i];
+    // Room for the byte that evens a pair, so that it needs no second buffer.
+    raw.reserve(static_cast<size_t>(bytes) + 1);
     raw.resize(static_cast<size_t>(bytes));
     if (bytes != 0) {
       const tmsize_t got = d.tiled
