@@ -1,6 +1,5 @@
-// c2dimg on documents the tests write: a metafile drawn with libEMF and a two-page PDF.
-// Each is told by its content, described by info, rendered by scale at the size
-// asked, and an unusable one or a missing page is refused with a message.
+// c2dimg on a metafile drawn with libEMF and a two-page PDF: told by content, described
+// by info, rendered at the size asked, refused with a message when unusable.
 
 #include "ToolTestSupport.h"
 #include "render/EmfDrawing.h"
@@ -25,11 +24,7 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   WriteText(pdf, pages);
   WriteText(path("cut.pdf"), pages.substr(0, 40));
   WriteText(path("locked.pdf"), minipdf::Document({{72, 72, "", 0}}, true));
-  const struct {
-    Args args;
-    int status;
-    std::vector<const char *> says;  // in stdout and stderr together
-  } cases[] = {
+  const Said cases[] = {
       {{"info", emf},
        0,
        {"EMF", "81 x 81 pixels, 1.00 x 1.00 in at 81.28 x 81.28 dpi",
@@ -69,8 +64,7 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
     SCOPED_TRACE(c.args[0] + " " + c.args[1] + " " + c.args[2]);
     ok(c.args, {"-o", out});
     const Image got = ReadBack(out);
-    ASSERT_EQ(got.w, c.w);
-    ASSERT_EQ(got.h, c.h);
+    ASSERT_EQ((std::array<uint32_t, 2>{got.w, got.h}), (std::array<uint32_t, 2>{c.w, c.h}));
     EXPECT_EQ(got.at(c.x, c.y), c.colour);
     EXPECT_EQ(got.at(c.w - 1, 0), kWhite);
   }

@@ -1,6 +1,5 @@
-// End-to-end tests of c2dimg's pictures: the same page gives the same picture in
-// every command whatever its storage, damaged sources are named, and the tool's
-// answers are honest.
+// End-to-end tests of c2dimg's pictures: the same page whatever its storage, turns that
+// keep the page whole, and damaged Group 4 data named.
 
 #include <cmath>
 
@@ -13,9 +12,7 @@ using namespace c2dtest;
 constexpr uint16_t kG4 = COMPRESSION_CCITTFAX4, kMsb = FILLORDER_MSB2LSB;
 
 // A light page and its negative, as Group 4 strips, tiles and min-is-black tiles, give
-// in every command what the same page as PBM gives, and decode to the page itself:
-// nothing lost on the last column, a negative stays negative, and thin light strokes
-// on dark paper survive a reduction.
+// in every command what the same page as PBM gives, and convert to the page itself.
 TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
   const Image light = Page(203, 150);
   Image dark = light;
