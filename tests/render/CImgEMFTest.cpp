@@ -49,11 +49,8 @@ class RecordingRenderer : public CEMFRender {
   bool getImage(unsigned depth, void *&data, uint64_t &size) override {
     log("image", {depth});
     const Answer a = answers[std::min(served_++, answers.size() - 1)];
-    data = a.ok ? std::malloc(a.bytes) : nullptr;
+    data = a.ok ? std::memset(std::malloc(a.bytes), a.fill, a.bytes) : nullptr;
     size = a.ok ? a.bytes : 0;
-    if (data != nullptr) {
-      std::memset(data, a.fill, a.bytes);
-    }
     return a.ok;
   }
 

@@ -4,7 +4,7 @@
 #ifndef TESTS_RENDER_MINIPDF_H_
 #define TESTS_RENDER_MINIPDF_H_
 
-#include <fstream>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -59,10 +59,6 @@ inline std::string Document(const std::vector<Page> &pages, bool locked = false)
   out += "trailer\n<< /Size " + std::to_string(objects.size() + 1) + " /Root 1 0 R" + trailerExtra +
          " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
   return out;
-}
-
-inline void Write(const std::string &path, const std::string &bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
 }
 
 }  // namespace minipdf

@@ -47,8 +47,7 @@ TEST_F(C2dimgTool, ReadsEveryInputKindByContent) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     c.make(path(c.name));
-    ok({"convert", path(c.name), "-o", path("out.png")}, c.extra);
-    const Image got = ReadBack(path("out.png"));
+    const Image got = made({"convert", path(c.name)}, "out.png", c.extra);
     EXPECT_EQ(Difference(got, c.want), "");
     EXPECT_EQ(got.alpha, c.want.alpha);
   }
@@ -76,8 +75,7 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
   for (const char *fillOrder : {"1", "2"}) {
     SCOPED_TRACE(fillOrder);
     ASSERT_EQ(render(std::string("tiffg4 -dFillOrder=") + fillOrder, "gs.tif"), 0);
-    ok({"convert", path("gs.tif"), "-o", path("out.png")});
-    EXPECT_EQ(Difference(ReadBack(path("out.png")), want), "");
+    EXPECT_EQ(Difference(made({"convert", path("gs.tif")}, "out.png"), want), "");
   }
 }
 
@@ -139,8 +137,7 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   for (const Case &c : cases) {
     SCOPED_TRACE(std::string(c.input) + " -> " + c.output + " " +
                  (c.options.empty() ? "" : c.options[1]));
-    ok({"convert", path(c.input), "-o", path(c.output)}, c.options);
-    const Image got = ReadBack(path(c.output));
+    const Image got = made({"convert", path(c.input)}, c.output, c.options);
     EXPECT_EQ(Difference(got, c.want), "");
     EXPECT_EQ(c.bitDepth != 0 ? got.bitDepth : 0, c.bitDepth);
     EXPECT_EQ(c.colourType != -1 ? got.colourType : -1, c.colourType);
@@ -164,13 +161,10 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   WriteBilevelTiff(path("page.tif"), {page}, TiffLayout{COMPRESSION_CCITTFAX4, 16});
   // -90 turns clockwise as 270 does: the block at the page's top left lands at the top
   // right. A quarter turn back gives the page.
-  ok({"rotate", path("page.tif"), "-90", "-o", path("minus.png")});
-  ok({"rotate", path("page.tif"), "270", "-o", path("270.png")});
-  ok({"rotate", path("270.png"), "90", "-o", path("back.png")});
-  const Image minus = ReadBack(path("minus.png"));
-  EXPECT_EQ(Difference(minus, ReadBack(path("270.png"))), "");
+  const Image minus = made({"rotate", path("page.tif"), "-90"}, "minus.png");
+  EXPECT_EQ(Difference(minus, made({"rotate", path("page.tif"), "270"}, "270.png")), "");
   EXPECT_TRUE(minus.black(25, 4));
-  EXPECT_EQ(Difference(ReadBack(path("back.png")), page), "");
+  EXPECT_EQ(Difference(made({"rotate", path("270.png"), "90"}, "back.png"), page), "");
 
   // Sizes; the frame stays ink, darker than the paper in grey, and paper stays white.
   const std::pair<Args, std::array<uint32_t, 2>> sizes[] = {{{"--width", "20"}, {20, 15}},
@@ -180,8 +174,7 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   for (const auto &[size, want] : sizes) {
     for (const Args &mode : {Args{}, Args{"--grey"}}) {
       SCOPED_TRACE(size[0] + (mode.empty() ? "" : " grey"));
-      ok({"scale", path("page.tif"), "-o", path("out.png"), size[0], size[1]}, mode);
-      const Image got = ReadBack(path("out.png"));
+      const Image got = made({"scale", path("page.tif"), size[0], size[1]}, "out.png", mode);
       ASSERT_EQ((std::array<uint32_t, 2>{got.w, got.h}), want);
       EXPECT_EQ(got.bitDepth, mode.empty() ? 1 : 8);
       EXPECT_LT(got.at(0, 0) % 256, 255u);  // the frame's corner
@@ -202,9 +195,9 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   Image src(6, 4, 0xFF0000);
   src.at(1, 1) = 0x00FF00;
   WritePngFile(path("src.png"), src, false);
-  ok({"composite", path("dst.png"), path("src.png"), "-o", path("out.png"), "--at", "3,2",
-      "--alpha", "0.5", "--key", "00ff00"});
-  const Image blended = ReadBack(path("out.png"));
+  const Image blended = made({"composite", path("dst.png"), path("src.png"), "--at", "3,2",
+                              "--alpha", "0.5", "--key", "00ff00"},
+                             "out.png");
   // Red half over blue (255 * 0.5, cut toward zero), the keyed pixel, the uncovered blue.
   EXPECT_EQ(std::vector<uint32_t>({blended.at(6, 4), blended.at(4, 3), blended.at(2, 2)}),
             std::vector<uint32_t>({0x7F007F, 0x0000FF, 0x0000FF}));
@@ -214,9 +207,9 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   std::fill_n(&photo.at(0, 21), 40, kBlack);
   WritePngFile(path("photo.png"), photo, false);
   for (const bool keep : {false, true}) {
-    ok({"scale", path("photo.png"), "--factor", "0.25", "-o", path("small.ppm")},
-       keep ? Args{"--keep-lines"} : Args{});
-    const uint32_t line = ReadBack(path("small.ppm")).at(4, 5);
+    const Args keepLines = keep ? Args{"--keep-lines"} : Args{};
+    const uint32_t line =
+        made({"scale", path("photo.png"), "--factor", "0.25"}, "small.ppm", keepLines).at(4, 5);
     EXPECT_TRUE(keep ? line == kBlack : line != kBlack && line != kWhite) << std::hex << line;
   }
 

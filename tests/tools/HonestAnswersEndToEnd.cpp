@@ -69,8 +69,7 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
           want.at(x, y) = page.at(column, row);
         }
       }
-      ok({"convert", in, "-o", path("upright.ppm")});
-      EXPECT_EQ(Difference(ReadBack(path("upright.ppm")), want), "");
+      EXPECT_EQ(Difference(made({"convert", in}, "upright.ppm"), want), "");
       const Outcome info = run({"info", in});
       EXPECT_EQ(info.out.find("orientation") != std::string::npos, orientation != 1) << info.out;
     }

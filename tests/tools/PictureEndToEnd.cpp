@@ -31,10 +31,7 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
                            {"mirror", "y"},
                            {"rotate", "90"}};
   const auto output = [&](const Args &command, const std::string &input, const std::string &out) {
-    Args args{command[0], input};
-    args.insert(args.end(), command.begin() + 1, command.end());
-    ok(args, {"-o", out});
-    return ReadBack(out);
+    return made({command[0], input}, out, Args(command.begin() + 1, command.end()));
   };
   for (const Image &page : pages) {
     WritePbm(path("page.pbm"), page, false);
@@ -44,15 +41,14 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
         SCOPED_TRACE(command.back() + " tile " + std::to_string(layout.tile) +
                      (page.at(1, 1) == kWhite ? " light" : " dark"));
         const std::string ext = command.back() == "--grey" ? ".pgm" : ".pbm";
-        const Image want = output(command, path("page.pbm"), path("want" + ext));
-        const Image got = output(command, path("page.tif"), path("got" + ext));
+        const Image want = output(command, path("page.pbm"), "want" + ext);
+        const Image got = output(command, path("page.tif"), "got" + ext);
         EXPECT_EQ(Difference(got, command.size() == 1 ? page : want), "");
       }
     }
   }
   // The one-pixel line at x = 102 stays white in every row of a quarter-size negative.
-  ok({"scale", path("page.tif"), "--factor", "0.25", "-o", path("small.pbm")});
-  const Image small = ReadBack(path("small.pbm"));
+  const Image small = made({"scale", path("page.tif"), "--factor", "0.25"}, "small.pbm");
   for (uint32_t y = 2; y + 2 < small.h; ++y) {
     EXPECT_EQ(small.at(102 / 4, y), kWhite) << y;
   }
@@ -75,8 +71,7 @@ TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
       }
       const std::string in = path(ink == kBlack ? "page.pbm" : "page.png");
       ink == kBlack ? WritePbm(in, page, false) : WritePngFile(in, page, false);
-      ok({"rotate", in, "30", "-o", path("turned.png")});
-      const Image got = ReadBack(path("turned.png"));
+      const Image got = made({"rotate", in, "30"}, "turned.png");
       EXPECT_NEAR(got.w, w * c + h * s, 1);
       EXPECT_NEAR(got.h, w * s + h * c, 1);
       uint32_t left = got.w, top = got.h, right = 0, bottom = 0, other = 0;
@@ -93,8 +88,7 @@ TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
       EXPECT_NEAR(bottom - top, 80, 1.5);
       EXPECT_NEAR(left + right, got.w, 2);
       EXPECT_NEAR(top + bottom, got.h, 2);
-      ok({"rotate", in, "30", "--keep-size", "-o", path("framed.png")});
-      const Image framed = ReadBack(path("framed.png"));
+      const Image framed = made({"rotate", in, "30", "--keep-size"}, "framed.png");
       EXPECT_EQ(framed.w * 1000 + framed.h, w * 1000 + h);
     }
   }

@@ -367,6 +367,14 @@ class C2dimgTool : public ::testing::Test {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   }
 
+  // Runs a command that must succeed with `-o` the file `name` in the scratch folder,
+  // and reads that back.
+  Image made(Args args, const std::string &name, const Args &more = {}) const {
+    args.insert(args.end(), {"-o", path(name)});
+    ok(args, more);
+    return ReadBack(path(name));
+  }
+
   // Runs c2dimg, expects `status` and each of `words` in stdout and stderr together,
   // and gives what it said.
   std::string answer(const Args &args, int status, const std::vector<const char *> &words) const {
