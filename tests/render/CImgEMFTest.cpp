@@ -129,6 +129,9 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
     return std::to_string(colour);
   };
   const auto unformatted = [&image](CImgEMF &doc) { return image(doc.getUnformatted()); };
+  const char *const twentieths =
+      "101 203,95 192,90 182,85 172,80 162,75 152,70 142,65 131,60 121,55 111,50 101,45 91,"
+      "40 81,35 71,30 60,25 50,20 40,15 30,10 20,5 10";
   const struct {
     unsigned w, h;
     std::vector<RecordingRenderer::Answer> answers;
@@ -142,13 +145,7 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
       {100, 50, {no}, factor(-1), "", ""},
       {100, 50, {no}, factor(1e300), "4294967295 4294967295", ""},
       {100, 50, {no}, factor(std::nan("")), "0 0", ""},
-      {101,
-       203,
-       {no},
-       unformatted,
-       "101 203,95 192,90 182,85 172,80 162,75 152,70 142,65 131,60 121,55 111,50 101,45 91,"
-       "40 81,35 71,30 60,25 50,20 40,15 30,10 20,5 10",
-       ""},
+      {101, 203, {no}, unformatted, twentieths, ""},
       {40, 20, {no, no, {true, 36 * 18 * 4, 0}}, unformatted, "40 20,38 19,36 18", "36x18"},
       {1000, 1700, {no}, background, "2000 3400", "4294967295"},
       {499, 2000, {no}, background, "0 0", "4294967295"},

@@ -54,11 +54,9 @@ class FakeRender : public CPDFRender {
     const size_t stride = depth == 32 ? (3 * made_[0] + 3) / 4 * 4 : (made_[0] + 31) / 32 * 4;
     size = stride * made_[1] + (depth == 1 ? shortBy : 0);
     data = static_cast<unsigned char *>(std::calloc(stride * made_[1] + 4, 1));
-    for (unsigned y = 0; depth == 32 && y < made_[1]; ++y) {
-      for (unsigned x = 0; x < made_[0]; ++x) {
-        const int channel = x < from ? 0 : x <= to ? 1 : 2;
-        data[y * stride + 3 * x + channel] = 255;
-      }
+    for (unsigned i = 0; depth == 32 && i < made_[0] * made_[1]; ++i) {
+      const unsigned x = i % made_[0];
+      data[i / made_[0] * stride + 3 * x + (x < from ? 0 : x <= to ? 1 : 2)] = 255;
     }
     return true;
   }

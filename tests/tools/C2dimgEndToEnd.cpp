@@ -237,36 +237,30 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
 
 // --- Failures ----------------------------------------------------------------
 
-// Makes the one value of `tag` in the first directory of a little-endian TIFF far
-// larger, whether it is stored as a SHORT or a LONG. False when there is no such tag.
-bool InflateTag(std::string &bytes, uint16_t tag) {
+// A little-endian TIFF with the one value of each of `tags` in its first directory made
+// far larger, whether it is stored as a SHORT or a LONG.
+std::string Inflated(std::string tiff, std::initializer_list<uint16_t> tags) {
   const auto u16 = [&](size_t at) {
-    return static_cast<uint16_t>(uint8_t(bytes[at]) | uint8_t(bytes[at + 1]) << 8);
+    return static_cast<uint16_t>(uint8_t(tiff[at]) | uint8_t(tiff[at + 1]) << 8);
   };
   const size_t ifd = u16(4) | size_t{u16(6)} << 16;
   for (size_t i = 0, n = u16(ifd); i < n; ++i) {
     const size_t entry = ifd + 2 + 12 * i;
-    if (u16(entry) == tag) {
-      bytes[entry + 8 + (u16(entry + 2) == TIFF_SHORT ? 1 : 2)] = '\x7F';
-      return true;
+    if (std::find(tags.begin(), tags.end(), u16(entry)) != tags.end()) {
+      tiff[entry + 8 + (u16(entry + 2) == TIFF_SHORT ? 1 : 2)] = '\x7F';
     }
   }
-  return false;
+  return tiff;
 }
 
 TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   WriteBilevelTiff(path("good.tif"), {Page(64, 48)}, TiffLayout{});
   WritePngFile(path("good.png"), Colours(64, 48), false);
-  const std::string tiff = Slurp(path("good.tif"));
-  const std::string png = Slurp(path("good.png"));
-  std::string lying = tiff;
-  ASSERT_TRUE(InflateTag(lying, TIFFTAG_STRIPBYTECOUNTS));
-  WriteText(path("lying.tif"), lying);
-  std::string huge = tiff, unknown = tiff;  // 32576 x 32560 pixels; compression 32516
-  ASSERT_TRUE(InflateTag(huge, TIFFTAG_IMAGEWIDTH) && InflateTag(huge, TIFFTAG_IMAGELENGTH));
-  ASSERT_TRUE(InflateTag(unknown, TIFFTAG_COMPRESSION));
-  WriteText(path("huge.tif"), huge);
-  WriteText(path("unknown.tif"), unknown);
+  const std::string tiff = Slurp(path("good.tif")), png = Slurp(path("good.png"));
+  // Byte counts past the file's end; 32576 x 32560 pixels; compression 32516.
+  WriteText(path("lying.tif"), Inflated(tiff, {TIFFTAG_STRIPBYTECOUNTS}));
+  WriteText(path("huge.tif"), Inflated(tiff, {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH}));
+  WriteText(path("unknown.tif"), Inflated(tiff, {TIFFTAG_COMPRESSION}));
   WriteText(path("cut.tif"), tiff.substr(0, tiff.size() / 2));
   WriteText(path("cut.png"), png.substr(0, png.size() / 2));
   WriteText(path("corrupt.png"), png.substr(0, 8) + std::string(200, 'x'));
