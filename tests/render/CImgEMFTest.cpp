@@ -1,6 +1,5 @@
-// The logic of CImgEMF, with a renderer that records every call and answers as the
-// test says: what scale hands the renderer, what it makes of the answers, the retry
-// of getUnformatted, the factor of calculateBackground and the iterator's grid.
+// CImgEMF's own logic, over a renderer that records every call and answers as the test
+// says: the calls it makes, the sizes it asks for, its fixed answers and its tile grid.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -75,11 +74,9 @@ struct FakeDocument : CImgEMF {
   }
 };
 
-// scale hands the renderer its flag, the attributes' colour as red, green and blue,
-// the viewport and the size, before it refuses a depth other than 1 and 32. A failed
-// render, or a buffer too short for the image (refused by the rasters' create and
-// freed here), gives null. What a good render becomes is checked over the real
-// renderer.
+// scale hands the renderer its flag, the attributes' colour as red, green and blue, the
+// viewport and the size, before it refuses a depth other than 1 and 32. A failed render,
+// or a buffer too short for the image (refused, and freed), gives null.
 TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   const struct {
     unsigned depth;
@@ -103,10 +100,9 @@ TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   }
 }
 
-// The sizes scale by factor, getUnformatted and calculateBackground ask for, in
-// order, and what each gives: an image's size, a background colour, or "" for null.
-// getUnformatted gives way by twentieths and stops at zero; calculateBackground
-// renders at the integer factor and leaves the background unknown.
+// The sizes scale by factor, getUnformatted (by twentieths, stopping at zero) and
+// calculateBackground (at the integer factor) ask for, in order, and what each gives:
+// an image's size, a background colour, or "" for null.
 TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
   const RecordingRenderer::Answer no{false, 0, 0};
   const auto image = [](IImg *made) {

@@ -1,6 +1,5 @@
-// CImgPDF's own logic, with a recording stand-in for the renderer: the sizes and
-// flags it asks for, the second scaling when the renderer answers with another size
-// or area, the retries, and the answers that need no document.
+// CImgPDF's own logic, over a recording stand-in for the renderer: the sizes and flags it
+// asks for, the second scaling, the retries, and the answers that need no document.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -237,9 +236,8 @@ TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
   // A page too large for the 32-bit byte counts reads as full.
   EXPECT_EQ(FakePdf::Around(new FakeRender(70000, 70000))->getTotalBytes(), 0xFFFFFFFFu);
 
-  // The tile grid (cut as the rasters' iterators cut theirs): 1000 x 1000 in tiles of
-  // 300 has 16 tiles, and no tile carries bytes. The dump, switched on here only, writes
-  // each (empty) tile to a file.
+  // 1000 x 1000 in tiles of 300 is 16 tiles, as the rasters cut it, none carrying bytes.
+  // The dump, switched on here only, writes each (empty) tile to a file.
   EXPECT_EQ(doc->getTileIterator(0, 300, CImg32::UNCOMPRESSED), nullptr);
   EXPECT_EQ(doc->getTileIterator(300, 300, static_cast<CImg32::TileFormat>(3)), nullptr);
   std::unique_ptr<ImgPDFTileIterator> tiles(doc->getTileIterator(300, 300, CImg32::HP_RTL));

@@ -78,9 +78,8 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
   EXPECT_EQ(wrong, 0u);
 }
 
-// The document's facts from the header; crops, scales and both depths against the
-// model; with the flag the replacement colour is the paper, without it the paper stays
-// white.
+// The header's facts; crops, scales and both depths against the model; the paper is the
+// replacement colour with the flag, else white.
 TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
   Document facts;
   ASSERT_NE(facts.image, nullptr);

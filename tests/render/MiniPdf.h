@@ -1,6 +1,5 @@
-// Small PDF files written by the tests themselves: pages of vector shapes (content
-// streams given as text), with the cross-reference offsets computed, optionally
-// encrypted with a password nobody knows. Shared by the renderer and c2dimg tests.
+// Small PDF files of vector shapes (content streams as text), optionally locked with a
+// password nobody knows. Shared by the renderer and c2dimg tests.
 #ifndef TESTS_RENDER_MINIPDF_H_
 #define TESTS_RENDER_MINIPDF_H_
 

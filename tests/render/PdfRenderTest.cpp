@@ -1,6 +1,5 @@
-// CImgPDF over the real renderer, on PDF files the tests write: shapes land where the
-// page puts them, at any size, rotation and depth; unusable files are refused;
-// and a real page agrees with pdftoppm at the same resolution.
+// CImgPDF over the real renderer, on PDF files the tests write, and on a real page
+// against pdftoppm.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -81,10 +81,8 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
 
 // --- Outputs -----------------------------------------------------------------
 
-// Every output format by extension, and conversions between image types. Bilevel
-// TIFF goes through the library's Group 4 encoder (a page past one 2048-row strip);
-// a pixel checkerboard, which codes to three times its size, is kept uncompressed.
-// An HP-RTL job is read back by c2dimg's own reader.
+// Every output format by extension, and conversions between types. Bilevel TIFF is Group 4
+// (past one 2048-row strip) but for a checkerboard, which codes to three times its size.
 TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   const Image page = Page(61, 33), tall = Page(1001, 2100), colours = Colours(21, 13);
   Image grey(colours.w, colours.h), picture(30, 20), separated(30, 20), checkers(64, 40);
@@ -213,9 +211,8 @@ TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
     EXPECT_TRUE(keep ? line == kBlack : line != kBlack && line != kWhite) << std::hex << line;
   }
 
-  // A black line keeps a bilevel page bilevel; a circle turns it into colour and says
-  // so; a rectangle with no fill of its own is filled with its stroke, clipped to the
-  // page; a line must lie on the page.
+  // A line keeps a bilevel page bilevel, a circle needs colour and says so; a rectangle
+  // with no fill is filled with its stroke, clipped to the page; a line must lie on it.
   WritePbm(path("blank.pbm"), Image(40, 30), false);
   answer({"draw", path("blank.pbm"), "-o", path("line.png"), "--line", "2,3,20,9"}, 0, {"bilevel"});
   const Image lined = ReadBack(path("line.png"));

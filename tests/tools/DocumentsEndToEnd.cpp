@@ -13,9 +13,8 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   // 2540 x 2540 hundredths of a millimetre: 81 x 81 pixels at 81.28 dpi.
   const std::vector<unsigned char> drawing =
       emftest::Metafile(2540, 2540, {{10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF}});
-  // Page 1: 2 x 1 in, a black 0.5 in square 0.5 in from the left and 0.25 in from the
-  // top, pixels 100..199 and 50..149 at 200 dpi. Page 2: 1 in square, the lower left
-  // quarter red.
+  // Page 1: 2 x 1 in, a black 0.5 in square at pixels 100..199, 50..149 (200 dpi).
+  // Page 2: 1 in square, the lower left quarter red.
   const std::string pages = minipdf::Document(
       {{144, 72, "0 0 0 rg 36 18 36 36 re f", 0}, {72, 72, "1 0 0 rg 0 0 36 36 re f", 0}});
   const std::string emf = path("drawing"), pdf = path("doc.dat"), out = path("out.png");

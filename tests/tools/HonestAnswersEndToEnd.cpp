@@ -1,6 +1,5 @@
-// End-to-end tests of c2dimg's answers on files and outputs that a first run meets:
-// huge headers, read-only outputs, signals, turned TIFF pages, cut-short files and
-// the words it says.
+// End-to-end tests of c2dimg's answers on what a first run meets: signals, turned TIFF
+// pages, huge headers, cut-short files, read-only outputs and the words it says.
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -45,6 +44,9 @@ TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
 // a colour page, and info says how the page was stored.
 TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
   const Image stored[] = {Page(40, 24), Colours(40, 24)};
+  // Where the first row and column lie, as the field's definition puts them.
+  const bool kFromRight[] = {false, true, true, false, false, false, true, true};
+  const bool kFromBottom[] = {false, false, true, true, false, true, true, false};
   for (uint16_t orientation = 1; orientation <= 8; ++orientation) {
     for (const Image &page : stored) {
       SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
@@ -56,18 +58,13 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
       TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
       TIFFRewriteDirectory(tif);
       TIFFClose(tif);
-      // Where the first row and column lie, as the field's definition puts them.
       const bool across = orientation >= 5;
       Image want(across ? page.h : page.w, across ? page.w : page.h);
-      for (uint32_t y = 0; y < want.h; ++y) {
-        for (uint32_t x = 0; x < want.w; ++x) {
-          uint32_t row = across ? x : y, column = across ? y : x;
-          static const bool kFromRight[] = {false, true, true, false, false, false, true, true};
-          static const bool kFromBottom[] = {false, false, true, true, false, true, true, false};
-          column = kFromRight[orientation - 1] ? page.w - 1 - column : column;
-          row = kFromBottom[orientation - 1] ? page.h - 1 - row : row;
-          want.at(x, y) = page.at(column, row);
-        }
+      for (uint32_t i = 0; i < want.w * want.h; ++i) {
+        const uint32_t x = i % want.w, y = i / want.w, row = across ? x : y;
+        const uint32_t column = across ? y : x;
+        want.rgb[i] = page.at(kFromRight[orientation - 1] ? page.w - 1 - column : column,
+                              kFromBottom[orientation - 1] ? page.h - 1 - row : row);
       }
       EXPECT_EQ(Difference(made({"convert", in}, "upright.ppm"), want), "");
       const Outcome info = run({"info", in});

@@ -54,9 +54,8 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
   }
 }
 
-// Turned by 30 degrees, landscape and portrait pages, bilevel, grey and colour, are
-// turned whole on a canvas grown to their bounds, padded with paper: a circle in the
-// middle stays there, as wide as it is tall. --keep-size keeps the frame.
+// Landscape and portrait pages, bilevel, grey and colour, turn 30 degrees whole on a canvas
+// grown to their bounds: a middle circle stays round and in place. --keep-size keeps the frame.
 TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
   const double a = 30 * 3.141592653589793 / 180, c = std::cos(a), s = std::sin(a);
   const std::pair<uint32_t, uint32_t> inkAndPaper[] = {
@@ -95,8 +94,7 @@ TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
 }
 
 // A tile or strip whose code breaks off is named with the row where decoding stopped,
-// the result is written and the status is 3; with no row decodable anywhere nothing is
-// written and the status is 2.
+// the result written and the status 3; with no row decodable, no result and status 2.
 TEST_F(C2dimgTool, NamesDamagedGroup4DataAndExits3) {
   const Image page = Page(200, 130);
   const std::pair<TiffLayout, const char *> layouts[] = {{{kG4, 0, 32, kMsb, false}, "strip 1 "},
