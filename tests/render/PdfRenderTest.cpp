@@ -178,8 +178,8 @@ TEST_F(PdfFile, ARealPageAgreesWithPdftoppm) {
   unsigned w = 0, h = 0, max = 0;
   in >> magic >> w >> h >> max;
   in.get();
-  std::string pixels(size_t{w} * h * 3, '\0');
-  in.read(&pixels[0], static_cast<std::streamsize>(pixels.size()));
+  const std::string pixels{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  ASSERT_EQ(pixels.size(), size_t{w} * h * 3);
 
   ImgPtr<CImgPDF> doc = open(real);
   ASSERT_NE(doc, nullptr) << real;

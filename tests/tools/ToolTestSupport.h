@@ -161,9 +161,8 @@ inline void WritePngFile(const std::string &path, const Image &image, bool alpha
   png.format = alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
   std::vector<uint8_t> bytes;
   for (size_t i = 0; i < image.rgb.size(); ++i) {
-    for (int shift : {16, 8, 0}) {
-      bytes.push_back(static_cast<uint8_t>(image.rgb[i] >> shift));
-    }
+    const uint32_t c = image.rgb[i];
+    bytes.insert(bytes.end(), {uint8_t(c >> 16), uint8_t(c >> 8), uint8_t(c)});
     if (alpha) {
       bytes.push_back(image.alpha[i]);
     }
