@@ -16,9 +16,8 @@ constexpr uint16_t kG4 = COMPRESSION_CCITTFAX4, kMsb = FILLORDER_MSB2LSB;
 TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
   const Image light = Page(203, 150);
   Image dark = light;
-  for (uint32_t &c : dark.rgb) {
-    c ^= kWhite;
-  }
+  std::transform(light.rgb.begin(), light.rgb.end(), dark.rgb.begin(),
+                 [](uint32_t c) { return c ^ kWhite; });
   const Image pages[] = {light, dark};
   const TiffLayout layouts[] = {
       {kG4, 0, 40, kMsb, false}, {kG4, 64, 0, kMsb, false}, {kG4, 64, 0, kMsb, true}};
@@ -30,9 +29,6 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
                            {"scale", "--factor", "0.3", "--rect", "13,10,150,120"},
                            {"mirror", "y"},
                            {"rotate", "90"}};
-  const auto output = [&](const Args &command, const std::string &input, const std::string &out) {
-    return made({command[0], input}, out, Args(command.begin() + 1, command.end()));
-  };
   for (const Image &page : pages) {
     WritePbm(path("page.pbm"), page, false);
     for (const TiffLayout &layout : layouts) {
@@ -41,8 +37,9 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
         SCOPED_TRACE(command.back() + " tile " + std::to_string(layout.tile) +
                      (page.at(1, 1) == kWhite ? " light" : " dark"));
         const std::string ext = command.back() == "--grey" ? ".pgm" : ".pbm";
-        const Image want = output(command, path("page.pbm"), "want" + ext);
-        const Image got = output(command, path("page.tif"), "got" + ext);
+        const Args options(command.begin() + 1, command.end());
+        const Image want = made({command[0], path("page.pbm")}, "want" + ext, options);
+        const Image got = made({command[0], path("page.tif")}, "got" + ext, options);
         EXPECT_EQ(Difference(got, command.size() == 1 ? page : want), "");
       }
     }
