@@ -82,7 +82,8 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
 // Every output format by extension, and conversions between types. Bilevel TIFF is Group 4
 // (past one 2048-row strip) but for a checkerboard, which codes to three times its size.
 TEST_F(C2dimgTool, WritesEveryFormatAndType) {
-  const Image page = Page(61, 33), tall = Page(1001, 2100), colours = Colours(21, 13);
+  const Image page = Page(61, 33), tall = Page(1001, 2100);
+  const Image colours = Colours(21, 13);
   Image grey(colours.w, colours.h), picture(30, 20), separated(30, 20), checkers(64, 40);
   for (uint32_t i = 0; i < 64 * 40; ++i) {
     checkers.rgb[i] = (i % 64 + i / 64) % 2 != 0 ? kBlack : kWhite;
