@@ -346,10 +346,8 @@ class C2dimgTool : public ::testing::Test {
     }
     command += " >" + Quote(path("stdout")) + " 2>" + Quote(path("stderr"));
     const int raw = std::system(command.c_str());
-    Outcome outcome;
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    outcome.out = Slurp(path("stdout"));
-    outcome.err = Slurp(path("stderr"));
+    const Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(path("stdout")),
+                          Slurp(path("stderr"))};
     fs::remove(path("stdout"));
     fs::remove(path("stderr"));
     EXPECT_NE(outcome.status, 124) << "timed out: " << command;
