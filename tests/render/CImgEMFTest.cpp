@@ -1,6 +1,5 @@
-// The logic of CImgEMF, with a renderer that records every call and answers as the
-// test says: what scale hands the renderer, what it makes of the answers, the retry
-// of getUnformatted, the factor of calculateBackground and the iterator's grid.
+// CImgEMF's own logic, over a renderer that records every call and answers as the test
+// says: the calls it makes, the sizes it asks for, its fixed answers and its tile grid.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -49,11 +48,8 @@ class RecordingRenderer : public CEMFRender {
   bool getImage(unsigned depth, void *&data, uint64_t &size) override {
     log("image", {depth});
     const Answer a = answers[std::min(served_++, answers.size() - 1)];
-    data = a.ok ? std::malloc(a.bytes) : nullptr;
+    data = a.ok ? std::memset(std::malloc(a.bytes), a.fill, a.bytes) : nullptr;
     size = a.ok ? a.bytes : 0;
-    if (data != nullptr) {
-      std::memset(data, a.fill, a.bytes);
-    }
     return a.ok;
   }
 
@@ -78,11 +74,9 @@ struct FakeDocument : CImgEMF {
   }
 };
 
-// scale hands the renderer its flag, the attributes' colour as red, green and blue,
-// the viewport and the size, before it refuses a depth other than 1 and 32. A failed
-// render, or a buffer too short for the image (refused by the rasters' create and
-// freed here), gives null. What a good render becomes is checked over the real
-// renderer.
+// scale hands the renderer its flag, the attributes' colour as red, green and blue, the
+// viewport and the size, before it refuses a depth other than 1 and 32. A failed render,
+// or a buffer too short for the image (refused, and freed), gives null.
 TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   const struct {
     unsigned depth;
@@ -106,10 +100,9 @@ TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   }
 }
 
-// The sizes scale by factor, getUnformatted and calculateBackground ask for, in
-// order, and what each gives: an image's size, a background colour, or "" for null.
-// getUnformatted gives way by twentieths and stops at zero; calculateBackground
-// renders at the integer factor and leaves the background unknown.
+// The sizes scale by factor, getUnformatted (by twentieths, stopping at zero) and
+// calculateBackground (at the integer factor) ask for, in order, and what each gives:
+// an image's size, a background colour, or "" for null.
 TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
   const RecordingRenderer::Answer no{false, 0, 0};
   const auto image = [](IImg *made) {
@@ -132,6 +125,9 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
     return std::to_string(colour);
   };
   const auto unformatted = [&image](CImgEMF &doc) { return image(doc.getUnformatted()); };
+  const char *const twentieths =
+      "101 203,95 192,90 182,85 172,80 162,75 152,70 142,65 131,60 121,55 111,50 101,45 91,"
+      "40 81,35 71,30 60,25 50,20 40,15 30,10 20,5 10";
   const struct {
     unsigned w, h;
     std::vector<RecordingRenderer::Answer> answers;
@@ -145,13 +141,7 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
       {100, 50, {no}, factor(-1), "", ""},
       {100, 50, {no}, factor(1e300), "4294967295 4294967295", ""},
       {100, 50, {no}, factor(std::nan("")), "0 0", ""},
-      {101,
-       203,
-       {no},
-       unformatted,
-       "101 203,95 192,90 182,85 172,80 162,75 152,70 142,65 131,60 121,55 111,50 101,45 91,"
-       "40 81,35 71,30 60,25 50,20 40,15 30,10 20,5 10",
-       ""},
+      {101, 203, {no}, unformatted, twentieths, ""},
       {40, 20, {no, no, {true, 36 * 18 * 4, 0}}, unformatted, "40 20,38 19,36 18", "36x18"},
       {1000, 1700, {no}, background, "2000 3400", "4294967295"},
       {499, 2000, {no}, background, "0 0", "4294967295"},

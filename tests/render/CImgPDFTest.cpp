@@ -1,10 +1,8 @@
-// CImgPDF's own logic, with a recording stand-in for the renderer: the sizes and
-// flags it asks for, the second scaling when the renderer answers with another size
-// or area, the retries, and the answers that need no document.
+// CImgPDF's own logic, over a recording stand-in for the renderer: the sizes and flags it
+// asks for, the second scaling, the retries, and the answers that need no document.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <vector>
 
@@ -55,11 +53,9 @@ class FakeRender : public CPDFRender {
     const size_t stride = depth == 32 ? (3 * made_[0] + 3) / 4 * 4 : (made_[0] + 31) / 32 * 4;
     size = stride * made_[1] + (depth == 1 ? shortBy : 0);
     data = static_cast<unsigned char *>(std::calloc(stride * made_[1] + 4, 1));
-    for (unsigned y = 0; depth == 32 && y < made_[1]; ++y) {
-      for (unsigned x = 0; x < made_[0]; ++x) {
-        const int channel = x < from ? 0 : x <= to ? 1 : 2;
-        data[y * stride + 3 * x + channel] = 255;
-      }
+    for (unsigned i = 0; depth == 32 && i < made_[0] * made_[1]; ++i) {
+      const unsigned x = i % made_[0];
+      data[i / made_[0] * stride + 3 * x + (x < from ? 0 : x <= to ? 1 : 2)] = 255;
     }
     return true;
   }
@@ -240,9 +236,8 @@ TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
   // A page too large for the 32-bit byte counts reads as full.
   EXPECT_EQ(FakePdf::Around(new FakeRender(70000, 70000))->getTotalBytes(), 0xFFFFFFFFu);
 
-  // The tile grid (cut as the rasters' iterators cut theirs): 1000 x 1000 in tiles of
-  // 300 has 16 tiles, and no tile carries bytes. The dump, switched on here only, writes
-  // each (empty) tile to a file.
+  // 1000 x 1000 in tiles of 300 is 16 tiles, as the rasters cut it, none carrying bytes.
+  // The dump, switched on here only, writes each (empty) tile to a file.
   EXPECT_EQ(doc->getTileIterator(0, 300, CImg32::UNCOMPRESSED), nullptr);
   EXPECT_EQ(doc->getTileIterator(300, 300, static_cast<CImg32::TileFormat>(3)), nullptr);
   std::unique_ptr<ImgPDFTileIterator> tiles(doc->getTileIterator(300, 300, CImg32::HP_RTL));

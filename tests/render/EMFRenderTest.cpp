@@ -55,7 +55,8 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
   const double sx = source.getWidth() / static_cast<double>(result->getWidth());
   const double sy = source.getHeight() / static_cast<double>(result->getHeight());
   const double margin = 1.0 + std::max(sx, sy) / 2;
-  if (auto *colour = dynamic_cast<CImg32 *>(result)) {
+  auto *colour = dynamic_cast<CImg32 *>(result);
+  if (colour != nullptr) {
     EXPECT_EQ(colour->getRGBOrder(), RGB_ORDER_BGR);  // words of 0xAARRGGBB, as compared below
   }
   unsigned compared = 0, wrong = 0;
@@ -67,21 +68,18 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
         continue;
       }
       ++compared;
-      if (auto *colour = dynamic_cast<CImg32 *>(result)) {
-        wrong += (*colour)(y, x) != (0xFF000000u | static_cast<uint32_t>(want));
-      } else {
-        const bool ink = c2d_test::BitAt(dynamic_cast<CImg1 &>(*result), x, y);
-        wrong += ink != (static_cast<uint32_t>(want) != paper);
-      }
+      const auto rgb = static_cast<uint32_t>(want);
+      wrong += colour != nullptr
+                   ? (*colour)(y, x) != (0xFF000000u | rgb)
+                   : c2d_test::BitAt(dynamic_cast<CImg1 &>(*result), x, y) != (rgb != paper);
     }
   }
   EXPECT_GT(compared, result->getWidth() * result->getHeight() / 2);
   EXPECT_EQ(wrong, 0u);
 }
 
-// The document's facts from the header; crops, scales and both depths against the
-// model; with the flag the replacement colour is the paper, without it the paper stays
-// white.
+// The header's facts; crops, scales and both depths against the model; the paper is the
+// replacement colour with the flag, else white.
 TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
   Document facts;
   ASSERT_NE(facts.image, nullptr);

@@ -1,5 +1,5 @@
-// Metafiles for the tests, drawn with libEMF in memory. Its Windows-style names stay
-// in EmfDrawing.cpp.
+// Metafiles for the tests, drawn with libEMF in memory (its Windows-style names stay in
+// EmfDrawing.cpp).
 #ifndef TESTS_RENDER_EMFDRAWING_H_
 #define TESTS_RENDER_EMFDRAWING_H_
 

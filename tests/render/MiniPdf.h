@@ -1,10 +1,9 @@
-// Small PDF files written by the tests themselves: pages of vector shapes (content
-// streams given as text), with the cross-reference offsets computed, optionally
-// encrypted with a password nobody knows. Shared by the renderer and c2dimg tests.
+// Small PDF files of vector shapes (content streams as text), optionally locked with a
+// password nobody knows. Shared by the renderer and c2dimg tests.
 #ifndef TESTS_RENDER_MINIPDF_H_
 #define TESTS_RENDER_MINIPDF_H_
 
-#include <fstream>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -59,10 +58,6 @@ inline std::string Document(const std::vector<Page> &pages, bool locked = false)
   out += "trailer\n<< /Size " + std::to_string(objects.size() + 1) + " /Root 1 0 R" + trailerExtra +
          " >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
   return out;
-}
-
-inline void Write(const std::string &path, const std::string &bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
 }
 
 }  // namespace minipdf

@@ -1,6 +1,5 @@
-// c2dimg on documents the tests write: a metafile drawn with libEMF and a two-page PDF.
-// Each is told by its content, described by info, rendered by scale at the size
-// asked, and an unusable one or a missing page is refused with a message.
+// c2dimg on a metafile drawn with libEMF and a two-page PDF: told by content, described
+// by info, rendered at the size asked, refused with a message when unusable.
 
 #include "ToolTestSupport.h"
 #include "render/EmfDrawing.h"
@@ -14,9 +13,8 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   // 2540 x 2540 hundredths of a millimetre: 81 x 81 pixels at 81.28 dpi.
   const std::vector<unsigned char> drawing =
       emftest::Metafile(2540, 2540, {{10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF}});
-  // Page 1: 2 x 1 in, a black 0.5 in square 0.5 in from the left and 0.25 in from the
-  // top, pixels 100..199 and 50..149 at 200 dpi. Page 2: 1 in square, the lower left
-  // quarter red.
+  // Page 1: 2 x 1 in, a black 0.5 in square at pixels 100..199, 50..149 (200 dpi).
+  // Page 2: 1 in square, the lower left quarter red.
   const std::string pages = minipdf::Document(
       {{144, 72, "0 0 0 rg 36 18 36 36 re f", 0}, {72, 72, "1 0 0 rg 0 0 36 36 re f", 0}});
   const std::string emf = path("drawing"), pdf = path("doc.dat"), out = path("out.png");
@@ -25,11 +23,7 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   WriteText(pdf, pages);
   WriteText(path("cut.pdf"), pages.substr(0, 40));
   WriteText(path("locked.pdf"), minipdf::Document({{72, 72, "", 0}}, true));
-  const struct {
-    Args args;
-    int status;
-    std::vector<const char *> says;  // in stdout and stderr together
-  } cases[] = {
+  const Said cases[] = {
       {{"info", emf},
        0,
        {"EMF", "81 x 81 pixels, 1.00 x 1.00 in at 81.28 x 81.28 dpi",
@@ -67,10 +61,8 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   };
   for (const auto &c : renders) {
     SCOPED_TRACE(c.args[0] + " " + c.args[1] + " " + c.args[2]);
-    ok(c.args, {"-o", out});
-    const Image got = ReadBack(out);
-    ASSERT_EQ(got.w, c.w);
-    ASSERT_EQ(got.h, c.h);
+    const Image got = made(c.args, "out.png");
+    ASSERT_EQ((std::array<uint32_t, 2>{got.w, got.h}), (std::array<uint32_t, 2>{c.w, c.h}));
     EXPECT_EQ(got.at(c.x, c.y), c.colour);
     EXPECT_EQ(got.at(c.w - 1, 0), kWhite);
   }

@@ -1,6 +1,5 @@
-// End-to-end tests of c2dimg's pictures: the same page gives the same picture in
-// every command whatever its storage, damaged sources are named, and the tool's
-// answers are honest.
+// End-to-end tests of c2dimg's pictures: the same page whatever its storage, turns that
+// keep the page whole, and damaged Group 4 data named.
 
 #include <cmath>
 
@@ -13,15 +12,12 @@ using namespace c2dtest;
 constexpr uint16_t kG4 = COMPRESSION_CCITTFAX4, kMsb = FILLORDER_MSB2LSB;
 
 // A light page and its negative, as Group 4 strips, tiles and min-is-black tiles, give
-// in every command what the same page as PBM gives, and decode to the page itself:
-// nothing lost on the last column, a negative stays negative, and thin light strokes
-// on dark paper survive a reduction.
+// in every command what the same page as PBM gives, and convert to the page itself.
 TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
   const Image light = Page(203, 150);
   Image dark = light;
-  for (uint32_t &c : dark.rgb) {
-    c ^= kWhite;
-  }
+  std::transform(light.rgb.begin(), light.rgb.end(), dark.rgb.begin(),
+                 [](uint32_t c) { return c ^ kWhite; });
   const Image pages[] = {light, dark};
   const TiffLayout layouts[] = {
       {kG4, 0, 40, kMsb, false}, {kG4, 64, 0, kMsb, false}, {kG4, 64, 0, kMsb, true}};
@@ -33,12 +29,6 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
                            {"scale", "--factor", "0.3", "--rect", "13,10,150,120"},
                            {"mirror", "y"},
                            {"rotate", "90"}};
-  const auto output = [&](const Args &command, const std::string &input, const std::string &out) {
-    Args args{command[0], input};
-    args.insert(args.end(), command.begin() + 1, command.end());
-    ok(args, {"-o", out});
-    return ReadBack(out);
-  };
   for (const Image &page : pages) {
     WritePbm(path("page.pbm"), page, false);
     for (const TiffLayout &layout : layouts) {
@@ -47,23 +37,22 @@ TEST_F(C2dimgTool, GivesTheSamePictureWhateverTheStorage) {
         SCOPED_TRACE(command.back() + " tile " + std::to_string(layout.tile) +
                      (page.at(1, 1) == kWhite ? " light" : " dark"));
         const std::string ext = command.back() == "--grey" ? ".pgm" : ".pbm";
-        const Image want = output(command, path("page.pbm"), path("want" + ext));
-        const Image got = output(command, path("page.tif"), path("got" + ext));
+        const Args options(command.begin() + 1, command.end());
+        const Image want = made({command[0], path("page.pbm")}, "want" + ext, options);
+        const Image got = made({command[0], path("page.tif")}, "got" + ext, options);
         EXPECT_EQ(Difference(got, command.size() == 1 ? page : want), "");
       }
     }
   }
   // The one-pixel line at x = 102 stays white in every row of a quarter-size negative.
-  ok({"scale", path("page.tif"), "--factor", "0.25", "-o", path("small.pbm")});
-  const Image small = ReadBack(path("small.pbm"));
+  const Image small = made({"scale", path("page.tif"), "--factor", "0.25"}, "small.pbm");
   for (uint32_t y = 2; y + 2 < small.h; ++y) {
     EXPECT_EQ(small.at(102 / 4, y), kWhite) << y;
   }
 }
 
-// Turned by 30 degrees, landscape and portrait pages, bilevel, grey and colour, are
-// turned whole on a canvas grown to their bounds, padded with paper: a circle in the
-// middle stays there, as wide as it is tall. --keep-size keeps the frame.
+// Landscape and portrait pages, bilevel, grey and colour, turn 30 degrees whole on a canvas
+// grown to their bounds: a middle circle stays round and in place. --keep-size keeps the frame.
 TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
   const double a = 30 * 3.141592653589793 / 180, c = std::cos(a), s = std::sin(a);
   const std::pair<uint32_t, uint32_t> inkAndPaper[] = {
@@ -78,8 +67,7 @@ TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
       }
       const std::string in = path(ink == kBlack ? "page.pbm" : "page.png");
       ink == kBlack ? WritePbm(in, page, false) : WritePngFile(in, page, false);
-      ok({"rotate", in, "30", "-o", path("turned.png")});
-      const Image got = ReadBack(path("turned.png"));
+      const Image got = made({"rotate", in, "30"}, "turned.png");
       EXPECT_NEAR(got.w, w * c + h * s, 1);
       EXPECT_NEAR(got.h, w * s + h * c, 1);
       uint32_t left = got.w, top = got.h, right = 0, bottom = 0, other = 0;
@@ -96,16 +84,14 @@ TEST_F(C2dimgTool, TurnsAnyPageWholeWithoutWarping) {
       EXPECT_NEAR(bottom - top, 80, 1.5);
       EXPECT_NEAR(left + right, got.w, 2);
       EXPECT_NEAR(top + bottom, got.h, 2);
-      ok({"rotate", in, "30", "--keep-size", "-o", path("framed.png")});
-      const Image framed = ReadBack(path("framed.png"));
+      const Image framed = made({"rotate", in, "30", "--keep-size"}, "framed.png");
       EXPECT_EQ(framed.w * 1000 + framed.h, w * 1000 + h);
     }
   }
 }
 
 // A tile or strip whose code breaks off is named with the row where decoding stopped,
-// the result is written and the status is 3; with no row decodable anywhere nothing is
-// written and the status is 2.
+// the result written and the status 3; with no row decodable, no result and status 2.
 TEST_F(C2dimgTool, NamesDamagedGroup4DataAndExits3) {
   const Image page = Page(200, 130);
   const std::pair<TiffLayout, const char *> layouts[] = {{{kG4, 0, 32, kMsb, false}, "strip 1 "},

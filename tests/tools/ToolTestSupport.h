@@ -12,9 +12,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -35,8 +33,7 @@ struct Image {
   uint32_t w = 0, h = 0;
   std::vector<uint32_t> rgb;
   std::vector<uint8_t> alpha;
-  // Of a file read back: bit depth (bits per sample for TIFF), PNG colour type, TIFF
-  // compression.
+  // Of a file read back: bit depth (bits per sample), PNG colour type, TIFF compression.
   int bitDepth = 0, colourType = -1, compression = 0;
   Image() = default;
   Image(uint32_t width, uint32_t height, uint32_t fill = kWhite)
@@ -56,6 +53,15 @@ inline std::string Difference(const Image &got, const Image &want) {
   return g == got.rgb.end()
              ? ""
              : "pixel " + std::to_string(i % got.w) + "," + std::to_string(i / got.w);
+}
+
+// The w x h part of `image` from (x, y).
+inline Image Crop(const Image &image, uint32_t x, uint32_t y, uint32_t w, uint32_t h) {
+  Image part(w, h);
+  for (uint32_t i = 0; i < w * h; ++i) {
+    part.rgb[i] = image.at(x + i % w, y + i / w);
+  }
+  return part;
 }
 
 // A black-on-white test page: a one-pixel frame, a diagonal, a one-pixel line and a
@@ -148,17 +154,15 @@ inline void WriteBilevelTiff(const std::string &path, const std::vector<Image> &
 }
 
 inline void WritePngFile(const std::string &path, const Image &image, bool alpha) {
-  png_image png;
-  std::memset(&png, 0, sizeof png);
+  png_image png{};
   png.version = PNG_IMAGE_VERSION;
   png.width = image.w;
   png.height = image.h;
   png.format = alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
   std::vector<uint8_t> bytes;
   for (size_t i = 0; i < image.rgb.size(); ++i) {
-    for (int shift : {16, 8, 0}) {
-      bytes.push_back(static_cast<uint8_t>(image.rgb[i] >> shift));
-    }
+    const uint32_t c = image.rgb[i];
+    bytes.insert(bytes.end(), {uint8_t(c >> 16), uint8_t(c >> 8), uint8_t(c)});
     if (alpha) {
       bytes.push_back(image.alpha[i]);
     }
@@ -242,8 +246,7 @@ inline void DamageStrile(const std::string &path, uint32_t index, double fractio
 // --- Files the tool wrote ----------------------------------------------------
 
 inline Image ReadPng(const std::string &path) {
-  png_image png;
-  std::memset(&png, 0, sizeof png);
+  png_image png{};
   png.version = PNG_IMAGE_VERSION;
   if (png_image_begin_read_from_file(&png, path.c_str()) == 0) {
     ADD_FAILURE() << path << ": " << png.message;
@@ -309,6 +312,13 @@ inline Image ReadBack(const std::string &path) {
 
 // --- Running the tool --------------------------------------------------------
 
+// A command, the status it must end with and words it must say, on either stream.
+struct Said {
+  Args args;
+  int status;
+  std::vector<const char *> says;
+};
+
 struct Outcome {
   int status = -1;
   std::string out;
@@ -336,10 +346,8 @@ class C2dimgTool : public ::testing::Test {
     }
     command += " >" + Quote(path("stdout")) + " 2>" + Quote(path("stderr"));
     const int raw = std::system(command.c_str());
-    Outcome outcome;
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    outcome.out = Slurp(path("stdout"));
-    outcome.err = Slurp(path("stderr"));
+    const Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(path("stdout")),
+                          Slurp(path("stderr"))};
     fs::remove(path("stdout"));
     fs::remove(path("stderr"));
     EXPECT_NE(outcome.status, 124) << "timed out: " << command;
@@ -354,6 +362,14 @@ class C2dimgTool : public ::testing::Test {
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   }
 
+  // Runs a command that must succeed with `-o` the file `name` in the scratch folder,
+  // and reads that back.
+  Image made(Args args, const std::string &name, const Args &more = {}) const {
+    args.insert(args.end(), {"-o", path(name)});
+    ok(args, more);
+    return ReadBack(path(name));
+  }
+
   // Runs c2dimg, expects `status` and each of `words` in stdout and stderr together,
   // and gives what it said.
   std::string answer(const Args &args, int status, const std::vector<const char *> &words) const {
@@ -364,6 +380,15 @@ class C2dimgTool : public ::testing::Test {
       EXPECT_NE(said.find(w), std::string::npos) << w << " in\n" << said;
     }
     return said;
+  }
+
+  // c2dimg's temporary files left in the scratch folder.
+  size_t temporaries() const {
+    size_t n = 0;
+    for (const auto &entry : fs::directory_iterator(dir_)) {
+      n += entry.path().filename().string().find(".c2dimg-") != std::string::npos ? 1 : 0;
+    }
+    return n;
   }
 
   std::string dir_;
