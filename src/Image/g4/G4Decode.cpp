@@ -646,10 +646,22 @@ bool DecodeTileRowsWith(Img1G4Tile &tile, unsigned int width, unsigned long long
   return !stopped;
 }
 
+template <G4Reduce kMode>
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4TableReducePainter &paint) {
+                      uint32_t rows, const G4TableReducePainter<kMode> &paint) {
   return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
+
+template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
+                               const G4TableReducePainter<G4Reduce::kCount> &);
+template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
+                               const G4TableReducePainter<G4Reduce::kMergeBlack> &);
+template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
+                               const G4TableReducePainter<G4Reduce::kMergeWhite> &);
+template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
+                               const G4TableReducePainter<G4Reduce::kSample> &);
+template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
+                               const G4TableReducePainter<G4Reduce::kSampleClear> &);
 
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4GreyPainter &paint) {
