@@ -43,7 +43,9 @@ template <typename Paint>
 constexpr bool kInLoop =
     std::is_same_v<Paint, c2d::G4GreyPainter> || std::is_same_v<Paint, c2d::G4SumPainter>;
 template <c2d::G4Reduce kMode>
-constexpr bool kInLoop<c2d::G4TableReducePainter<kMode>> = true;
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnTable, kMode>> = true;
+template <c2d::G4Reduce kMode>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, kMode>> = true;
 
 }  // namespace
 
@@ -297,8 +299,11 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
     return runs == Runs::kWhite ? paint(std::integral_constant<Mode, Mode::kMergeWhite>())
                                 : paint(std::integral_constant<Mode, Mode::kMergeBlack>());
   };
-  // The target column a source column feeds: one table made for the walk, or the
-  // byte and bit tables.
+  // The target column a source column feeds: a shift where the groups are all one
+  // power of two wide, one table made for the walk, or the byte and bit tables.
+  if (info->dstShift != 0) {
+    return walk(c2d::G4ColumnShift{info->dstShift - 1u});
+  }
   if (info->dstColumn != nullptr) {
     return walk(c2d::G4ColumnTable{info->dstColumn});
   }

@@ -646,22 +646,25 @@ bool DecodeTileRowsWith(Img1G4Tile &tile, unsigned int width, unsigned long long
   return !stopped;
 }
 
-template <G4Reduce kMode>
+template <typename Column, G4Reduce kMode>
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4TableReducePainter<kMode> &paint) {
+                      uint32_t rows, const G4ReducePainter<Column, kMode> &paint) {
   return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
 
-template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
-                               const G4TableReducePainter<G4Reduce::kCount> &);
-template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
-                               const G4TableReducePainter<G4Reduce::kMergeBlack> &);
-template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
-                               const G4TableReducePainter<G4Reduce::kMergeWhite> &);
-template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
-                               const G4TableReducePainter<G4Reduce::kSample> &);
-template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t,
-                               const G4TableReducePainter<G4Reduce::kSampleClear> &);
+#define C2D_G4_REDUCE_ROWS(Column, kMode)                                                 \
+  template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t, \
+                                 const G4ReducePainter<Column, G4Reduce::kMode> &);
+#define C2D_G4_REDUCE_ROWS_ALL(Column)    \
+  C2D_G4_REDUCE_ROWS(Column, kCount)      \
+  C2D_G4_REDUCE_ROWS(Column, kMergeBlack) \
+  C2D_G4_REDUCE_ROWS(Column, kMergeWhite) \
+  C2D_G4_REDUCE_ROWS(Column, kSample)     \
+  C2D_G4_REDUCE_ROWS(Column, kSampleClear)
+C2D_G4_REDUCE_ROWS_ALL(G4ColumnTable)
+C2D_G4_REDUCE_ROWS_ALL(G4ColumnShift)
+#undef C2D_G4_REDUCE_ROWS_ALL
+#undef C2D_G4_REDUCE_ROWS
 
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4GreyPainter &paint) {

@@ -213,9 +213,12 @@ struct G4ColumnTable {
   uint32_t operator()(uint64_t x) const { return columns[x]; }
 };
 
-// The painters the decoder takes by type, painting each row where it decoded it.
-template <G4Reduce kMode>
-using G4TableReducePainter = G4ReducePainter<G4ColumnTable, kMode>;
+// The column map of groups that are all 2^shift columns wide, when the table is
+// that: a shift instead of a load for each end of each run.
+struct G4ColumnShift {
+  unsigned shift = 0;
+  uint32_t operator()(uint64_t x) const { return static_cast<uint32_t>(x >> shift); }
+};
 
 // The grey reduction of decoded rows: row r's runs add the exact area they cover in
 // each cell to the dstWidth counts of target row slots[r] (row 0 without slots),
