@@ -44,8 +44,11 @@ constexpr bool kInLoop =
     std::is_same_v<Paint, c2d::G4GreyPainter> || std::is_same_v<Paint, c2d::G4SumPainter>;
 template <c2d::G4Reduce kMode>
 constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnTable, kMode>> = true;
-template <c2d::G4Reduce kMode>
-constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, kMode>> = true;
+template <>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kCount>> = true;
+template <>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kMergeBlack>> =
+    true;
 
 }  // namespace
 
@@ -292,16 +295,22 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
     if (!known) {
       return paint(std::integral_constant<Mode, Mode::kCount>());
     }
-    if (sample) {
+    if (!sample && runs == Runs::kBlack) {
+      return paint(std::integral_constant<Mode, Mode::kMergeBlack>());
+    }
+    if constexpr (std::is_same_v<decltype(column), c2d::G4ColumnShift>) {
+      return IMG_FAIL;  // not reached: the shift is taken only for the two above
+    } else if (sample) {
       return runs == Runs::kWhite ? paint(std::integral_constant<Mode, Mode::kSampleClear>())
                                   : paint(std::integral_constant<Mode, Mode::kSample>());
+    } else {
+      return paint(std::integral_constant<Mode, Mode::kMergeWhite>());
     }
-    return runs == Runs::kWhite ? paint(std::integral_constant<Mode, Mode::kMergeWhite>())
-                                : paint(std::integral_constant<Mode, Mode::kMergeBlack>());
   };
   // The target column a source column feeds: a shift where the groups are all one
-  // power of two wide, one table made for the walk, or the byte and bit tables.
-  if (info->dstShift != 0) {
+  // power of two wide (painting the black runs of a merge), one table made for the
+  // walk, or the byte and bit tables.
+  if (info->dstShift != 0 && (!known || (!sample && runs == Runs::kBlack))) {
     return walk(c2d::G4ColumnShift{info->dstShift - 1u});
   }
   if (info->dstColumn != nullptr) {

@@ -655,15 +655,13 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
 #define C2D_G4_REDUCE_ROWS(Column, kMode)                                                 \
   template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t, \
                                  const G4ReducePainter<Column, G4Reduce::kMode> &);
-#define C2D_G4_REDUCE_ROWS_ALL(Column)    \
-  C2D_G4_REDUCE_ROWS(Column, kCount)      \
-  C2D_G4_REDUCE_ROWS(Column, kMergeBlack) \
-  C2D_G4_REDUCE_ROWS(Column, kMergeWhite) \
-  C2D_G4_REDUCE_ROWS(Column, kSample)     \
-  C2D_G4_REDUCE_ROWS(Column, kSampleClear)
-C2D_G4_REDUCE_ROWS_ALL(G4ColumnTable)
-C2D_G4_REDUCE_ROWS_ALL(G4ColumnShift)
-#undef C2D_G4_REDUCE_ROWS_ALL
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kCount)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kMergeBlack)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kMergeWhite)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kSample)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kSampleClear)
+C2D_G4_REDUCE_ROWS(G4ColumnShift, kCount)
+C2D_G4_REDUCE_ROWS(G4ColumnShift, kMergeBlack)
 #undef C2D_G4_REDUCE_ROWS
 
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,

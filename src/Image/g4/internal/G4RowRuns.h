@@ -112,6 +112,10 @@ struct G4ReducePainter {
 
   // Paints row r of `tile`; it never stops a walk.
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+    // A list of four entries holds no black run: most rows of a tile are white.
+    if (kRuns == G4Runs::kBlack && tile.numChanges() <= 4) {
+      return IMG_OK;
+    }
     unsigned char *const row = targets[r];
     if (row == nullptr) {
       return IMG_OK;
@@ -214,7 +218,8 @@ struct G4ColumnTable {
 };
 
 // The column map of groups that are all 2^shift columns wide, when the table is
-// that: a shift instead of a load for each end of each run.
+// that: a shift instead of a load for each end of each run, from a table that for a
+// wide page is read from farther than the first level of cache.
 struct G4ColumnShift {
   unsigned shift = 0;
   uint32_t operator()(uint64_t x) const { return static_cast<uint32_t>(x >> shift); }
