@@ -249,20 +249,29 @@ struct G4GreyPainter {
   G4Runs inkRuns;
 
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
-    const G4GreyPainter q = *this;
-    // Row r's counts, bounded by the vector as well as by the width.
-    const uint64_t base = q.slots != nullptr ? q.slots[r] * q.dstBound : 0;
-    unsigned int *const sums = q.sumData + (base < q.held ? base : q.held);
-    const unsigned int *const dstIndex = q.indexOf;
-    const unsigned int *const groupOf = q.groups;
-    const unsigned int *const colRuns = q.groupWidths;
-    const unsigned int *const cells = q.cellWidths;
-    const uint64_t srcWidth = q.srcBound;
-    const uint64_t dstWidth = base < q.held ? std::min(q.dstBound, q.held - base) : 0;
-    const G4Runs runs = q.inkRuns;
+    const G4Runs runs = inkRuns;
+    // A list of four entries holds no black run: most rows of a tile are white.
+    if (runs == G4Runs::kBlack && tile.numChanges() <= 4) {
+      return IMG_OK;
+    }
+    // Row r's counts, bounded by the vector as well as by the width. The members are
+    // read into locals once: the stores into the counts could otherwise be taken to
+    // change them.
+    const uint64_t stored = held;
+    const uint64_t base = slots != nullptr ? slots[r] * dstBound : 0;
+    unsigned int *const sums = sumData + (base < stored ? base : stored);
+    const unsigned int *const dstIndex = indexOf;
+    const unsigned int *const groupOf = groups;
+    const unsigned int *const colRuns = groupWidths;
+    const unsigned int *const cells = cellWidths;
+    const uint64_t srcWidth = srcBound;
+    const uint64_t dstWidth = base < stored ? std::min(dstBound, stored - base) : 0;
+    const uint32_t from = left;
+    const uint32_t to = right;
+    uint32_t *const rowCounts = counts;
     bool ok = true;
-    uint32_t count = q.counts[r];
-    G4ForEachRun(tile, runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
+    uint32_t count = rowCounts[r];
+    G4ForEachRun(tile, runs, from, to, [&](uint32_t d0, uint32_t d1) {
       ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
            !(runs == G4Runs::kBlack && d0 > d1);
       if (!ok) {
@@ -306,16 +315,16 @@ struct G4GreyPainter {
       }
       return true;
     });
-    q.counts[r] = count;
+    rowCounts[r] = count;
     if (ok) {
       return IMG_OK;
     }
-    if (q.firstFailed == nullptr) {
+    if (firstFailed == nullptr) {
       return IMG_DECODE_FAILED;
     }
     // Noted, and the walk goes on: the rows before the first that failed are kept.
-    *q.failed = true;
-    *q.firstFailed = std::min(*q.firstFailed, r);
+    *failed = true;
+    *firstFailed = std::min(*firstFailed, r);
     return IMG_OK;
   }
 };
