@@ -83,11 +83,13 @@ ImgPtr<CImg1G4> BackwardRunTile() {
 
 TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   TiledPage page = MakeTiledPage(LinePage(), 64, 48);
-  // The whole page, and a rectangle that starts inside a tile row; a background still
-  // unknown (settled to 0 by the first reduction) and one of 1, which paints the
-  // white runs. Sampling keeps the page's polarity.
+  // The whole page, a rectangle that starts inside a tile row, and one 192 wide, whose
+  // reductions by powers of two map columns by a shift; a background still unknown
+  // (settled to 0 by the first reduction) and one of 1, which paints the white runs.
+  // Sampling keeps the page's polarity.
   for (unsigned paper : {0u, 1u}) {
-    for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
+    for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u),
+                             ImgRect(5u, 3u, 196u, 150u)}) {
       const Bitmap cut = g4test::Paint(PaintedRuns(page, r, paper == 1), r);
       for (unsigned f = 2; f <= 16; ++f) {
         SCOPED_TRACE(std::to_string(paper) + ", factor " + std::to_string(f) + " from " +
