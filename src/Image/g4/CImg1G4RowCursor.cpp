@@ -47,8 +47,7 @@ constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnTable, kMode>> = true;
 template <>
 constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kCount>> = true;
 template <>
-constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kMergeBlack>> =
-    true;
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kMergeBlack>> = true;
 
 }  // namespace
 

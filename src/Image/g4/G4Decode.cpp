@@ -652,7 +652,7 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
   return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
 
-#define C2D_G4_REDUCE_ROWS(Column, kMode)                                                 \
+#define C2D_G4_REDUCE_ROWS(Column, kMode)                                                  \
   template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t, \
                                  const G4ReducePainter<Column, G4Reduce::kMode> &);
 C2D_G4_REDUCE_ROWS(G4ColumnTable, kCount)
