@@ -78,10 +78,12 @@ ImgPtr<CImg1G4> BackwardRunTile() {
 
 TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   TiledPage page = MakeTiledPage(LinePage(), 64, 48);
-  // The whole page and a rectangle inside a tile row, the background unknown (settled to 0),
-  // then 1 (painting white runs); sampling keeps the page's polarity.
+  // The whole page, a rectangle inside a tile row and one 192 wide (its reductions by
+  // powers of two map columns by a shift); the background unknown (settled to 0), then
+  // 1 (painting white runs); sampling keeps the page's polarity.
   for (unsigned paper : {0u, 1u}) {
-    for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u)}) {
+    for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u),
+                             ImgRect(5u, 3u, 196u, 150u)}) {
       const Bitmap cut = Paint(PaintedRuns(page, r, paper == 1), r);
       for (unsigned f = 2; f <= 16; ++f) {
         SCOPED_TRACE(testing::Message() << paper << ", factor " << f << " from " << r.left);

@@ -38,6 +38,17 @@ struct PaintParams {
   bool known = false;
 };
 
+// The painters that go into the decoder's row loop itself.
+template <typename Paint>
+constexpr bool kInLoop =
+    std::is_same_v<Paint, c2d::G4GreyPainter> || std::is_same_v<Paint, c2d::G4SumPainter>;
+template <c2d::G4Reduce kMode>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnTable, kMode>> = true;
+template <>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kCount>> = true;
+template <>
+constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnShift, c2d::G4Reduce::kMergeBlack>> = true;
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -167,9 +178,7 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
     Img1G4Tile &tile = row[c];
     // The sums' and the reductions' painters go into the decoder's row loop itself;
     // the grey one stops only on a run outside its tables.
-    if constexpr (std::is_same_v<std::decay_t<Paint>, c2d::G4TableReducePainter> ||
-                  std::is_same_v<std::decay_t<Paint>, c2d::G4GreyPainter> ||
-                  std::is_same_v<std::decay_t<Paint>, c2d::G4SumPainter>) {
+    if constexpr (kInLoop<std::decay_t<Paint>>) {
       if (tile.getData() != nullptr &&
           !c2d::G4DecodeTileRows(tile, tileWidth, totalBytes, rows, paint)) {
         return IMG_DECODE_FAILED;
@@ -273,21 +282,36 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
   // inside a group leaves it alone. Merging: any pixel of a group counts.
   const bool sample = known && info->mergeRows == 0;
   const auto walk = [&](auto column) {
-    const c2d::G4ReducePainter<decltype(column)> paint{targets,
-                                                       counts,
-                                                       column,
-                                                       info->srcMap,
-                                                       info->colRuns,
-                                                       info->left,
-                                                       info->right,
-                                                       runs,
-                                                       known,
-                                                       sample,
-                                                       sample && runs == Runs::kWhite};
-    return DecodeTileRows(rows, true, paint);
+    // The bytes of a target row: up to the column the rectangle's last column feeds.
+    const uint64_t words =
+        info->right < info->left ? 0 : ((column(info->right - info->left) >> 3) + 1) / 8;
+    const auto paint = [&](auto mode) {
+      const c2d::G4ReducePainter<decltype(column), decltype(mode)::value> painter{
+          targets, counts, column, info->srcMap, info->colRuns, info->left, info->right, words};
+      return DecodeTileRows(rows, true, painter);
+    };
+    using Mode = c2d::G4Reduce;
+    if (!known) {
+      return paint(std::integral_constant<Mode, Mode::kCount>());
+    }
+    if (!sample && runs == Runs::kBlack) {
+      return paint(std::integral_constant<Mode, Mode::kMergeBlack>());
+    }
+    if constexpr (std::is_same_v<decltype(column), c2d::G4ColumnShift>) {
+      return IMG_FAIL;  // not reached: the shift is taken only for the two above
+    } else if (sample) {
+      return runs == Runs::kWhite ? paint(std::integral_constant<Mode, Mode::kSampleClear>())
+                                  : paint(std::integral_constant<Mode, Mode::kSample>());
+    } else {
+      return paint(std::integral_constant<Mode, Mode::kMergeWhite>());
+    }
   };
-  // The target column a source column feeds: one table made for the walk, or the
-  // byte and bit tables.
+  // The target column a source column feeds: a shift where the groups are all one
+  // power of two wide (painting the black runs of a merge), one table made for the
+  // walk, or the byte and bit tables.
+  if (info->dstShift != 0 && (!known || (!sample && runs == Runs::kBlack))) {
+    return walk(c2d::G4ColumnShift{info->dstShift - 1u});
+  }
   if (info->dstColumn != nullptr) {
     return walk(c2d::G4ColumnTable{info->dstColumn});
   }

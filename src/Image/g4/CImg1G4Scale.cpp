@@ -282,10 +282,19 @@ CImg1 *CImg1G4::ReduceBilevel(unsigned width, unsigned height, const ImgRect &so
     Report(IMG_FAIL);
     return nullptr;
   }
+  // Groups all 2^shift columns wide (1/8 or 1/16 of a width they divide) map a
+  // column by a shift, when every column says so.
+  uint32_t shift = 0;
+  while (shift < 31 && (uint64_t{width} << shift) < sw) {
+    ++shift;
+  }
+  bool shifts = (uint64_t{width} << shift) == sw;
   for (uint32_t d = 0; d < sw; ++d) {
     columns[d] = tables.dstByte[d] * 8u + 7u - tables.dstBit[d];
+    shifts = shifts && columns[d] == d >> shift;
   }
   info.dstColumn = columns.data();
+  info.dstShift = shifts ? shift + 1u : 0u;
   unsigned char *pixels = target->peekData();
   const uint64_t stride = target->getBytesPerLine();
   // Row by row, target row t takes source rows p to p + rows[p] - 1, row k of them

@@ -646,10 +646,23 @@ bool DecodeTileRowsWith(Img1G4Tile &tile, unsigned int width, unsigned long long
   return !stopped;
 }
 
+template <typename Column, G4Reduce kMode>
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4TableReducePainter &paint) {
+                      uint32_t rows, const G4ReducePainter<Column, kMode> &paint) {
   return DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
+
+#define C2D_G4_REDUCE_ROWS(Column, kMode)                                                  \
+  template bool G4DecodeTileRows(Img1G4Tile &, unsigned int, unsigned long long, uint32_t, \
+                                 const G4ReducePainter<Column, G4Reduce::kMode> &);
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kCount)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kMergeBlack)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kMergeWhite)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kSample)
+C2D_G4_REDUCE_ROWS(G4ColumnTable, kSampleClear)
+C2D_G4_REDUCE_ROWS(G4ColumnShift, kCount)
+C2D_G4_REDUCE_ROWS(G4ColumnShift, kMergeBlack)
+#undef C2D_G4_REDUCE_ROWS
 
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4GreyPainter &paint) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "Image/ImgErr.h"
 #include "Image/core/internal/BitRow.h"
@@ -48,6 +49,16 @@ template <typename F>
   return true;
 }
 
+// Eight bytes of a bit row read as one word, column 0 in the top bit, turned to the
+// order in which they lie in memory, and back.
+inline uint64_t ToRowOrder(uint64_t columns) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return columns;
+#else
+  return __builtin_bswap64(columns);
+#endif
+}
+
 // Pixels d0..d1 (inclusive) in unsigned arithmetic, as the row counts add them up.
 inline uint32_t G4Span(uint32_t d0, uint32_t d1) { return d1 - d0 + 1u; }
 
@@ -67,13 +78,25 @@ struct G4SumPainter {
   }
 };
 
+// How a bilevel reduction paints, fixed for a whole call so that the run loop tests
+// nothing but the runs: while the background is unknown the black runs merge into
+// the target and their pixels are counted; once it is known, the painted runs merge
+// (any pixel of a group counts) or are sampled (a group takes the value of its first
+// column), and sampling the white runs of dark paper clears them from a target that
+// starts set.
+enum class G4Reduce { kCount, kMergeBlack, kMergeWhite, kSample, kSampleClear };
+
 // The bilevel reduction of decoded rows: row r's runs go into targets[r] (none when
-// it is null), through column(d), the target column of source column d, and, while
-// the background is unknown, their pixels are added up in counts[r]. Its members
-// are copied into locals for each row: the stores into a row could otherwise be
-// taken to change them.
-template <typename Column>
+// it is null), through column(d), the target column of source column d, and in
+// kCount their pixels are added up in counts[r].
+template <typename Column, G4Reduce kMode>
 struct G4ReducePainter {
+  static constexpr bool kCounts = kMode == G4Reduce::kCount;
+  static constexpr bool kSamples = kMode == G4Reduce::kSample || kMode == G4Reduce::kSampleClear;
+  static constexpr bool kClears = kMode == G4Reduce::kSampleClear;
+  static constexpr G4Runs kRuns =
+      kMode == G4Reduce::kMergeWhite || kClears ? G4Runs::kWhite : G4Runs::kBlack;
+
   unsigned char *const *targets = nullptr;
   uint32_t *counts = nullptr;
   Column column;
@@ -82,35 +105,67 @@ struct G4ReducePainter {
   const unsigned int *colRuns = nullptr;
   uint32_t left = 0;
   uint32_t right = 0;
-  G4Runs runs = G4Runs::kBlack;
-  bool known = false;
-  // A group takes the value of its first column (else any pixel of it counts);
-  // clearing paints the white runs of dark paper into a target that starts set.
-  bool sample = false;
-  bool clear = false;
+
+  // Whole 8-byte words of every target row, and the bytes of its columns up to
+  // column(right - left), the last one a run can reach.
+  uint64_t words = 0;
 
   // Paints row r of `tile`; it never stops a walk.
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+    // A list of four entries holds no black run: most rows of a tile are white.
+    if (kRuns == G4Runs::kBlack && tile.numChanges() <= 4) {
+      return IMG_OK;
+    }
     unsigned char *const row = targets[r];
     if (row == nullptr) {
       return IMG_OK;
     }
-    const G4ReducePainter q = *this;
-    uint32_t count = q.counts[r];
-    G4ForEachRun(tile, q.runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
-      if (!q.known) {
+    // In locals: the stores into the row could otherwise be taken to change them.
+    const Column col = column;
+    const unsigned int *const group = groupOf;
+    const unsigned int *const widths = colRuns;
+    const uint64_t whole = words;
+    uint32_t count = kCounts ? counts[r] : 0;
+    // Word `held` of the row (eight bytes, column 0 in the top bit) and the columns
+    // that the runs so far painted in it: runs that follow in the same word add to
+    // them in a register, and the word is written once when they move on, instead of
+    // each run reading back the byte the one before wrote. A run that spans words
+    // writes them at once and leaves its last word held.
+    uint64_t held = 0;
+    uint64_t bits = 0;
+    const auto put = [row, whole](uint64_t word, uint64_t columns) {
+      unsigned char *const at = row + 8 * word;
+      if (word < whole) {
+        // SAFETY: the word's eight bytes lie in the row.
+        uint64_t v;
+        std::memcpy(&v, at, sizeof v);
+        const uint64_t m = ToRowOrder(columns);
+        v = kClears ? v & ~m : v | m;
+        std::memcpy(at, &v, sizeof v);
+        return;
+      }
+      // The row's last bytes: only those that hold painted columns.
+      for (unsigned j = 0; j < 8; ++j) {
+        const auto m = static_cast<unsigned char>(columns >> (56 - 8 * j));
+        if (m != 0) {
+          at[j] = static_cast<unsigned char>(kClears ? at[j] & ~m : at[j] | m);
+        }
+      }
+    };
+    G4ForEachRun(tile, kRuns, left, right, [&](uint32_t d0, uint32_t d1) {
+      if (kCounts) {
         count += G4Span(d0, d1);
       }
       uint64_t from = d0;
-      if (q.sample) {
-        const uint32_t g0 = q.groupOf[d0];
+      if (kSamples) {
+        const uint32_t g0 = group[d0];
         if (d0 != g0) {
-          from = static_cast<uint64_t>(g0) + q.colRuns[g0];
+          from = static_cast<uint64_t>(g0) + widths[g0];
         }
         if (from > d1) {
           return true;  // no group starts inside the run
         }
-      } else if (d0 > d1 && q.groupOf[d0] != q.groupOf[d1]) {
+      } else if (d0 > d1 && group[d0] != group[d1]) {
         return true;  // a backward run of a corrupt row, across groups: nothing
       }
       // Groups feed the target columns in order, one step at a time (the last column
@@ -118,16 +173,40 @@ struct G4ReducePainter {
       // which is painted whole instead of walking the groups one by one.
       // SAFETY: from and d1 lie below the source width, and the column maps name
       // columns of the target row, so both columns and every byte between lie in it.
-      const uint32_t k0 = q.column(from);
-      const uint32_t k1 = q.column(d1);
-      if (q.clear) {
-        ClearBits(row, k0, static_cast<uint64_t>(k1) + 1u);
-      } else {
-        SetBits(row, k0, static_cast<uint64_t>(k1) + 1u);
+      const uint64_t k0 = col(from);
+      const uint64_t k1 = col(d1);
+      if (k0 > k1) {
+        // Not from tables made in order: the head and tail bytes as they stand.
+        if (kClears) {
+          ClearBits(row, k0, k1 + 1);
+        } else {
+          SetBits(row, k0, k1 + 1);
+        }
+        return true;
       }
+      const uint64_t w0 = k0 >> 6;
+      const uint64_t w1 = k1 >> 6;
+      if (w0 != held) {
+        put(held, bits);
+        held = w0;
+        bits = 0;
+      }
+      const uint64_t head = ~uint64_t{0} >> (k0 & 63);
+      const uint64_t tail = ~uint64_t{0} << (63 - (k1 & 63));
+      if (w0 == w1) {
+        bits |= head & tail;
+        return true;
+      }
+      put(w0, bits | head);
+      FillBytes(row + 8 * (w0 + 1), row + 8 * w1, kClears ? 0 : 0xFF);
+      held = w1;
+      bits = tail;
       return true;
     });
-    q.counts[r] = count;
+    put(held, bits);
+    if (kCounts) {
+      counts[r] = count;
+    }
     return IMG_OK;
   }
 };
@@ -138,8 +217,13 @@ struct G4ColumnTable {
   uint32_t operator()(uint64_t x) const { return columns[x]; }
 };
 
-// The painter the decoder takes by type, painting each row where it decoded it.
-using G4TableReducePainter = G4ReducePainter<G4ColumnTable>;
+// The column map of groups that are all 2^shift columns wide, when the table is
+// that: a shift instead of a load for each end of each run, from a table that for a
+// wide page is read from farther than the first level of cache.
+struct G4ColumnShift {
+  unsigned shift = 0;
+  uint32_t operator()(uint64_t x) const { return static_cast<uint32_t>(x >> shift); }
+};
 
 // The grey reduction of decoded rows: row r's runs add the exact area they cover in
 // each cell to the dstWidth counts of target row slots[r] (row 0 without slots),
@@ -165,20 +249,29 @@ struct G4GreyPainter {
   G4Runs inkRuns;
 
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
-    const G4GreyPainter q = *this;
-    // Row r's counts, bounded by the vector as well as by the width.
-    const uint64_t base = q.slots != nullptr ? q.slots[r] * q.dstBound : 0;
-    unsigned int *const sums = q.sumData + (base < q.held ? base : q.held);
-    const unsigned int *const dstIndex = q.indexOf;
-    const unsigned int *const groupOf = q.groups;
-    const unsigned int *const colRuns = q.groupWidths;
-    const unsigned int *const cells = q.cellWidths;
-    const uint64_t srcWidth = q.srcBound;
-    const uint64_t dstWidth = base < q.held ? std::min(q.dstBound, q.held - base) : 0;
-    const G4Runs runs = q.inkRuns;
+    const G4Runs runs = inkRuns;
+    // A list of four entries holds no black run: most rows of a tile are white.
+    if (runs == G4Runs::kBlack && tile.numChanges() <= 4) {
+      return IMG_OK;
+    }
+    // Row r's counts, bounded by the vector as well as by the width. The members are
+    // read into locals once: the stores into the counts could otherwise be taken to
+    // change them.
+    const uint64_t stored = held;
+    const uint64_t base = slots != nullptr ? slots[r] * dstBound : 0;
+    unsigned int *const sums = sumData + (base < stored ? base : stored);
+    const unsigned int *const dstIndex = indexOf;
+    const unsigned int *const groupOf = groups;
+    const unsigned int *const colRuns = groupWidths;
+    const unsigned int *const cells = cellWidths;
+    const uint64_t srcWidth = srcBound;
+    const uint64_t dstWidth = base < stored ? std::min(dstBound, stored - base) : 0;
+    const uint32_t from = left;
+    const uint32_t to = right;
+    uint32_t *const rowCounts = counts;
     bool ok = true;
-    uint32_t count = q.counts[r];
-    G4ForEachRun(tile, runs, q.left, q.right, [&](uint32_t d0, uint32_t d1) {
+    uint32_t count = rowCounts[r];
+    G4ForEachRun(tile, runs, from, to, [&](uint32_t d0, uint32_t d1) {
       ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
            !(runs == G4Runs::kBlack && d0 > d1);
       if (!ok) {
@@ -222,16 +315,16 @@ struct G4GreyPainter {
       }
       return true;
     });
-    q.counts[r] = count;
+    rowCounts[r] = count;
     if (ok) {
       return IMG_OK;
     }
-    if (q.firstFailed == nullptr) {
+    if (firstFailed == nullptr) {
       return IMG_DECODE_FAILED;
     }
     // Noted, and the walk goes on: the rows before the first that failed are kept.
-    *q.failed = true;
-    *q.firstFailed = std::min(*q.firstFailed, r);
+    *failed = true;
+    *firstFailed = std::min(*firstFailed, r);
     return IMG_OK;
   }
 };

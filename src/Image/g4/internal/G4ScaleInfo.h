@@ -27,6 +27,8 @@ struct G4ScaleInfo {
   // Reducing, optional: the target column of source column d, dstByte[d] * 8 + 7 -
   // dstBit[d] worked out once for the whole walk. Null: the two tables are read.
   const unsigned int *dstColumn = nullptr;
+  // Reducing, optional: s + 1 when dstColumn[d] is d >> s for every column d.
+  uint32_t dstShift = 0;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
   // 0: a group takes the value of its first column.
   uint32_t mergeRows = 0;

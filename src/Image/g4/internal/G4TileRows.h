@@ -23,8 +23,11 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
 // The same with the sums' or a reduction's painter inlined into the row loop, painting each row
 // while its lists are fresh; an answer other than IMG_OK stops the walk as `done`'s
 // false does.
+// The reductions' painters are instantiated for G4ColumnTable, and for G4ColumnShift
+// in kCount and kMergeBlack, the ways of the reductions that hosts call.
+template <typename Column, G4Reduce kMode>
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4TableReducePainter &paint);
+                      uint32_t rows, const G4ReducePainter<Column, kMode> &paint);
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4GreyPainter &paint);
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
