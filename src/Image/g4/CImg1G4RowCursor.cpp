@@ -343,7 +343,7 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
                                  indexVector.data(),
                                  info->srcMap,
                                  info->colRuns,
-                                 info->cellWidth,
+                                 info->cellStart,
                                  std::min<uint64_t>(info->srcWidth, indexVector.size()),
                                  info->dstWidth,
                                  counts,

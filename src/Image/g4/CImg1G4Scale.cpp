@@ -412,11 +412,11 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   std::vector<unsigned int> dstIndex;
   std::vector<unsigned int> sums;
   std::vector<uint8_t> wideColumn;
-  std::vector<unsigned int> cellWidth;
+  std::vector<unsigned int> cellStart;
   try {
     dstIndex.assign(sw, 0u);
     wideColumn.assign(width, 0u);
-    cellWidth.assign(width, 0u);
+    cellStart.assign(static_cast<size_t>(width) + 1, 0u);
     sums.assign(static_cast<size_t>(targetsPerBatch) * width, 0u);
   } catch (const std::bad_alloc &) {
     Report(IMG_FAIL);
@@ -469,14 +469,14 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   // Which cells of a row are wide, and how many columns the rectangle fills: the same
   // for every row, so the walk through the column runs is made once. The same walk
   // checks that the groups follow one another over every column and that dstIndex
-  // and srcMap name them so; the cells' widths then let a run add whole cells at once.
+  // and srcMap name them so; the cells' first columns then give a run's part of each cell.
   uint32_t filled = 0;
   bool chained = true;
   uint64_t q = 0;
   for (; filled < width && q < sw; ++filled) {
     const uint32_t xRun = tables.runs.cols[q];
     wideColumn[filled] = xRun == floorX ? 0 : 1;
-    cellWidth[filled] = xRun;
+    cellStart[filled] = static_cast<unsigned>(q);
     chained = chained && xRun != 0;
     for (uint64_t x = q; chained && x < q + xRun && x < sw; ++x) {
       chained = dstIndex[x] == filled && tables.srcMap[x] == q;
@@ -484,7 +484,8 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     q += xRun;
   }
   if (chained && q >= sw) {
-    info.cellWidth = cellWidth.data();
+    cellStart[filled] = static_cast<unsigned>(q);
+    info.cellStart = cellStart.data();
   }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
   // error. A batch takes whole blocks of rows, their counts side by side in `sums`,

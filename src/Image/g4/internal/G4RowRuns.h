@@ -237,8 +237,9 @@ struct G4GreyPainter {
   const unsigned int *indexOf;
   const unsigned int *groups;
   const unsigned int *groupWidths;
-  // Optional: the cells' widths, when the groups follow one another as cells.
-  const unsigned int *cellWidths;
+  // Optional: the first column of each cell and of the one after the last, when the
+  // groups follow one another as cells.
+  const unsigned int *cellStarts;
   uint64_t srcBound;
   uint64_t dstBound;
   uint32_t *counts;
@@ -247,6 +248,55 @@ struct G4GreyPainter {
   uint32_t left;
   uint32_t right;
   G4Runs inkRuns;
+
+  // One run by the group tables, whatever they hold; false when it lies outside them.
+  // Out of line: the cells' walk above reaches it only for a run it cannot take.
+  [[gnu::noinline]] static bool AddRun(uint32_t d0, uint32_t d1, G4Runs runs, unsigned int *sums,
+                     const unsigned int *dstIndex, const unsigned int *groupOf,
+                     const unsigned int *colRuns, const unsigned int *starts, uint64_t srcWidth,
+                     uint64_t dstWidth, uint32_t &count) {
+    if (!(d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
+          !(runs == G4Runs::kBlack && d0 > d1))) {
+      return false;
+    }
+    count += G4Span(d0, d1);
+    // The exact area of the run in each cell it crosses: the part of the first
+    // cell, the whole cells between, the part of the last.
+    uint64_t k = dstIndex[d0];
+    const uint32_t s = groupOf[d0];
+    const uint32_t e = groupOf[d1];
+    if (d0 == d1) {
+      sums[k] += 1;
+    } else if (s == e) {
+      sums[k] += G4Span(d0, d1);
+    } else {
+      sums[k] += colRuns[s] + s - d0;
+      if (starts != nullptr && s < e) {
+        // The cells between are those between the two ends' cells.
+        const uint64_t last = dstIndex[e];
+        if (last >= dstWidth) {
+          return false;
+        }
+        for (++k; k < last; ++k) {
+          sums[k] += starts[k + 1] - starts[k];
+        }
+        sums[k] += G4Span(e, d1);
+        return true;
+      }
+      uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
+      for (++k; g < e; g += colRuns[g], ++k) {
+        if (k >= dstWidth) {
+          return false;
+        }
+        sums[k] += colRuns[g];
+      }
+      if (k >= dstWidth) {
+        return false;
+      }
+      sums[k] += G4Span(e, d1);
+    }
+    return true;
+  }
 
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
     const G4Runs runs = inkRuns;
@@ -261,60 +311,43 @@ struct G4GreyPainter {
     const uint64_t base = slots != nullptr ? slots[r] * dstBound : 0;
     unsigned int *const sums = sumData + (base < stored ? base : stored);
     const unsigned int *const dstIndex = indexOf;
-    const unsigned int *const groupOf = groups;
-    const unsigned int *const colRuns = groupWidths;
-    const unsigned int *const cells = cellWidths;
+    const unsigned int *const starts = cellStarts;
     const uint64_t srcWidth = srcBound;
     const uint64_t dstWidth = base < stored ? std::min(dstBound, stored - base) : 0;
-    const uint32_t from = left;
-    const uint32_t to = right;
     uint32_t *const rowCounts = counts;
     bool ok = true;
     uint32_t count = rowCounts[r];
-    G4ForEachRun(tile, runs, from, to, [&](uint32_t d0, uint32_t d1) {
-      ok = d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
-           !(runs == G4Runs::kBlack && d0 > d1);
-      if (!ok) {
-        return false;
-      }
-      count += G4Span(d0, d1);
-      // The exact area of the run in each cell it crosses: the part of the first
-      // cell, the whole cells between, the part of the last.
-      uint64_t k = dstIndex[d0];
-      const uint32_t s = groupOf[d0];
-      const uint32_t e = groupOf[d1];
-      if (d0 == d1) {
-        sums[k] += 1;
-      } else if (s == e) {
-        sums[k] += G4Span(d0, d1);
-      } else {
-        sums[k] += colRuns[s] + s - d0;
-        if (cells != nullptr && s < e) {
-          // The cells between are those between the two ends' cells.
-          const uint64_t last = dstIndex[e];
-          if (last >= dstWidth) {
-            return ok = false;
+    if (starts != nullptr) {
+      // Cells one after another: each end's cell from one table, the part of a cell
+      // from the cells' first columns, a small table. Anything else the tables
+      // decide, run by run, as below.
+      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) {
+        if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
+          const uint64_t k0 = dstIndex[d0];
+          const uint64_t k1 = dstIndex[d1];
+          if (__builtin_expect(k1 < dstWidth, 1)) {
+            count += G4Span(d0, d1);
+            if (k0 == k1) {
+              sums[k0] += G4Span(d0, d1);
+              return true;
+            }
+            sums[k0] += starts[k0 + 1] - d0;
+            for (uint64_t k = k0 + 1; k < k1; ++k) {
+              sums[k] += starts[k + 1] - starts[k];
+            }
+            sums[k1] += d1 + 1u - starts[k1];
+            return true;
           }
-          for (++k; k < last; ++k) {
-            sums[k] += cells[k];
-          }
-          sums[k] += G4Span(e, d1);
-          return true;
         }
-        uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
-        for (++k; g < e; g += colRuns[g], ++k) {
-          if (k >= dstWidth) {
-            return ok = false;
-          }
-          sums[k] += colRuns[g];
-        }
-        if (k >= dstWidth) {
-          return ok = false;
-        }
-        sums[k] += G4Span(e, d1);
-      }
-      return true;
-    });
+        return ok = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, starts, srcWidth,
+                           dstWidth, count);
+      });
+    } else {
+      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) {
+        return ok = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, nullptr, srcWidth,
+                           dstWidth, count);
+      });
+    }
     rowCounts[r] = count;
     if (ok) {
       return IMG_OK;

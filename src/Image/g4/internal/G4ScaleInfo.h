@@ -38,11 +38,12 @@ struct G4ScaleInfo {
   // The grey reduction's target width and rectangle width.
   uint32_t dstWidth = 0;
   uint32_t srcWidth = 0;
-  // The grey reduction, optional: the width of each target cell, dstWidth entries,
-  // given only when the column tables have been checked to agree (the groups follow
-  // one another from column 0, group j feeding cell j). A run over whole cells then
-  // adds them without walking the groups one by one.
-  const unsigned int *cellWidth = nullptr;
+  // The grey reduction, optional: the first column of each target cell, dstWidth + 1
+  // entries (the last one past the rectangle), given only when the column tables have
+  // been checked to agree (the groups follow one another from column 0, group j
+  // feeding cell j). A run's part of its end cells and the whole cells between then
+  // come from it instead of from walking the groups one by one.
+  const unsigned int *cellStart = nullptr;
 };
 
 #endif  // IMAGE_G4_INTERNAL_G4SCALEINFO_H_
