@@ -249,17 +249,21 @@ struct G4GreyPainter {
   uint32_t right;
   G4Runs inkRuns;
 
-  // One run by the group tables, whatever they hold; false when it lies outside them.
-  // Out of line: the cells' walk above reaches it only for a run it cannot take.
-  [[gnu::noinline]] static bool AddRun(uint32_t d0, uint32_t d1, G4Runs runs, unsigned int *sums,
-                     const unsigned int *dstIndex, const unsigned int *groupOf,
-                     const unsigned int *colRuns, const unsigned int *starts, uint64_t srcWidth,
-                     uint64_t dstWidth, uint32_t &count) {
+  // What AddRun made of a run: refused before its pixels were counted, refused after,
+  // or added.
+  enum Added { kRefused, kCountedThenRefused, kAdded };
+
+  // One run by the group tables, whatever they hold. Out of line, and with the count
+  // left to the caller, which can then keep it in a register: the cells' walk below
+  // reaches it only for a run it cannot take.
+  [[gnu::noinline]] static Added AddRun(uint32_t d0, uint32_t d1, G4Runs runs, unsigned int *sums,
+                                        const unsigned int *dstIndex, const unsigned int *groupOf,
+                                        const unsigned int *colRuns, const unsigned int *starts,
+                                        uint64_t srcWidth, uint64_t dstWidth) {
     if (!(d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
           !(runs == G4Runs::kBlack && d0 > d1))) {
-      return false;
+      return kRefused;
     }
-    count += G4Span(d0, d1);
     // The exact area of the run in each cell it crosses: the part of the first
     // cell, the whole cells between, the part of the last.
     uint64_t k = dstIndex[d0];
@@ -275,27 +279,27 @@ struct G4GreyPainter {
         // The cells between are those between the two ends' cells.
         const uint64_t last = dstIndex[e];
         if (last >= dstWidth) {
-          return false;
+          return kCountedThenRefused;
         }
         for (++k; k < last; ++k) {
           sums[k] += starts[k + 1] - starts[k];
         }
         sums[k] += G4Span(e, d1);
-        return true;
+        return kAdded;
       }
       uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
       for (++k; g < e; g += colRuns[g], ++k) {
         if (k >= dstWidth) {
-          return false;
+          return kCountedThenRefused;
         }
         sums[k] += colRuns[g];
       }
       if (k >= dstWidth) {
-        return false;
+        return kCountedThenRefused;
       }
       sums[k] += G4Span(e, d1);
     }
-    return true;
+    return kAdded;
   }
 
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
@@ -317,6 +321,12 @@ struct G4GreyPainter {
     uint32_t *const rowCounts = counts;
     bool ok = true;
     uint32_t count = rowCounts[r];
+    const auto byGroups = [&](uint32_t d0, uint32_t d1, const unsigned int *cellStart) {
+      const Added added = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart,
+                                 srcWidth, dstWidth);
+      count += added != kRefused ? G4Span(d0, d1) : 0u;
+      return added == kAdded;
+    };
     if (starts != nullptr) {
       // Cells one after another: each end's cell from one table, the part of a cell
       // from the cells' first columns, a small table. Anything else the tables
@@ -339,13 +349,11 @@ struct G4GreyPainter {
             return true;
           }
         }
-        return ok = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, starts, srcWidth,
-                           dstWidth, count);
+        return ok = byGroups(d0, d1, starts);
       });
     } else {
       G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) {
-        return ok = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, nullptr, srcWidth,
-                           dstWidth, count);
+        return ok = byGroups(d0, d1, nullptr);
       });
     }
     rowCounts[r] = count;
