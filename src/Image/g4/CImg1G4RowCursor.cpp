@@ -344,6 +344,7 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
                                  info->srcMap,
                                  info->colRuns,
                                  info->cellStart,
+                                 info->cellStart != nullptr ? info->dstShift : 0u,
                                  std::min<uint64_t>(info->srcWidth, indexVector.size()),
                                  info->dstWidth,
                                  counts,

@@ -486,6 +486,16 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
   if (chained && q >= sw) {
     cellStart[filled] = static_cast<unsigned>(q);
     info.cellStart = cellStart.data();
+    // Cells all 2^s columns wide (1/8 or 1/16 of a width they divide) go by shifts.
+    uint32_t s = 0;
+    while (s < 31 && (uint64_t{filled} << s) < sw) {
+      ++s;
+    }
+    bool shifts = (uint64_t{filled} << s) == sw;
+    for (uint32_t k = 0; shifts && k <= filled; ++k) {
+      shifts = cellStart[k] == (uint64_t{k} << s);
+    }
+    info.dstShift = shifts ? s + 1u : 0u;
   }
   // A failed row ends the walk: the caller gets the rows finished so far, and the
   // error. A batch takes whole blocks of rows, their counts side by side in `sums`,

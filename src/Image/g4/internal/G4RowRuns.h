@@ -240,6 +240,8 @@ struct G4GreyPainter {
   // Optional: the first column of each cell and of the one after the last, when the
   // groups follow one another as cells.
   const unsigned int *cellStarts;
+  // s + 1 when cell k is columns k << s to ((k + 1) << s) - 1 for every cell, else 0.
+  unsigned cellShift;
   uint64_t srcBound;
   uint64_t dstBound;
   uint32_t *counts;
@@ -321,31 +323,52 @@ struct G4GreyPainter {
     uint32_t *const rowCounts = counts;
     bool ok = true;
     uint32_t count = rowCounts[r];
-    const auto byGroups = [&](uint32_t d0, uint32_t d1, const unsigned int *cellStart) {
+    const auto byGroups = [&](uint32_t d0, uint32_t d1,
+                                const unsigned int *cellStart) __attribute__((always_inline)) {
       const Added added = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart,
                                  srcWidth, dstWidth);
       count += added != kRefused ? G4Span(d0, d1) : 0u;
       return added == kAdded;
     };
-    if (starts != nullptr) {
+    if (cellShift != 0 && dstWidth == dstBound && right >= left &&
+        uint64_t{right} - left < srcWidth) {
+      // Cells all 2^shift columns wide, every column's cell below dstBound and the
+      // walk's columns inside the tables: the cells by shifts, without a load.
+      const unsigned shift = cellShift - 1u;
+      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
+        if (__builtin_expect(d0 <= d1, 1)) {
+          const uint64_t k0 = d0 >> shift;
+          const uint64_t k1 = d1 >> shift;
+          count += G4Span(d0, d1);
+          const uint32_t end = std::min(static_cast<uint32_t>((k0 + 1) << shift), d1 + 1u);
+          sums[k0] += end - d0;
+          for (uint64_t k = k0 + 1; k < k1; ++k) {
+            sums[k] += 1u << shift;
+          }
+          sums[k1] += d1 + 1u - std::max(static_cast<uint32_t>(k1 << shift), end);
+          return true;
+        }
+        return ok = byGroups(d0, d1, starts);
+      });
+    } else if (starts != nullptr) {
       // Cells one after another: each end's cell from one table, the part of a cell
       // from the cells' first columns, a small table. Anything else the tables
       // decide, run by run, as below.
-      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) {
+      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
         if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
           const uint64_t k0 = dstIndex[d0];
           const uint64_t k1 = dstIndex[d1];
           if (__builtin_expect(k1 < dstWidth, 1)) {
             count += G4Span(d0, d1);
-            if (k0 == k1) {
-              sums[k0] += G4Span(d0, d1);
-              return true;
-            }
-            sums[k0] += starts[k0 + 1] - d0;
+            // Whether a run ends in its first cell is for the data to say: the part of
+            // the first cell and of the last come out of min and max instead of a
+            // branch, the last one's 0 when they are one cell.
+            const uint32_t end = std::min(starts[k0 + 1], d1 + 1u);
+            sums[k0] += end - d0;
             for (uint64_t k = k0 + 1; k < k1; ++k) {
               sums[k] += starts[k + 1] - starts[k];
             }
-            sums[k1] += d1 + 1u - starts[k1];
+            sums[k1] += d1 + 1u - std::max(starts[k1], end);
             return true;
           }
         }
