@@ -103,43 +103,45 @@ TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
 }
 
 TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
-  // A whole ratio, and ratios whose blocks take all four sizes.
-  const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}};
+  // A whole ratio, and ratios whose blocks take all four sizes; from 192 columns, the
+  // last two make cells 4 and 16 wide.
+  const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}, {48, 73}, {12, 21}};
   // Paper 0 sums black runs; 1 and the unset marker sum white ones.
   for (int paper : {0, 1, -1}) {
     TiledPage page = MakeTiledPage(StrokePage(203, 157, 9, 0.15), 64, 48);
     if (paper >= 0) {
       page.image->setBackgroundColor(static_cast<unsigned>(paper));
     }
-    const ImgRect r(3u, 5u, 199u, 150u);
-    const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
-    for (const auto &[w, h] : sizes) {
-      SCOPED_TRACE(testing::Message() << paper << " to " << w);
-      // Sums by run, not by pixel: a leading white run overlaps the column before its
-      // tile, so a cell can count more than its area, and reads as full.
-      const unsigned sw = r.getWidth();
-      std::vector<unsigned> cell(sw * r.getHeight()), sums(w * h), areas(w * h);
-      ForEachBlockPixel(sw, r.getHeight(), w, h,
-                        [&](unsigned x, unsigned y, unsigned j, unsigned t, bool) {
-                          cell[y * sw + x] = t * w + j;
-                          ++areas[t * w + j];
-                        });
-      for (const g4test::Run &run : runs) {
-        for (unsigned d = run.d0; d <= run.d1; ++d) {
-          ++sums[cell[(run.y - r.top) * sw + d]];
+    for (const ImgRect &r : {ImgRect(3u, 5u, 199u, 150u), ImgRect(3u, 5u, 194u, 150u)}) {
+      const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
+      for (const auto &[w, h] : sizes) {
+        SCOPED_TRACE(testing::Message() << paper << " to " << w << " from " << r.getWidth());
+        // Sums by run, not by pixel: a leading white run overlaps the column before its
+        // tile, so a cell can count more than its area, and reads as full.
+        const unsigned sw = r.getWidth();
+        std::vector<unsigned> cell(sw * r.getHeight()), sums(w * h), areas(w * h);
+        ForEachBlockPixel(sw, r.getHeight(), w, h,
+                          [&](unsigned x, unsigned y, unsigned j, unsigned t, bool) {
+                            cell[y * sw + x] = t * w + j;
+                            ++areas[t * w + j];
+                          });
+        for (const g4test::Run &run : runs) {
+          for (unsigned d = run.d0; d <= run.d1; ++d) {
+            ++sums[cell[(run.y - r.top) * sw + d]];
+          }
         }
-      }
-      ImgPtr<IImg> grey(Scale(*page.image, r, w, h, 32));
-      auto *pixels = dynamic_cast<CImg32 *>(grey.get());
-      ASSERT_NE(pixels, nullptr);
-      EXPECT_EQ(pixels->getBackgroundColor(), paper == 0 ? 0xFFFFFFu : 0u);
-      for (unsigned i = 0; i < w * h; ++i) {
-        unsigned char *map = nullptr;
-        CreateGreyMapping(areas[i] + 1, &map, 0);
-        EXPECT_EQ(pixels->peekDataArray()[i / w][i % w],
-                  map[std::min(sums[i], areas[i])] * 0x010101u)
-            << i;
-        std::free(map);
+        ImgPtr<IImg> grey(Scale(*page.image, r, w, h, 32));
+        auto *pixels = dynamic_cast<CImg32 *>(grey.get());
+        ASSERT_NE(pixels, nullptr);
+        EXPECT_EQ(pixels->getBackgroundColor(), paper == 0 ? 0xFFFFFFu : 0u);
+        for (unsigned i = 0; i < w * h; ++i) {
+          unsigned char *map = nullptr;
+          CreateGreyMapping(areas[i] + 1, &map, 0);
+          EXPECT_EQ(pixels->peekDataArray()[i / w][i % w],
+                    map[std::min(sums[i], areas[i])] * 0x010101u)
+              << i;
+          std::free(map);
+        }
       }
     }
   }
