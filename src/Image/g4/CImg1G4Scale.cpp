@@ -484,7 +484,8 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     q += xRun;
   }
   if (chained && q >= sw) {
-    cellStart[filled] = static_cast<unsigned>(q);
+    // Past the last cell: the rectangle's width, beyond every run's end.
+    cellStart[filled] = sw;
     info.cellStart = cellStart.data();
     // Cells all 2^s columns wide (1/8 or 1/16 of a width they divide) go by shifts.
     uint32_t s = 0;

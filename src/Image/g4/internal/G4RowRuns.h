@@ -323,61 +323,63 @@ struct G4GreyPainter {
     uint32_t *const rowCounts = counts;
     bool ok = true;
     uint32_t count = rowCounts[r];
-    const auto byGroups = [&](uint32_t d0, uint32_t d1,
-                                const unsigned int *cellStart) __attribute__((always_inline)) {
-      const Added added = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart,
-                                 srcWidth, dstWidth);
+    const auto byGroups = [&](uint32_t d0, uint32_t d1, const unsigned int *cellStart)
+        __attribute__((always_inline)) {
+      const Added added =
+          AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart, srcWidth, dstWidth);
       count += added != kRefused ? G4Span(d0, d1) : 0u;
       return added == kAdded;
     };
     if (cellShift != 0 && dstWidth == dstBound && right >= left &&
         uint64_t{right} - left < srcWidth) {
-      // Cells all 2^shift columns wide, every column's cell below dstBound and the
-      // walk's columns inside the tables: the cells by shifts, without a load.
+      // Cells all 2^shift columns wide over the whole rectangle, the row's counts
+      // reaching every cell and the walk's columns inside the tables: no run leaves
+      // them, and its cells come by shifts, without a load.
       const unsigned shift = cellShift - 1u;
-      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
-        if (__builtin_expect(d0 <= d1, 1)) {
-          const uint64_t k0 = d0 >> shift;
-          const uint64_t k1 = d1 >> shift;
-          count += G4Span(d0, d1);
-          const uint32_t end = std::min(static_cast<uint32_t>((k0 + 1) << shift), d1 + 1u);
-          sums[k0] += end - d0;
-          for (uint64_t k = k0 + 1; k < k1; ++k) {
-            sums[k] += 1u << shift;
-          }
-          sums[k1] += d1 + 1u - std::max(static_cast<uint32_t>(k1 << shift), end);
-          return true;
-        }
-        return ok = byGroups(d0, d1, starts);
-      });
+      G4ForEachRun(
+          tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
+            if (__builtin_expect(d0 <= d1, 1)) {
+              const uint64_t k0 = d0 >> shift;
+              const uint64_t k1 = d1 >> shift;
+              count += G4Span(d0, d1);
+              const uint32_t end = std::min(static_cast<uint32_t>((k0 + 1) << shift), d1 + 1u);
+              sums[k0] += end - d0;
+              for (uint64_t k = k0 + 1; k < k1; ++k) {
+                sums[k] += 1u << shift;
+              }
+              sums[k1] += d1 + 1u - std::max(static_cast<uint32_t>(k1 << shift), end);
+              return true;
+            }
+            return ok = byGroups(d0, d1, starts);
+          });
     } else if (starts != nullptr) {
       // Cells one after another: each end's cell from one table, the part of a cell
-      // from the cells' first columns, a small table. Anything else the tables
-      // decide, run by run, as below.
-      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
-        if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
-          const uint64_t k0 = dstIndex[d0];
-          const uint64_t k1 = dstIndex[d1];
-          if (__builtin_expect(k1 < dstWidth, 1)) {
-            count += G4Span(d0, d1);
-            // Whether a run ends in its first cell is for the data to say: the part of
-            // the first cell and of the last come out of min and max instead of a
-            // branch, the last one's 0 when they are one cell.
-            const uint32_t end = std::min(starts[k0 + 1], d1 + 1u);
-            sums[k0] += end - d0;
-            for (uint64_t k = k0 + 1; k < k1; ++k) {
-              sums[k] += starts[k + 1] - starts[k];
+      // from the cells' first columns, a small table. A backward run, or one outside
+      // the tables, goes by the groups (AddRun), as every run does without the cells.
+      G4ForEachRun(
+          tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
+            if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
+              const uint64_t k0 = dstIndex[d0];
+              const uint64_t k1 = dstIndex[d1];
+              if (__builtin_expect(k1 < dstWidth, 1)) {
+                count += G4Span(d0, d1);
+                // Whether a run ends in its first cell is for the data to say: the part of
+                // the first cell and of the last come out of min and max instead of a
+                // branch, the last one's 0 when they are one cell.
+                const uint32_t end = std::min(starts[k0 + 1], d1 + 1u);
+                sums[k0] += end - d0;
+                for (uint64_t k = k0 + 1; k < k1; ++k) {
+                  sums[k] += starts[k + 1] - starts[k];
+                }
+                sums[k1] += d1 + 1u - std::max(starts[k1], end);
+                return true;
+              }
             }
-            sums[k1] += d1 + 1u - std::max(starts[k1], end);
-            return true;
-          }
-        }
-        return ok = byGroups(d0, d1, starts);
-      });
+            return ok = byGroups(d0, d1, starts);
+          });
     } else {
-      G4ForEachRun(tile, runs, left, right, [&](uint32_t d0, uint32_t d1) {
-        return ok = byGroups(d0, d1, nullptr);
-      });
+      G4ForEachRun(tile, runs, left, right,
+                   [&](uint32_t d0, uint32_t d1) { return ok = byGroups(d0, d1, nullptr); });
     }
     rowCounts[r] = count;
     if (ok) {

@@ -27,7 +27,9 @@ struct G4ScaleInfo {
   // Reducing, optional: the target column of source column d, dstByte[d] * 8 + 7 -
   // dstBit[d] worked out once for the whole walk. Null: the two tables are read.
   const unsigned int *dstColumn = nullptr;
-  // Reducing, optional: s + 1 when dstColumn[d] is d >> s for every column d.
+  // Reducing, optional: s + 1 when dstColumn[d] is d >> s for every column d; for the
+  // grey reduction, when cell k is columns k << s to ((k + 1) << s) - 1 for every
+  // cell, and only with cellStart.
   uint32_t dstShift = 0;
   // 1: every source pixel of a group counts (a reduction that keeps thin lines);
   // 0: a group takes the value of its first column.
@@ -38,8 +40,8 @@ struct G4ScaleInfo {
   // The grey reduction's target width and rectangle width.
   uint32_t dstWidth = 0;
   uint32_t srcWidth = 0;
-  // The grey reduction, optional: the first column of each target cell, dstWidth + 1
-  // entries (the last one past the rectangle), given only when the column tables have
+  // The grey reduction, optional: the first column of each target cell the rectangle
+  // fills, then its width (dstWidth + 1 entries at most), given only when the column tables have
   // been checked to agree (the groups follow one another from column 0, group j
   // feeding cell j). A run's part of its end cells and the whole cells between then
   // come from it instead of from walking the groups one by one.
