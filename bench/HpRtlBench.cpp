@@ -10,19 +10,20 @@
 //               that any delta coder has to pay; taken in 64-byte pieces, since a
 //               coder reads the whole row while memcmp stops at the first difference
 //
-// Measured side by side (Release, medians of 6 to 8 runs alternating with a build of
-// the previous coder, on a shared 2-core machine under load): HpRtl takes 3.0x the time
-// of RowMemcmp (4.95 ms against 1.66 ms; the previous coder 3.5x in the same runs, and
-// 3.2x with only the first of the two changes): an edge tile's buffer past its records
-// is handed back to the system as zero pages instead of written, and each payload is
-// coded in place behind its header instead of in a scratch and copied. Before, the
-// coder that took its 64-byte masks and its command bytes block by block measured
-// 3.77x to 3.98x, and 7.5x to 8x when it still scanned byte runs with a branch at each
-// end. A perf profile now: over 90% in the row coder, about half of it the commands of
-// blocks of short runs, the drawing's 1.3 million commands in 300,000 changed blocks,
+// Measured side by side (Release, medians of 12 runs alternating with a build of the
+// previous coder, on a quiet 2-core machine): HpRtl takes 2.9x the time of RowMemcmp
+// (4.67 ms against 1.62 ms; 3.19x for the coder before it, which took its blocks'
+// masks with SSE2 only, and 3.4x to 3.5x before that, when an edge tile's buffer past
+// its records was written with zeros instead of handed back as zero pages and each
+// payload went through a scratch instead of being coded in place behind its header).
+// The floor itself moves by about 5% from one build to another with code layout
+// alone. Before, the coder that took its 64-byte masks and its command bytes block by
+// block measured 3.77x to 3.98x, and 7.5x to 8x when it still scanned byte runs with a
+// branch at each end. A perf profile now: over 90% in the row coder, about half of it
+// the commands of blocks of short runs, the drawing's 1.3 million commands in 300,000 changed blocks,
 // where the end of each block's commands is a branch the processor mostly mispredicts
 // (on random rows with 1 to 8 runs a block a command costs 3.5 ns against 2.4 ns with 4
-// in every block); about 15% the row compare itself. Coding a changed block without
+// in every block); 10% to 15% the row compare itself. Coding a changed block without
 // that branch (its commands listed first with fixed stores, or walked on into the next
 // block with selects) measured slower; streaming stores for the clear made no steady
 // difference.

@@ -13,6 +13,7 @@
 
 #include "../../tools/c2dimg/RtlDecode.h"
 #include "Image/tile/internal/DeltaRowCoder.h"
+#include "Image/tile/internal/RowMasks.h"
 #include "ImgTestSupport.h"
 #include "g4/G4TiledPage.h"
 
@@ -217,6 +218,33 @@ TEST(DeltaRowCoderTest, OffsetsPastTheFixedScratchGrowIt) {
     char *command = nullptr;
     const uint64_t n = Coder::createRTLCommandFromDeltas(row.data(), 0, offset, 1, command);
     EXPECT_EQ(Bytes(command, command + n), Bytes(out.begin() + length - n, out.begin() + length));
+  }
+}
+
+// The blocks' masks, with and without AVX2, against a byte-by-byte compare.
+TEST(DeltaRowCoderTest, BlockMasksMarkEveryDifferingByte) {
+  std::mt19937 rng(64);
+  Bytes a(64 * 70 + 5), b(a.size());
+  for (size_t i = 0; i < a.size(); ++i) {
+    a[i] = static_cast<uint8_t>(rng());
+    b[i] = rng() % 7 == 0 ? static_cast<uint8_t>(a[i] ^ (1 + rng() % 255)) : a[i];
+  }
+  std::copy_n(&a[64 * 3], 64, &b[64 * 3]);  // one equal block
+  for (const auto masksOf : {&c2d::DiffBlockMasks, &c2d::DiffBlockMasksNarrow}) {
+    for (const uint32_t count : {0u, 1u, 5u, 64u}) {
+      std::vector<uint64_t> masks(count);
+      const uint64_t changed = masksOf(a.data(), b.data(), 3, count, masks.data());
+      uint64_t expectedChanged = 0;
+      for (uint32_t k = 0; k < count; ++k) {
+        uint64_t expected = 0;
+        for (uint32_t i = 0; i < 64; ++i) {
+          expected |= uint64_t{a[3 + k * 64 + i] != b[3 + k * 64 + i]} << i;
+        }
+        EXPECT_EQ(masks[k], expected) << count << " " << k;
+        expectedChanged |= uint64_t{expected != 0} << k;
+      }
+      EXPECT_EQ(changed, expectedChanged) << count;
+    }
   }
 }
 

@@ -19,6 +19,7 @@
 
 #include "Image/core/internal/FreeDeleter.h"
 #include "Image/scale/internal/TableAlloc.h"
+#include "Image/tile/internal/RowMasks.h"
 
 // Word-at-a-time scans find the first byte of a difference by its lowest bits.
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
@@ -435,11 +436,12 @@ class DeltaRowCoder {
     uint64_t masks[kChunk + 1];
     for (uint32_t first = 0; first < blocks; first += kChunk) {
       const uint32_t count = blocks - first < kChunk ? blocks - first : kChunk;
-      uint64_t changed = 0;  // bit i: block first + i has a difference
-      uint64_t bit = 1;
-      for (uint32_t i = 0; i < count; ++i, bit <<= 1) {
-        masks[i] = DiffMask(seed, row, (first + i) * 64, rowBytes);
-        changed |= masks[i] != 0 ? bit : 0;
+      // Bit i: block first + i has a difference. The row's last block may be short.
+      const uint32_t whole = first + count < blocks || rowBytes % 64 == 0 ? count : count - 1;
+      uint64_t changed = DiffBlockMasks(seed, row, size_t{first} * 64, whole, masks);
+      if (whole < count) {
+        masks[whole] = DiffMask(seed, row, (first + whole) * 64, rowBytes);
+        changed |= uint64_t{masks[whole] != 0} << whole;
       }
       masks[count] =
           first + count < blocks ? DiffMask(seed, row, (first + count) * 64, rowBytes) : 0;
