@@ -20,14 +20,12 @@
 // alone. Before, the coder that took its 64-byte masks and its command bytes block by
 // block measured 3.77x to 3.98x, and 7.5x to 8x when it still scanned byte runs with a
 // branch at each end. A perf profile now: over 90% in the row coder, about half of it
-// the commands of blocks of short runs, the drawing's 1.3 million commands in 300,000 changed blocks,
-// where the end of each block's commands is a branch the processor mostly mispredicts
-// (on random rows with 1 to 8 runs a block a command costs 3.5 ns against 2.4 ns with 4
-// in every block); 10% to 15% the row compare itself. Coding a changed block without
-// that branch (its commands listed first with fixed stores, or walked on into the next
-// block with selects) measured slower; streaming stores for the clear made no steady
-// difference.
-// HpRtlBlank runs at the floor.
+// the commands of blocks of short runs, the drawing's 1.3 million commands in 300,000 changed
+// blocks, where the end of each block's commands is a branch the processor mostly mispredicts (on
+// random rows with 1 to 8 runs a block a command costs 3.5 ns against 2.4 ns with 4 in every
+// block); 10% to 15% the row compare itself. Coding a changed block without that branch (its
+// commands listed first with fixed stores, or walked on into the next block with selects) measured
+// slower; streaming stores for the clear made no steady difference. HpRtlBlank runs at the floor.
 //
 // Also measured slower: listing the first byte of every run of a row first (eight
 // positions written per changed block whatever its count, a branch only past eight,
