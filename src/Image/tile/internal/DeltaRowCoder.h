@@ -319,9 +319,14 @@ class DeltaRowCoder {
   // `from` before rowBytes; the bits past rowBytes are clear.
   static uint64_t DiffMask(const unsigned char *a, const unsigned char *b, uint32_t from,
                            uint32_t rowBytes) {
+    const uint32_t n = rowBytes - from < 64 ? rowBytes - from : 64;
+    if (n == 64) {
+      uint64_t mask = 0;
+      DiffBlockMasks(a, b, from, 1, &mask);
+      return mask;
+    }
     a += from;
     b += from;
-    const uint32_t n = rowBytes - from < 64 ? rowBytes - from : 64;
     uint64_t equal = 0;
     uint32_t i = 0;
 #if defined(__SSE2__)
@@ -332,10 +337,6 @@ class DeltaRowCoder {
     const auto bits = [](__m128i lanes) {
       return uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(lanes))};
     };
-    if (n == 64) {
-      return ~(bits(equalLanes(0)) | bits(equalLanes(16)) << 16 | bits(equalLanes(32)) << 32 |
-               bits(equalLanes(48)) << 48);
-    }
     for (; i + 16 <= n; i += 16) {
       equal |= bits(equalLanes(i)) << i;
     }
