@@ -56,8 +56,10 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
     Row ref;
     short result;
     Row want;  // checked on success
+    void (*spoil)(Img1G4Tile &) = nullptr;
     unsigned tail = 4;
   };
+  using Tile = Img1G4Tile;
   // clang-format off
   const std::vector<Case> cases = {
       {"two make-ups add up", "001 11011 10010 1000 11 1", 200, {}, kOk,
@@ -66,7 +68,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"black run of 0", "001 0111 0000110111 1", 8, {}, kOk, {0, 3, 9, 9, 9}},
       // Nothing checks that a change stays in the row; the walk back stops at entry 0.
       {"VL3 leaves the row", "0000010 0000011 1", 8, r24, kOk, {0, -1, 3, 9, 9, 9}},
-      {"a change at W needs one more code", "1", 8, {0, 8, 9, 9, 9}, kNoData, {}, 0},
+      {"a change at W needs one more code", "1", 8, {0, 8, 9, 9, 9}, kNoData, {}, nullptr, 0},
       {"a change at W, then V0", "1 1", 8, {0, 8, 9, 9, 9}, kOk, {0, 8, 9, 9, 9}},
       {"run past W + 1", "001 1100 0011", 8, {}, kNoData, {}},
       {"eight zero bits inside a run", "001 00000000", 8, {}, kBadRun, {}},
@@ -89,6 +91,15 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
       {"W + 6 entries overflow", "010" + Repeat(vl3vl1, 10), 8, r24, kNoData, {}},
       {"W + 6 entries fit", "010" + Repeat(vl3vl1, 4) + " 1 1", 8, r24, kOk,
        {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 4, 9, 9, 9}},
+      // States outside the buffers are refused.
+      {"null data", "1", 8, {}, kNoData, {}, [](Tile &t) { t.setData(nullptr, 0); }},
+      {"null changes", "1", 8, {}, kNoData, {},
+       [](Tile &t) { t.setChangeBuffers(nullptr, t.refChanges()); }},
+      {"reference list too short", "1", 8, {0, 9}, kRefEnd, {}},
+      {"reference list past its buffer", "1", 8, {}, kRefEnd, {},
+       [](Tile &t) { t.numRefChanges() = 15; }},
+      {"reference end past the buffer", "1", 8, {0, 14, 9, 9}, kRefEnd, {}},
+      {"bit position past the word", "1", 8, {}, kNoData, {}, [](Tile &t) { t.bitLoc() = 17; }},
   };
   // clang-format on
   for (const Case &c : cases) {
@@ -97,11 +108,19 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
     RowDecoder d(words.data(), static_cast<uint32_t>(words.size()), c.width);
     std::copy(c.ref.begin(), c.ref.end(), d.tile.refChanges());
     d.tile.numRefChanges() = c.ref.empty() ? 4 : static_cast<unsigned>(c.ref.size());
+    if (c.spoil != nullptr) {
+      c.spoil(d.tile);
+    }
     ASSERT_EQ(CCITT_G4Decode(&d.tile, c.width, words.size()), c.result);
     if (c.result == kOk) {
       EXPECT_EQ(Row(d.tile.changes(), d.tile.changes() + d.tile.numChanges()), c.want);
     }
   }
+  // A width whose W + 6 does not fit a 32-bit list, and no tile at all.
+  const std::vector<uint8_t> words = CodeBits("1");
+  RowDecoder d(words.data(), static_cast<uint32_t>(words.size()), 8);
+  EXPECT_EQ(CCITT_G4Decode(&d.tile, 0x7FFFFFFFu, words.size()), kNoData);
+  EXPECT_EQ(CCITT_G4Decode(nullptr, 8, 8), kNoData);
 }
 
 TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
@@ -140,36 +159,6 @@ TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
   // An odd byte count: sixteen V0 rows in word 0; the unpaired last byte is not read.
   const DecodeOutcome odd = DecodeStream({0xFF, 0xFF, 0xFF}, 8, 20, 1ull << 30);
   EXPECT_EQ(std::make_pair(odd.decodedRows, odd.failure), std::make_pair(16u, kNoData));
-}
-
-TEST_F(G4DecodeTest, RefusesStatesOutsideItsBuffers) {
-  const std::vector<uint8_t> words = CodeBits("1 1 1 1");
-  struct Case {
-    const char *name;
-    void (*spoil)(Img1G4Tile &);
-    uint32_t width;
-    short want;
-  };
-  const short kNoData = G4_DECODE_NO_DATA, kRefEnd = G4_DECODE_REF_END;
-  using Tile = Img1G4Tile;
-  // clang-format off
-  const Case cases[] = {
-      {"null data", [](Tile &t) { t.setData(nullptr, 0); }, 8, kNoData},
-      {"null changes", [](Tile &t) { t.setChangeBuffers(nullptr, t.refChanges()); }, 8, kNoData},
-      {"reference list too short", [](Tile &t) { t.numRefChanges() = 2; }, 8, kRefEnd},
-      {"reference list past its buffer", [](Tile &t) { t.numRefChanges() = 15; }, 8, kRefEnd},
-      {"reference end past the buffer", [](Tile &t) { t.refChanges()[1] = 14; }, 8, kRefEnd},
-      {"bit position past the word", [](Tile &t) { t.bitLoc() = 17; }, 8, kNoData},
-      {"width beyond 32-bit lists", [](Tile &) {}, 0x7FFFFFFFu, kNoData},
-  };
-  // clang-format on
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    RowDecoder d(words.data(), static_cast<uint32_t>(words.size()), 8);
-    c.spoil(d.tile);
-    EXPECT_EQ(CCITT_G4Decode(&d.tile, c.width, words.size()), c.want);
-  }
-  EXPECT_EQ(CCITT_G4Decode(nullptr, 8, 8), G4_DECODE_NO_DATA);
 }
 
 class G4CorruptTest : public G4DecodeTest {};

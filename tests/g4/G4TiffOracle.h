@@ -217,10 +217,8 @@ inline MemTiff WriteG4Tiff(const Bitmap &image) {
   MemTiff file;
   TIFF *tif = file.open("w");
   SetG4Fields(tif, image.width, image.height);
-  bool ok = true;
-  for (uint32_t y = 0; y < image.height && ok; ++y) {
-    ok = TIFFWriteScanline(tif, const_cast<uint8_t *>(image.row(y)), y, 0) == 1;
-  }
+  const tmsize_t n = static_cast<tmsize_t>(image.bits.size());
+  const bool ok = TIFFWriteEncodedStrip(tif, 0, const_cast<uint8_t *>(image.bits.data()), n) == n;
   TIFFClose(tif);
   return ok ? file : MemTiff();
 }
