@@ -1,5 +1,4 @@
-// Scaling a CImg1G4 from its code, against the blocks of the source bitmap and CImg1's
-// scaling of the decoded page; mirrors and quarter turns; a failing grey row; refusals.
+// Scaling and turning a CImg1G4 against the source bitmap's blocks and CImg1 on its pixels.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -46,6 +45,15 @@ Bitmap Reduced(const Bitmap &cut, unsigned w, unsigned h, bool sample, bool flip
   return out;
 }
 
+// The grey of a cell of `area` pixels, `ink` of them counted (at most all).
+unsigned Grey(unsigned area, unsigned ink) {
+  unsigned char *map = nullptr;
+  CreateGreyMapping(area + 1, &map, 0);
+  const unsigned grey = map[std::min(ink, area)] * 0x010101u;
+  std::free(map);
+  return grey;
+}
+
 IImg *Scale(CImg1G4 &page, const ImgRect &r, unsigned w, unsigned h, unsigned depth = 1) {
   ImgScaleAttr attr;
   attr.bitDepth = depth;
@@ -78,9 +86,8 @@ ImgPtr<CImg1G4> BackwardRunTile() {
 
 TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
   TiledPage page = MakeTiledPage(LinePage(), 64, 48);
-  // The whole page, a rectangle inside a tile row and one 192 wide (its reductions by
-  // powers of two map columns by a shift); the background unknown (settled to 0), then
-  // 1 (painting white runs); sampling keeps the page's polarity.
+  // The page, a rectangle in a tile row and one 192 wide (powers of two map columns by a
+  // shift); the background unknown (settled to 0), then 1; sampling keeps the polarity.
   for (unsigned paper : {0u, 1u}) {
     for (const ImgRect &r : {ImgRect(0u, 0u, 202u, 156u), ImgRect(13u, 29u, 190u, 150u),
                              ImgRect(5u, 3u, 196u, 150u)}) {
@@ -103,8 +110,7 @@ TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
 }
 
 TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
-  // A whole ratio, and ratios whose blocks take all four sizes; from 192 columns, the
-  // last two make cells 4 and 16 wide.
+  // A whole ratio, blocks of all four sizes, and (from 192 columns) cells 4 and 16 wide.
   const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}, {48, 73}, {12, 21}};
   // Paper 0 sums black runs; 1 and the unset marker sum white ones.
   for (int paper : {0, 1, -1}) {
@@ -116,8 +122,7 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
       const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
       for (const auto &[w, h] : sizes) {
         SCOPED_TRACE(testing::Message() << paper << " to " << w << " from " << r.getWidth());
-        // Sums by run, not by pixel: a leading white run overlaps the column before its
-        // tile, so a cell can count more than its area, and reads as full.
+        // Sums by run: a leading white run overlapping its tile's left can make a cell full.
         const unsigned sw = r.getWidth();
         std::vector<unsigned> cell(sw * r.getHeight()), sums(w * h), areas(w * h);
         ForEachBlockPixel(sw, r.getHeight(), w, h,
@@ -135,12 +140,7 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
         ASSERT_NE(pixels, nullptr);
         EXPECT_EQ(pixels->getBackgroundColor(), paper == 0 ? 0xFFFFFFu : 0u);
         for (unsigned i = 0; i < w * h; ++i) {
-          unsigned char *map = nullptr;
-          CreateGreyMapping(areas[i] + 1, &map, 0);
-          EXPECT_EQ(pixels->peekDataArray()[i / w][i % w],
-                    map[std::min(sums[i], areas[i])] * 0x010101u)
-              << i;
-          std::free(map);
+          EXPECT_EQ(pixels->peekDataArray()[i / w][i % w], Grey(areas[i], sums[i])) << i;
         }
       }
     }
@@ -148,8 +148,7 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
 }
 
 TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
-  // A sparse page and its inverse (last column white in both), from the code and via CImg1;
-  // the background starts unknown and the dark page ends inverted.
+  // A sparse page and its inverse (last column white in both); the background starts unknown.
   Bitmap pages[2] = {StrokePage(67, 50, 4), StrokePage(67, 50, 4)};
   for (unsigned y = 0; y < 50; ++y) {
     for (unsigned x = 0; x < 66; ++x) {
@@ -210,13 +209,10 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
   ImgPtr<IImg> grey(Scale(*page, page->getRect(), 8, 4, 32));
   ASSERT_NE(grey, nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
-  unsigned char *map = nullptr;
-  CreateGreyMapping(5, &map, 0);
   const unsigned *top = dynamic_cast<CImg32 *>(grey.get())->peekDataArray()[0];
   for (unsigned x = 0; x < 8; ++x) {
-    EXPECT_EQ(top[x], (x == 5 ? map[2] : 255u) * 0x010101u) << x;
+    EXPECT_EQ(top[x], x == 5 ? Grey(4, 2) : 0xFFFFFFu) << x;
   }
-  std::free(map);
   // The bilevel reduction passes the backward run over.
   ImgPtr<IImg> bilevel(Scale(*page, page->getRect(), 8, 4));
   EXPECT_EQ(BitsOf(bilevel.get()).bits, (std::vector<uint8_t>{0x04, 0x04, 0x04, 0}));
@@ -314,18 +310,17 @@ TEST(CImg1G4ScaleTest, RefusalsRectanglesOutsideAndTheDecoderAfterwards) {
     EXPECT_TRUE(c.refused());
     EXPECT_EQ(CImgErr::get(), c.error);
   }
-  // Columns given right to left within one tile select no run (they would index
-  // past every table); rows given bottom to top start at the top edge as given.
+  // Columns right to left select no run; rows bottom to top start at the top as given.
   page.image->setBackgroundColor(0);
   ImgPtr<IImg> backwards(page.image->getSubImage(ImgRect(12u, 2u, 3u, 2u)));
   ASSERT_NE(backwards, nullptr);
   EXPECT_EQ(FirstDifference(BitsOf(backwards.get()), Bitmap(10, 1)), "");
   ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
-  // A rectangle past the page reads no tile outside the grid: that part stays clear.
+  // A rectangle past the page reads no tile outside the grid: target columns 10 on and
+  // rows 5 on, which stand for pixels past the page, stay clear.
   ImgPtr<CImg1> past(page.image->Reduce_bkg(20, 10, ImgRect(20u, 10u, 59u, 29u)));
   ASSERT_NE(past, nullptr);
   const Bitmap got = BitsOf(*past);
-  // Target columns 10 on and rows 5 on stand for source pixels past the page.
   for (unsigned i = 0; i < 200; ++i) {
     EXPECT_FALSE(got.get(i % 20, i / 20) && (i % 20 >= 10 || i / 20 >= 5)) << i;
   }

@@ -1,5 +1,4 @@
-// CImg1G4: a bare object, factory failures, the tile grid and setExtents; then rectangles of
-// pages coded tile by tile by libtiff against the bitmap, the background and dark pages.
+// CImg1G4's grid, and cut-outs of pages coded tile by tile by libtiff against the bitmap.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -19,28 +18,24 @@ constexpr unsigned kUnset = 0xDEADBEEFu;
 TEST(CImg1G4Test, BareObjectHoldsMarkersAndStaysSafe) {
   G4Ptr bare(CImg1G4::create());
   ASSERT_NE(bare, nullptr);
-  EXPECT_EQ(bare->getBackgroundColor(), kUnset);  // the grey reduction relies on it
   const ErrWatch watch;
   EXPECT_EQ(bare->getTileIterator(), nullptr);
   EXPECT_EQ(watch.reports(), 0u);
-  // The marker tile sizes divide without fault, and no grid is read.
-  EXPECT_EQ(bare->getWidthInTiles() + bare->getHeightInTiles(), 2u);
-  EXPECT_EQ(bare->getTile(0, 0), nullptr);
   G4Page().InitTileRowDecode();
   unsigned count = 0;
   EXPECT_FALSE(bare->initData(nullptr, &count));
-  // The colours are unset, so setExtents accepts and stores nothing.
-  EXPECT_TRUE(bare->setExtents(64, 32, 16, 16));
-  EXPECT_EQ(bare->getWidth(), 1u);
-  EXPECT_EQ(bare->getTileWidth(), kUnset);
+  EXPECT_TRUE(bare->setExtents(64, 32, 16, 16));  // the colours are unset: nothing is stored
+  // The grey reduction relies on the unset background; the marker tile sizes divide.
+  EXPECT_EQ(
+      std::make_tuple(bare->getBackgroundColor(), bare->getWidthInTiles(), bare->getHeightInTiles(),
+                      bare->getTile(0, 0), bare->getWidth(), bare->getTileWidth()),
+      std::make_tuple(kUnset, 1u, 1u, nullptr, 1u, kUnset));
 }
 
 TEST(CImg1G4Test, FactoryFailuresAreNullAndReportNothing) {
   unsigned char byte = 0;
-  unsigned char *oneTile[] = {&byte};
-  unsigned char *missing[] = {nullptr};
-  unsigned three[] = {3};
-  unsigned zero[] = {0};
+  unsigned char *oneTile[] = {&byte}, *missing[] = {nullptr};
+  unsigned three[] = {3}, zero[] = {0};
   struct Case {
     const char *name;
     unsigned w, h, tw, th;
@@ -94,7 +89,7 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
     // Tile i holds i % 4 bytes of value i, freed before the image is read: it holds copies.
     std::vector<std::vector<unsigned char>> bytes(n);
     std::vector<unsigned char *> data(n);
-    std::vector<unsigned> counts(n);
+    std::vector<unsigned> counts(n), zeros(n, 0);
     unsigned sum = 0;
     for (unsigned i = 0; i < n; ++i) {
       bytes[i].assign(i % 4 + 1, static_cast<unsigned char>(i));
@@ -105,12 +100,12 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
     G4Ptr image(CImg1G4::create(c.w, c.h, c.tw, c.th, data.data(), counts.data(), 7, 9, c.align));
     bytes.clear();
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(std::make_tuple(image->getWidthInTiles(), image->getHeightInTiles(),
-                              image->getNumberOfTiles(), image->getPadBits(),
-                              image->getBytesPerLine(), image->getTotalBytes()),
-              std::make_tuple(c.across, c.down, n, c.padBits, c.bytesPerLine, sum));
-    EXPECT_EQ(image->getTile(c.down, 0), nullptr);
-    EXPECT_EQ(image->getTile(0, c.across), nullptr);
+    EXPECT_EQ(
+        std::make_tuple(image->getWidthInTiles(), image->getHeightInTiles(),
+                        image->getNumberOfTiles(), image->getPadBits(), image->getBytesPerLine(),
+                        image->getTotalBytes(), image->getTile(c.down, 0),
+                        image->getTile(0, c.across)),
+        std::make_tuple(c.across, c.down, n, c.padBits, c.bytesPerLine, sum, nullptr, nullptr));
     for (unsigned i = 0; i < n; ++i) {
       Img1G4Tile *tile = image->getTile(i / c.across, i % c.across);
       ASSERT_NE(tile, nullptr);
@@ -121,7 +116,6 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
           << i;
     }
     // A second copy replaces the first, whose bytes are freed (LeakSanitizer).
-    std::vector<unsigned> zeros(n, 0);
     ASSERT_TRUE(image->initData(data.data(), zeros.data()));
     EXPECT_EQ(image->getTotalBytes(), 0u);
     EXPECT_EQ(image->getTile(c.down - 1, c.across - 1)->getData(), nullptr);
@@ -201,8 +195,7 @@ TEST(G4ScanlineTest, AnUnknownBackgroundIsSettledByTheShareOfBlack) {
     const unsigned fromCode = MakeTiledPage(src, 16, 16).image->calculateBackground();
     EXPECT_EQ(fromCode, plain->calculateBackground());
     EXPECT_EQ(fromCode, density > 0.55 ? 1u : 0u);
-    // Cutting out with the background unknown settles it the same way, and a dark page
-    // comes out inverted, so that set bits are foreground over paper 0.
+    // A cut-out settles an unknown background the same way; a dark page comes out inverted.
     TiledPage fresh = MakeTiledPage(src, 16, 16);
     const ImgPtr<CImg1> cut = Cut(*fresh.image, all);
     EXPECT_EQ(std::make_tuple(fresh.image->getBackgroundState(), fresh.image->getBackgroundColor(),

@@ -1,5 +1,4 @@
-// CCITT_G4Decode on hand-coded rows coders do not write (G4EncodeTest checks the modes):
-// odd runs, ends of block, errors, failures and refusals; truncated streams, exact copies.
+// CCITT_G4Decode on hand-coded rows no coder writes, truncated streams and exact copies.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -124,8 +123,7 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
 }
 
 TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
-  // Eight zero bits inside a run at the starting position. From an odd byteLoc each
-  // call drifts bitLoc by 8, and a bitLoc past the word is refused as "no data".
+  // Eight zero bits inside a run; from an odd byteLoc each call drifts bitLoc by 8.
   struct Case {
     std::string bits;
     uint32_t byteLoc, bitLoc, drift;
@@ -163,8 +161,7 @@ TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
 
 class G4CorruptTest : public G4DecodeTest {};
 
-// Each failure is a known code, repeated on retry with the position held (from an odd byteLoc
-// the drifted bitLoc is refused as "no data"); the rows before it are right.
+// Each failure is a known code, repeated on retry with the position held; earlier rows stand.
 TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
                                      G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
@@ -197,8 +194,7 @@ TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   }
 }
 
-// A batch of rows with the bit reader kept gives what a call per row gives: each row's list
-// and the tile's end state, on cut streams and when the caller stops the walk.
+// A batch of rows gives each row's list and the end state a call per row gives.
 TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
   const std::vector<uint8_t> words = LibtiffStrip(StrokePage(97, 30, 97), true);
   struct Sink {

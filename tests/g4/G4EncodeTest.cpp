@@ -1,5 +1,4 @@
-// The Group 4 coders against libtiff, both ways and byte for byte; worked values of change
-// detection, a white row and the end-of-block tail; the refusals.
+// The Group 4 coders against libtiff, both ways and byte for byte; worked values; refusals.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -47,8 +46,7 @@ TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
       const Bytes tile = Code(createG4Tile, dirty);
       const Bytes theirs = LibtiffStrip(dirty);
       const uint64_t raw = clean.bits.size();
-      // Our decoder on libtiff's code, bounded by its size as one tile. After a row changing
-      // in every column (tiny widths) a row needing b1 = W + 1 fails with G4_DECODE_REF_END.
+      // Our decoder on libtiff's code; see DESIGN.md on rows after a change in every column.
       const Bytes words = ToDecoderOrder(theirs);
       const DecodeOutcome out = DecodeStream(words, w, clean.height, words.size());
       if (out.decodedRows < clean.height) {

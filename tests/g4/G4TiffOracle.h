@@ -1,5 +1,4 @@
-// libtiff as the Group 4 oracle: bitmaps, Group 4 TIFFs in memory, the decoder's word
-// order and a row-by-row decode of a stream. Shared by the g4 tests and the benchmarks.
+// libtiff as the Group 4 oracle, bitmaps and row-by-row decoding; shared with the benchmarks.
 #ifndef TESTS_G4_G4TIFFORACLE_H_
 #define TESTS_G4_G4TIFFORACLE_H_
 
@@ -233,8 +232,7 @@ inline std::vector<uint8_t> ReadRawStrip(TIFF *tif, uint32_t s) {
   return raw;
 }
 
-// A plain most-significant-bit-first stream in the decoder's word order: each pair
-// of bytes exchanged, an odd last byte given a zero partner.
+// A stream in the decoder's word order: byte pairs exchanged, an odd last byte paired with 0.
 inline std::vector<uint8_t> ToDecoderOrder(const std::vector<uint8_t> &stream) {
   std::vector<uint8_t> out(stream.size() + (stream.size() & 1u), 0);
   for (size_t i = 0; i < stream.size(); ++i) {
@@ -284,8 +282,7 @@ inline Bitmap LibtiffDecode(const std::vector<uint8_t> &strip, uint32_t width, u
   return read ? out : Bitmap();
 }
 
-// Whether row y changes colour at every column (a black first pixel counts): only then
-// may the walker, which stops at index W + 1, fail the next row with G4_DECODE_REF_END.
+// Whether row y changes colour at every column, after which the next row may fail (DESIGN.md).
 inline bool ChangesInEveryColumn(const Bitmap &image, uint32_t y) {
   uint32_t changes = image.get(0, y);
   for (uint32_t x = 1; x < image.width; ++x) {

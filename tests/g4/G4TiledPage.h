@@ -1,5 +1,4 @@
-// CImg1G4 pages coded tile by tile by libtiff (white tiles get no bytes), and from the bitmap
-// alone the runs the scanline routines are to paint, edge rules included.
+// CImg1G4 pages coded tile by tile by libtiff, and the runs the scanline routines paint.
 #ifndef TESTS_G4_G4TILEDPAGE_H_
 #define TESTS_G4_G4TILEDPAGE_H_
 
@@ -121,8 +120,7 @@ inline c2d_test::ImgPtr<CImg1> Cut(CImg1G4 &page, const ImgRect &r) {
   return c2d_test::ImgPtr<CImg1>(dynamic_cast<CImg1 *>(page.getSubImage(r)));
 }
 
-// One-pixel strokes and noise with a white band, so that some tiles hold no bytes. The
-// last column stays white, where a run would start on the edge.
+// Strokes and noise with a white band (tiles without bytes) and a white last column.
 inline Bitmap StrokePage(unsigned w, unsigned h, uint64_t seed, double noise = 0.08) {
   Bitmap page(w, h);
   Rng rng(seed);

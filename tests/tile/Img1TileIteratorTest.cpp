@@ -1,6 +1,5 @@
-// The HP-RTL row coder and the bilevel and G4 tile iterators. The oracles are a plain
-// model of greedy delta-row coding and the independent reader of c2dimg (RtlDecode.h),
-// checked first against netpbm's delta writers.
+// The HP-RTL row coder and the bilevel tile iterators, against a plain model of greedy
+// delta-row coding and c2dimg's own reader (RtlDecode.h), itself checked against netpbm.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -112,8 +111,7 @@ TEST(DeltaRowCoderTest, WorkedValuesAndLimits) {
     EXPECT_EQ(Bytes(out.begin(), out.begin() + length), Record(c.payload)) << c.rowBytes;
   }
   Bytes seed(17, 0), row = Sequence<uint8_t>(17, 1), payload(64), out(64);
-  // Output limits are >=: a header that fills the output, and a payload that fills it
-  // after its header, which stays.
+  // Output limits are >=: a header filling the output; a payload filling it after the header.
   uint32_t length = 0;
   EXPECT_FALSE(Coder::outputRTLForRow({out.data(), 5, length}, seed.data(), seed.data(),
                                       payload.data(), 4, 2));
@@ -157,14 +155,11 @@ Bytes ModelPayload(const Bytes &seed, const Bytes &row, std::vector<size_t> &end
   return out;
 }
 
-// Capacities at and just past each command's end (every 16th on wide rows): a
-// command that would bring the payload to the capacity fails the row, and the
-// commands before it stand.
+// At capacities at and past each command's end, one that reaches the capacity fails the row.
 TEST(DeltaRowCoderTest, MatchesAPlainModelAtEveryPayloadLimit) {
   std::mt19937 rng(1616);
   for (int t = 0; t < 240; ++t) {
-    // Runs begin and go on by chance: short gaps and runs of every length, and on
-    // some wide rows gaps past the short and one-byte offsets.
+    // Runs of every length; on some wide rows gaps past the short and one-byte offsets.
     const bool wide = t % 6 == 0;
     const size_t rowBytes = 1 + rng() % (wide ? 9000 : 700);
     const unsigned begin = rng() % 16, goOn = rng() % 64, scale = t % 12 == 0 ? 4096 : 64;
@@ -241,16 +236,13 @@ TEST(DeltaRowCoderTest, BlockMasksMarkEveryDifferingByte) {
   }
 }
 
-// An edge tile leaves the buffer as if cleared before coding, whether all its rows
-// fit or it stops part way: the earlier tiles' bytes and all past its records are zero.
-// Its records are those of the rows coded one by one; blank rows between busy ones
-// change the headers' lengths. A buffer of megabytes is cleared by pages.
+// Whether all rows fit or not, only the tile's records (those of its rows coded one by one)
+// stay in the buffer; blank rows change the headers' lengths; megabytes clear by pages.
 TEST(DeltaRowCoderTest, AnEdgeTileLeavesOnlyItsOwnRecordsInTheBuffer) {
   const unsigned rowBytes = 150, rows = 12;
   Bytes bits = Drawing(rowBytes, rows, 7);
   std::fill_n(&bits[3 * rowBytes], 2 * rowBytes, 0);
-  // The last row differs from the one before in one byte, so that its command is
-  // followed by equal bytes that are not zero: any byte coded past it would show.
+  // A last command followed by equal bytes that are not zero shows any byte coded past it.
   std::copy_n(&bits[(rows - 2) * rowBytes], rowBytes, &bits[(rows - 1) * rowBytes]);
   bits[(rows - 1) * rowBytes + 10] ^= 0xFF;
   for (uint8_t &b : bits) {
@@ -347,8 +339,7 @@ TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
       EXPECT_EQ(length, 0u);
     }
   }
-  // A row of eight changed bytes needs 14 bytes, more than the 8 of the buffer: the
-  // header stays, the walk goes on. Failed scratch allocation writes nothing.
+  // A row of 14 coded bytes in a buffer of 8 keeps its header; failed scratch writes nothing.
   std::unique_ptr<Img1TileIterator> it(image->getTileIterator(-1, -1, CImg1::HP_RTL));
   EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
   EXPECT_FALSE(ok);

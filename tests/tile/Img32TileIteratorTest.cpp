@@ -1,5 +1,4 @@
-// The true-colour and palette tile iterators. Raw tiles are checked by putting them
-// back together into the image; HP-RTL tiles by the independent reader of c2dimg.
+// The true-colour and palette tile iterators, against the image and c2dimg's HP-RTL reader.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -67,8 +66,7 @@ TEST(Img32TileIteratorTest, RawTilesReassembleWithZeroOverhang) {
   }
 }
 
-// Uniform tiles are compared with the background at creation (alpha included, the
-// overhang left out) and reported with the background at the time of the tile.
+// Uniform means equal to the background at creation (alpha too); reported with today's.
 TEST(Img32TileIteratorTest, UniformTilesIgnoreTheOutputOptions) {
   const unsigned old = 0xFF102030, now = 0xFFFFFFFF;
   ImgPtr<CImg32> image = Flat32(5, 5, old);
@@ -110,9 +108,7 @@ TEST(Img32TileIteratorTest, RowLayoutsGreyAndTheFilterDrift) {
       EXPECT_EQ(Bytes(t.data + r * t.length / 4, t.data + r * t.length / 4 + 15), Bytes(15, 254));
     }
   }
-  // On an overhanging grid each row's read and write step over the overhang as well,
-  // although the rows lie tileWidth * 4 apart. A model working out of place, from the
-  // 32-bit tile: a pixel read past the buffer is zero, a byte written past it dropped.
+  // The drift of the 24-bit filter on an overhanging grid (DESIGN.md), by an out-of-place model.
   ImgPtr<CImg32> image = Noise(7, 6, 3);
   std::unique_ptr<Img32TileIterator> raw(image->getTileIterator(4, 6, CImg32::UNCOMPRESSED));
   std::unique_ptr<Img32TileIterator> it(image->getTileIterator(4, 6, CImg32::UNCOMPRESSED));
