@@ -1,7 +1,9 @@
 // CImg1G4's grid, and cut-outs of pages coded tile by tile by libtiff against the bitmap.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <tuple>
 #include <vector>
 
@@ -106,15 +108,28 @@ TEST(CImg1G4Test, GridCopiesTheBytesOfEveryTile) {
                         image->getTotalBytes(), image->getTile(c.down, 0),
                         image->getTile(0, c.across)),
         std::make_tuple(c.across, c.down, n, c.padBits, c.bytesPerLine, sum, nullptr, nullptr));
+    // The tile iterator hands out the same tiles in grid order.
+    std::unique_ptr<Img1G4TileIterator> it(image->getTileIterator());
+    ASSERT_NE(it, nullptr);
+    EXPECT_EQ(it->getWidthInTiles() * 100 + it->getHeightInTiles(), c.across * 100 + c.down);
+    unsigned char *handed = nullptr;
+    unsigned length = 0, x, y, tw, th, vw, vh;
     for (unsigned i = 0; i < n; ++i) {
       Img1G4Tile *tile = image->getTile(i / c.across, i % c.across);
       ASSERT_NE(tile, nullptr);
+      ASSERT_TRUE(it->getNextTile(handed, length, x, y, tw, th, vw, vh));
       const unsigned char *d = tile->getData();
+      const unsigned x0 = i % c.across * c.tw, y0 = i / c.across * c.th;
       EXPECT_EQ(std::make_tuple(tile->getXOffset(), tile->getYOffset(), tile->getByteCount(),
                                 counts[i] == 0 ? d == nullptr : d[counts[i] - 1] == i % 256),
-                std::make_tuple(i % c.across * c.tw, i / c.across * c.th, counts[i], true))
+                std::make_tuple(x0, y0, counts[i], true))
           << i;
+      EXPECT_EQ(std::vector<unsigned>({x, y, tw, th, vw, vh, length}),
+                std::vector<unsigned>({x0, y0, c.tw, c.th, std::min(c.tw, c.w - x0),
+                                       std::min(c.th, c.h - y0), counts[i]}));
+      EXPECT_EQ(handed, d);
     }
+    EXPECT_FALSE(it->getNextTile(handed, length, x, y, tw, th, vw, vh));
     // A second copy replaces the first, whose bytes are freed (LeakSanitizer).
     ASSERT_TRUE(image->initData(data.data(), zeros.data()));
     EXPECT_EQ(image->getTotalBytes(), 0u);

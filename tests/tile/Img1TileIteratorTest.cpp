@@ -1,4 +1,4 @@
-// The HP-RTL row coder and the bilevel tile iterators, against a plain model of greedy
+// The HP-RTL row coder and the bilevel tile iterator, against a plain model of greedy
 // delta-row coding and c2dimg's own reader (RtlDecode.h), itself checked against netpbm.
 #include <gtest/gtest.h>
 
@@ -14,7 +14,6 @@
 #include "Image/tile/internal/DeltaRowCoder.h"
 #include "Image/tile/internal/RowMasks.h"
 #include "ImgTestSupport.h"
-#include "g4/G4TiledPage.h"
 
 namespace {
 
@@ -354,29 +353,6 @@ TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
   // An image that gave its pixels away gets no iterator.
   IImg::deallocImageBuffer(reinterpret_cast<void *&>(data = image->ownData()));
   EXPECT_EQ(image->getTileIterator(8, 1, CImg1::HP_RTL), nullptr);
-}
-
-TEST(Img1G4TileIteratorTest, HandsOutEachStoredTileInGridOrder) {
-  g4test::Bitmap page(70, 45);
-  for (uint32_t y = 0; y < 45; y += 3) {
-    page.fill(y, y + 20, y);
-  }
-  const g4test::TiledPage tiled = g4test::MakeTiledPage(page, 32, 16);
-  std::unique_ptr<Img1G4TileIterator> it(tiled.image->getTileIterator());
-  ASSERT_NE(it, nullptr);
-  EXPECT_EQ(it->getWidthInTiles() * 10 + it->getHeightInTiles(), 33u);
-  unsigned char *data = nullptr;
-  unsigned length = 0, x, y, tw, th, vw, vh, i = 0;
-  while (it->getNextTile(data, length, x, y, tw, th, vw, vh)) {
-    Img1G4Tile *tile = tiled.image->getTile(i / 3, i % 3);
-    EXPECT_EQ(data, tile->getData());
-    EXPECT_EQ(length, tile->getByteCount());
-    EXPECT_EQ(std::vector<unsigned>({x, y, tw, th, vw, vh}),
-              std::vector<unsigned>(
-                  {i % 3 * 32, i / 3 * 16, 32, 16, i % 3 == 2 ? 6u : 32u, i / 3 == 2 ? 13u : 16u}));
-    ++i;
-  }
-  EXPECT_EQ(i, 9u);
 }
 
 }  // namespace
