@@ -106,8 +106,7 @@ TEST(G4EncodeTest, WorkedValues) {
     unsigned short words[13] = {};
     unsigned bits = 0;
     encode(white, 4, white, 4, words, &bits, nullptr, nullptr);
-    EXPECT_EQ(bits, 1u);
-    EXPECT_EQ(words[0], 0x8000u);
+    EXPECT_EQ(std::make_pair(bits, unsigned{words[0]}), std::make_pair(1u, 0x8000u));
   }
   // r white rows code as r one bits, then the end of block (00 10 01 00 for r = 0).
   for (BlockCoder coder : {createG4Tile, create_g4_tiff_strip_tmp}) {

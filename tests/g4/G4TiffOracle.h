@@ -111,9 +111,7 @@ inline const Pattern kPatterns[] = {
      [](Bitmap &image, Rng &) {
        for (uint32_t y = 0; y < image.height; ++y) {
          image.set(0, y, y % 3 != 1);
-         if (y % 3 != 0) {
-           image.set(image.width - 1, y);
-         }
+         image.set(image.width - 1, y, y % 3 != 0);
        }
      }},
     {"sparse noise", [](Bitmap &image, Rng &rng) { Noise(image, rng, 0.02); }},
