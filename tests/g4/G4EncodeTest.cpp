@@ -100,13 +100,16 @@ TEST(G4EncodeTest, WorkedValues) {
       EXPECT_EQ(row, d.row);
     }
   }
-  // A white row against a white reference is one V0 code.
+  // A white row against a white reference is one V0 code; a malformed list or no words, none.
+  unsigned white[] = {0, 9, 9, 9}, backwards[] = {0, 5, 3, 9, 9, 9};
   for (auto *encode : {CCITT_EncodeG4Row, cit_encode_gr4_tmp}) {
-    unsigned white[] = {0, 9, 9, 9};
-    unsigned short words[13] = {};
-    unsigned bits = 0;
+    unsigned short words[16] = {};
+    unsigned bits = 0, malformed = 7, none = 7;
     encode(white, 4, white, 4, words, &bits, nullptr, nullptr);
     EXPECT_EQ(std::make_pair(bits, unsigned{words[0]}), std::make_pair(1u, 0x8000u));
+    encode(white, 4, backwards, 6, words, &malformed, nullptr, nullptr);
+    encode(white, 4, white, 4, nullptr, &none, nullptr, nullptr);
+    EXPECT_EQ(std::make_pair(malformed, none), std::make_pair(0u, 0u));
   }
   // r white rows code as r one bits, then the end of block (00 10 01 00 for r = 0).
   for (BlockCoder coder : {createG4Tile, create_g4_tiff_strip_tmp}) {
@@ -151,15 +154,6 @@ TEST(G4EncodeTest, RefusesBadArgumentsAndKeepsNothingOnFailure) {
     EXPECT_EQ(out == nullptr, c.result == 0) << c.name;
     std::free(out);
   }
-  // A malformed list or no words give no bits.
-  unsigned bits = 7;
-  unsigned white[] = {0, 9, 9, 9}, backwards[] = {0, 5, 3, 9, 9, 9};
-  unsigned short words[16];
-  cit_encode_gr4_tmp(white, 4, backwards, 6, words, &bits, nullptr, nullptr);
-  EXPECT_EQ(bits, 0u);
-  bits = 7;
-  CCITT_EncodeG4Row(white, 4, white, 4, nullptr, &bits, nullptr, nullptr);
-  EXPECT_EQ(bits, 0u);
   // A batch keeps nothing when a tile is refused (the leak check sees the first).
   unsigned char *sources[] = {zeros.data(), noise.bits.data()};
   unsigned sizes[2] = {};
