@@ -219,13 +219,9 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
 }
 
 TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirst) {
-  Bitmap light = StrokePage(203, 157, 4, 0.15);
+  const Bitmap light = StrokePage(203, 157, 4, 0.15), dark = StrokePage(203, 157, 4, 0.9);
   // An ink share of about 0.4: light paper, though far above a lowered threshold.
-  Bitmap heavy = StrokePage(203, 157, 4, 0.35);
-  Bitmap dark = light;
-  for (uint8_t &b : dark.bits) {
-    b = static_cast<uint8_t>(~b);
-  }
+  const Bitmap heavy = StrokePage(203, 157, 4, 0.35);
   const ImgRect all(0u, 0u, 202u, 156u);
   struct Case {
     const char *name;
