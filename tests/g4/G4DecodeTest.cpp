@@ -18,11 +18,6 @@ namespace {
 using namespace g4test;
 using Row = std::vector<int32_t>;
 
-// What a failed row must leave alone, and what a batch must leave as a row walk does.
-std::tuple<unsigned, unsigned, unsigned, unsigned> State(Img1G4Tile &t) {
-  return {t.byteLoc(), t.bitLoc(), t.numChanges(), t.numRefChanges()};
-}
-
 std::string Repeat(const std::string &s, int n) {
   std::string out;
   for (int i = 0; i < n; ++i) {
@@ -122,31 +117,6 @@ TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
   EXPECT_EQ(CCITT_G4Decode(nullptr, 8, 8), kNoData);
 }
 
-TEST_F(G4DecodeTest, AFailedRowLeavesThePositionAndFailsAgain) {
-  // Eight zero bits inside a run; from an odd byteLoc each call drifts bitLoc by 8.
-  struct Case {
-    std::string bits;
-    uint32_t byteLoc, bitLoc, drift;
-  };
-  for (const Case &c :
-       {Case{"000000 001 00000000 1111", 0, 7, 0}, Case{"11111111 001 00000000 1111", 1, 1, 8}}) {
-    SCOPED_TRACE(c.byteLoc);
-    const std::vector<uint8_t> words = CodeBits(c.bits);
-    RowDecoder d(words.data(), static_cast<uint32_t>(words.size()), 8);
-    d.tile.byteLoc() = c.byteLoc;
-    d.tile.bitLoc() = c.bitLoc;
-    d.tile.numChanges() = 77;
-    const int32_t *changes = d.tile.changes();
-    EXPECT_EQ(d.next(words.size(), nullptr), G4_DECODE_BAD_RUN);
-    for (uint32_t call = 1; call <= 3; ++call) {
-      EXPECT_EQ(State(d.tile), std::make_tuple(c.byteLoc, c.bitLoc + c.drift * call, 77u, 4u));
-      EXPECT_EQ(d.tile.changes(), changes);
-      EXPECT_EQ(d.next(words.size(), nullptr),
-                c.drift == 0 ? G4_DECODE_BAD_RUN : G4_DECODE_NO_DATA);
-    }
-  }
-}
-
 TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
   const short kNoData = G4_DECODE_NO_DATA, kOk = G4_DECODE_OK;
   // DecodeStream reads an exact-size copy; a bound inside the first word fails row 0.
@@ -161,7 +131,8 @@ TEST_F(G4DecodeTest, ATileIsNotReadPastItsOwnBytesWhateverTheBound) {
 
 class G4CorruptTest : public G4DecodeTest {};
 
-// Each failure is a known code, repeated on retry with the position held; earlier rows stand.
+// Each failure is a known code, repeated on retry (from an odd byteLoc the drifted bitLoc is
+// refused as "no data") with the tile's state held; the rows before it stand.
 TEST_F(G4CorruptTest, TruncatedStreamsKeepTheRowsTheyHold) {
   const std::set<short> kFailures = {G4_DECODE_NO_DATA, G4_DECODE_BAD_RUN, G4_DECODE_REF_END,
                                      G4_DECODE_EXTENSION, G4_DECODE_BAD_EOL};
@@ -231,7 +202,7 @@ TEST_F(G4CorruptTest, BatchedRowsMatchARowByRowWalk) {
       EXPECT_EQ(sink.rows, expected.rows);
       EXPECT_EQ(whole,
                 expected.rows.empty() || expected.rows.back()[0] != static_cast<int32_t>(stopAt));
-      EXPECT_EQ(State(batch.tile), State(plain.tile));
+      EXPECT_EQ(TileState(batch.tile), TileState(plain.tile));
     }
   }
 }

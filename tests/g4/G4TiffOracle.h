@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Image/g4/G4Decode.h"
@@ -323,9 +324,15 @@ struct RowDecoder {
   Img1G4Tile tile;
 };
 
+// A tile's position and list lengths.
+inline std::tuple<unsigned, unsigned, unsigned, unsigned> TileState(Img1G4Tile &t) {
+  return {t.byteLoc(), t.bitLoc(), t.numChanges(), t.numRefChanges()};
+}
+
 // Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so that
 // a sanitizer sees any read past it. `decodedRows` rows succeed before the first failure
-// (`failure`); that row is decoded once more (`retry`), `held` if its byteLoc stayed put.
+// (`failure`); that row is decoded once more (`retry`), `held` if the tile's state stayed
+// put but for bitLoc, which each call from an odd byteLoc moves on by 8.
 struct DecodeOutcome {
   Bitmap image;
   uint32_t decodedRows = 0;
@@ -342,12 +349,14 @@ inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t wi
   DecodeOutcome out;
   out.image = Bitmap(width, rows);
   for (uint32_t y = 0; y < rows; ++y) {
-    const uint32_t at = decoder.tile.byteLoc();
+    Img1G4Tile before = decoder.tile;
     out.failure = decoder.next(limitBytes, out.image.row(y));
     if (out.failure != G4_DECODE_OK) {
-      out.oddStart = (at & 1u) != 0;
+      out.oddStart = (before.byteLoc() & 1u) != 0;
       out.retry = decoder.next(limitBytes, nullptr);
-      out.held = decoder.tile.byteLoc() == at;
+      before.bitLoc() += out.oddStart ? 16 : 0;
+      out.held = TileState(decoder.tile) == TileState(before) &&
+                 decoder.tile.changes() == before.changes();
       break;
     }
     ++out.decodedRows;
