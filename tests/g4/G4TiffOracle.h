@@ -19,9 +19,7 @@ namespace g4test {
 
 // A bilevel image, rows most significant bit first, 1 = black, each row padded to a byte.
 struct Bitmap {
-  uint32_t width = 0;
-  uint32_t height = 0;
-  uint32_t stride = 0;
+  uint32_t width = 0, height = 0, stride = 0;
   std::vector<uint8_t> bits;
 
   Bitmap() = default;
@@ -319,8 +317,7 @@ struct RowDecoder {
   }
 
   uint32_t width;
-  std::unique_ptr<int32_t[]> a;
-  std::unique_ptr<int32_t[]> b;
+  std::unique_ptr<int32_t[]> a, b;
   Img1G4Tile tile;
 };
 
@@ -336,8 +333,7 @@ inline std::tuple<unsigned, unsigned, unsigned, unsigned> TileState(Img1G4Tile &
 struct DecodeOutcome {
   Bitmap image;
   uint32_t decodedRows = 0;
-  short failure = G4_DECODE_OK;
-  short retry = G4_DECODE_OK;
+  short failure = G4_DECODE_OK, retry = G4_DECODE_OK;
   bool oddStart = false;  // the failed row started at an odd byteLoc
   bool held = true;
 };

@@ -22,8 +22,7 @@ class G4Page : public CImg1G4 {
 
 struct TiledPage {
   Bitmap source;
-  unsigned tw = 0;
-  unsigned th = 0;
+  unsigned tw = 0, th = 0;
   std::vector<bool> empty;  // by tile, row-major
   c2d_test::ImgPtr<G4Page> image;
 };

@@ -303,8 +303,8 @@ TEST(Img1TileIteratorTest, GridsAndStreamsDecodeTileByTile) {
         continue;
       }
       const bool right = x + tw >= g.w, bottom = y + th >= g.h;
-      EXPECT_EQ(vw, right ? g.validW : tw);
-      EXPECT_EQ(vh, bottom ? g.validH : th);
+      EXPECT_EQ(std::make_pair(vw, vh),
+                std::make_pair(right ? g.validW : tw, bottom ? g.validH : th));
       // Each tile's records follow the running total; its rows are the image's first.
       const unsigned rowBytes = g.tileBytes - (right ? (tw - vw + 7) / 8 : 0);
       const auto decoded = c2dimg::rtl::DecodeRtl(Bytes(data + previous, data + length), rowBytes);
@@ -338,8 +338,7 @@ TEST(Img1TileIteratorTest, RefusalsFormatsWithoutDataAndFailures) {
   }
   // A row of 14 coded bytes in a buffer of 8 keeps its header; failed scratch writes nothing.
   std::unique_ptr<Img1TileIterator> it(image->getTileIterator(-1, -1, CImg1::HP_RTL));
-  EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok));
-  EXPECT_FALSE(ok);
+  EXPECT_TRUE(it->getNextTile(data, length, x, y, tw, th, vw, vh, ok) && !ok);
   EXPECT_EQ(Bytes(data, data + length), Bytes({0x1B, '*', 'b', '9', 'W'}));
   it.reset(image->getTileIterator(-1, -1, CImg1::HP_RTL));
   {
