@@ -174,8 +174,7 @@ TEST(CImg1G4ScaleTest, EnlargingAndMixedRequestsMatchCImg1OnTheDecodedPage) {
   // The same size decompresses the whole page, whatever the rectangle.
   ImgPtr<IImg> same(
       Scale(*MakeTiledPage(pages[0], 16, 16).image, ImgRect(5u, 5u, 14u, 14u), 10, 10, 32));
-  EXPECT_EQ(same->getWidth(), 67u);
-  EXPECT_EQ(same->getType(), IMG_TYPE_1BIT);
+  EXPECT_EQ(std::make_pair(same->getWidth(), same->getType()), std::make_pair(67u, IMG_TYPE_1BIT));
 }
 
 // Against CImg1's transforms of the decoded page, which TransformTest checks pixel by pixel.
@@ -209,10 +208,9 @@ TEST(CImg1G4ScaleTest, AFailedGreyRowEndsTheReductionInsideIt) {
   ImgPtr<IImg> grey(Scale(*page, page->getRect(), 8, 4, 32));
   ASSERT_NE(grey, nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_DECODE_FAILED);
-  const unsigned *top = dynamic_cast<CImg32 *>(grey.get())->peekDataArray()[0];
-  for (unsigned x = 0; x < 8; ++x) {
-    EXPECT_EQ(top[x], x == 5 ? Grey(4, 2) : 0xFFFFFFu) << x;
-  }
+  const unsigned white = 0xFFFFFFu, *top = dynamic_cast<CImg32 *>(grey.get())->peekDataArray()[0];
+  EXPECT_EQ(std::vector<unsigned>(top, top + 8),
+            std::vector<unsigned>({white, white, white, white, white, Grey(4, 2), white, white}));
   // The bilevel reduction passes the backward run over.
   ImgPtr<IImg> bilevel(Scale(*page, page->getRect(), 8, 4));
   EXPECT_EQ(BitsOf(bilevel.get()).bits, (std::vector<uint8_t>{0x04, 0x04, 0x04, 0}));

@@ -38,8 +38,7 @@ TEST(Img32TileIteratorTest, RawTilesReassembleWithZeroOverhang) {
       {1000, 1000, 300, 300, 16, 200, 200}, {7, 5, 3, 2, 9, 2, 1}, {6, 4, -1u, 2, 2, 0, 0}};
   for (const auto &g : grids) {
     for (const auto format : {CImg32::UNCOMPRESSED, CImg32::UNCOMPRESSED_NULL}) {
-      SCOPED_TRACE(std::to_string(g.w) + " in " + std::to_string(g.tw) + ", format " +
-                   std::to_string(format));
+      SCOPED_TRACE(testing::Message() << g.w << " in " << g.tw << ", format " << format);
       ImgPtr<CImg32> image = Noise(g.w, g.h, g.w);
       std::unique_ptr<Img32TileIterator> it(image->getTileIterator(g.tw, g.th, format));
       ASSERT_NE(it, nullptr);
@@ -55,8 +54,8 @@ TEST(Img32TileIteratorTest, RawTilesReassembleWithZeroOverhang) {
           for (unsigned c = 0; c < t.tw; ++c) {
             unsigned pixel;
             std::memcpy(&pixel, t.data + (size_t{r} * t.tw + c) * 4, 4);
-            const bool valid = r < t.vh && c < t.vw;
-            ASSERT_EQ(pixel, valid ? (*image)(t.y + r, t.x + c) : 0u) << r << "," << c;
+            ASSERT_EQ(pixel, r < t.vh && c < t.vw ? (*image)(t.y + r, t.x + c) : 0u)
+                << r << "," << c;
           }
         }
       }
