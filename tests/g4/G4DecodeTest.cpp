@@ -38,9 +38,8 @@ class G4DecodeTest : public ::testing::Test {
 TEST_F(G4DecodeTest, HandCodedRowsGiveTheirListsAndResults) {
   const short kOk = G4_DECODE_OK, kNoData = G4_DECODE_NO_DATA, kBadRun = G4_DECODE_BAD_RUN,
               kRefEnd = G4_DECODE_REF_END, kBadEol = G4_DECODE_BAD_EOL;
-  const Row white = {0, 9, 9, 9};
-  const Row r24 = {0, 2, 4, 9, 9, 9};    // reference black at columns 2 and 3
-  const Row every = {0, 1, 2, 3, 3, 3};  // W = 2, a change in every column
+  // r24: black at columns 2 and 3; every: W = 2, a change in every column.
+  const Row white = {0, 9, 9, 9}, r24 = {0, 2, 4, 9, 9, 9}, every = {0, 1, 2, 3, 3, 3};
   const std::string eofb = " 000000000001 000000000001 ";
   const std::string vl3vl1 = " 0000010 010";
   struct Case {

@@ -96,8 +96,7 @@ TEST(G4EncodeTest, WorkedValues) {
       unsigned count = 99;
       detect(d.width, row.data(), static_cast<int>(changes.size()), changes.data(), &count);
       changes.resize(count);
-      EXPECT_EQ(changes, d.list);
-      EXPECT_EQ(row, d.row);
+      EXPECT_EQ(std::make_pair(changes, row), std::make_pair(d.list, d.row));
     }
   }
   // A white row against a white reference is one V0 code; a malformed list or no words, none.

@@ -329,13 +329,12 @@ inline std::tuple<unsigned, unsigned, unsigned, unsigned> TileState(Img1G4Tile &
 // Decodes `rows` rows of a stream in decoder order from an exact-size heap copy, so that
 // a sanitizer sees any read past it. `decodedRows` rows succeed before the first failure
 // (`failure`); that row is decoded once more (`retry`), `held` if the tile's state stayed
-// put but for bitLoc, which each call from an odd byteLoc moves on by 8.
+// put but for bitLoc, which each call from an odd byteLoc (`oddStart`) moves on by 8.
 struct DecodeOutcome {
   Bitmap image;
   uint32_t decodedRows = 0;
   short failure = G4_DECODE_OK, retry = G4_DECODE_OK;
-  bool oddStart = false;  // the failed row started at an odd byteLoc
-  bool held = true;
+  bool oddStart = false, held = true;
 };
 
 inline DecodeOutcome DecodeStream(const std::vector<uint8_t> &words, uint32_t width, uint32_t rows,
