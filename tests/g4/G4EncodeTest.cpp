@@ -7,6 +7,7 @@
 #include "G4TiffOracle.h"
 #include "Image/Core2DImage.h"
 #include "Image/g4/internal/G4TileBatch.h"
+#include "ImgTestSupport.h"
 
 namespace {
 
@@ -27,10 +28,8 @@ Bytes Code(BlockCoder coder, Bitmap image) {
 }
 
 TEST(G4EncodeTest, MatchesLibtiffAndBothDecoders) {
-  std::vector<uint32_t> widths = {1728, 2550, 2623, 2624, 2625, 5200, 9000, 70001};
-  for (uint32_t w = 1; w <= 70; ++w) {
-    widths.push_back(w);
-  }
+  std::vector<uint32_t> widths = c2d_test::Sequence<uint32_t>(70, 1);
+  widths.insert(widths.end(), {1728, 2550, 2623, 2624, 2625, 5200, 9000, 70001});
   ASSERT_EQ(CCITT_EnableG4Decode(), IMG_OK);
   for (uint32_t w : widths) {
     for (const Pattern &p : kPatterns) {
