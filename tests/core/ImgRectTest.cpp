@@ -1,5 +1,4 @@
-// ImgRect and Core2DImage::IntRect: sizes, the clamping conversion, containment and
-// intersection, including the odd cases hosts depend on.
+// ImgRect and IntRect: sizes, conversion, containment and intersection, odd cases included.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"

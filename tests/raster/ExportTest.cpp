@@ -1,5 +1,4 @@
-// Format conversion: the refusals of Export::xfm, each path against pixels read back
-// independently or worked by hand, and the 24-bit widening.
+// Format conversion: Export::xfm's refusals and paths, and the 24-bit widening.
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -83,9 +82,8 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   EXPECT_FALSE(lazy->hasData());  // nothing is forced
 }
 
-// From bilevel at every width and alignment: an exact copy that keeps the
-// destination's own fields; set bits give index 0 and clear bits 255 (expansion);
-// or the foreground and background words as they are (interpretation).
+// From bilevel: a copy keeping the destination's fields, set bits to index 0 and clear to 255,
+// or to the foreground and background words as they are.
 TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   ColorMap map(2, 255);
   map.entries[1] = {1, 2, 3};
@@ -148,8 +146,7 @@ TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   EXPECT_EQ(BufferOf(*other), (Words{0xAADDCCBBu, 0x01040302u}));
   EXPECT_EQ(other->getBackgroundColor(), 0x11u);  // one byte, not a rearranged colour
 
-  // Kept as it stands: a view is copied as one block from its first row, taking in
-  // the parent's pixels that follow that row.
+  // Kept as it stands: a view is copied as one block from its first row on.
   ImgPtr<CImg32> parent = Make32(4, 4, c2d_test::Sequence(16, 0u));
   ImgPtr<const CImg32> view(CImg32::createCRefImg(*parent, ImgRect(1, 1, 2, 2)));
   ImgPtr<CImg32> out = Flat32(2, 2, 0);
@@ -157,10 +154,8 @@ TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   EXPECT_EQ(BufferOf(*out), (Words{5, 6, 7, 8}));
 }
 
-// Greys 100, 112, 120, 200 and 129 tone to 82, 101, 114, 230 and 129. An error of
-// 82 sends 36 right, 15 lower left, 26 below and 5 lower right; one of -25 takes 11
-// from the right. In the last grey case the lower right pixel gets 5 + 11 + 15.
-// Colours: byte 0 weighs as blue and byte 2 as red, whatever the order says.
+// Greys 100, 112, 120, 200, 129 tone to 82, 101, 114, 230, 129. An error of 82 sends 36 right,
+// 15 lower left, 26 below, 5 lower right; -25 takes 11 from the right. Byte 0 weighs as blue.
 TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
   ColorMap map(3, 255);
   map.entries[0] = {1000, 1000, 1000};  // clamped to white
@@ -206,15 +201,13 @@ TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   ASSERT_TRUE(Export::xfm(masked.get(), src.get(), 2));
   EXPECT_EQ(masked->peekData()[0], 0x30);  // alpha alone does not count
 
-  // A larger destination takes the bits laid out by the source's width and its own
-  // pad bits: 3 + 3 bits, not two rows of 8.
+  // A larger destination takes the bits laid out by the source's width: 3 + 3, not 8 + 8.
   ImgPtr<CImg1> larger = Clear1(8, 2);
   ASSERT_TRUE(Export::xfm(larger.get(), Make32(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
   EXPECT_EQ(BufferOf(*larger), Bytes({0xA8, 0x00}));
 }
 
-// Rows of packed 3-byte pixels, padded to 4 bytes under IMG_ALIGN_32, widen with
-// bytes 0..2 in place; the orders only label the result.
+// Packed 3-byte pixels, rows padded under IMG_ALIGN_32, widen in place; orders only label.
 TEST(ExportTest, CreateFrom24) {
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
     for (unsigned w = 1; w <= 5; ++w) {
@@ -237,8 +230,7 @@ TEST(ExportTest, CreateFrom24) {
       EXPECT_EQ(BufferOf(*image), expected);
     }
   }
-  // Three quarters of the size pass although the padded rows need more (45 bytes):
-  // the bytes past len read as 0 and nothing past the caller's buffer is touched.
+  // Three quarters of the size pass although padded rows need 45 bytes: the rest reads 0.
   Bytes bytes(36, 0x5A);
   ImgPtr<CImg32> padded(
       CImg32::createFrom24(3, 4, bytes.data(), 36, IMG_ALIGN_32, RGB_ORDER_BGR, RGB_ORDER_BGR));

@@ -1,6 +1,5 @@
-// The three raster classes: their factories' failures and the buffer life cycle as a
-// typed test, each class's ownership rules, sub-images and reference images, palettes
-// and background estimates. Ownership is checked by the sanitizer build.
+// The raster classes: factories, buffer ownership (checked by the sanitizer build), sub-images,
+// views, palettes and background estimates.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,8 +49,7 @@ TYPED_TEST_SUITE(RasterBufferTest, Rasters);
 TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   using Raster = TypeParam;
   using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
-  // CImg32 takes len as a lower bound. CImg1 records IMG_OK on success, lets dupData
-  // allocate pixels, and takes a null buffer in transferData as it is.
+  // CImg32 takes len as a lower bound; CImg1 records success and allocates in dupData.
   constexpr bool kLongerAccepted = std::is_same_v<Raster, CImg32>;
   constexpr bool kBilevel = std::is_same_v<Raster, CImg1>;
   constexpr unsigned kBytes = 8, kCount = kBytes / sizeof(Pixel);
@@ -71,7 +69,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(BufferOf(*copy), values);
   FreeHostBuffer(kept);
 
-  // dupData: the length rule, a null source, and success.
   const std::vector<Pixel> source = Sequence<Pixel>(kCount + 1, 50);
   Pixel *const from = const_cast<Pixel *>(source.data());
   ErrWatch shortWatch;
@@ -84,7 +81,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(ok.reports(), kBilevel ? 1u : 0u);
   EXPECT_EQ(BufferOf(*image), std::vector<Pixel>(source.begin() + 1, source.end()));
 
-  // transferData: a short buffer stays the caller's, an exact one is adopted.
   Pixel *fresh = HostBuffer(values);
   Pixel *const freshAddress = fresh;
   EXPECT_EQ(image->transferData(&fresh, kBytes - 1), IMG_FAIL);
@@ -94,7 +90,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(image->peekData(), freshAddress);
   EXPECT_EQ(image->transferData(nullptr, kBytes), IMG_INVALID_ARG);
 
-  // ownData moves the buffer out; it outlives the image.
   Pixel *taken = image->ownData();
   EXPECT_EQ(taken, freshAddress);
   EXPECT_FALSE(image->hasData());
@@ -102,8 +97,7 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(taken[kCount - 1], values[kCount - 1]);
   FreeHostBuffer(taken);
 
-  // Without pixels dupData allocates them, or refuses without forcing them; a null
-  // buffer leaves the image without data, and nothing leaks.
+  // Without pixels dupData allocates them or refuses without forcing them.
   FreeHostBuffer(copy->ownData());
   EXPECT_EQ(copy->dupData(from, kBytes), kBilevel ? IMG_OK : IMG_FAIL);
   EXPECT_EQ(copy->hasData(), kBilevel);
@@ -121,8 +115,7 @@ struct Open8 : CImg8 {
   using CImg8::rasOpSet;
 };
 
-// Every factory failure: null, the code recorded (IMG_DECODE_FAILED: nothing) and the
-// number of reports; a failed factory never takes or clears the caller's buffer.
+// Every factory failure: null, the code and reports, and the caller's buffer left alone.
 TEST(RasterFactoryTest, Failures) {
   using Make = std::function<IImg *(unsigned char *&)>;
   const auto As32 = [](unsigned w, unsigned h, unsigned len, bool take) -> Make {
@@ -226,8 +219,7 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
 }
 
-// The image frees only what it owns, whatever takeData and ownsData say; a transfer also
-// frees the private copy, which nobody else could reach. A second initData frees too.
+// The image frees only what it owns, and the private copy a transfer replaces.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   for (unsigned mode = 0; mode < 8; ++mode) {
     const bool takeData = mode & 4, owns = mode & 2, transfer = mode & 1;
@@ -268,10 +260,8 @@ TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   EXPECT_EQ(owner->peekData()[0], 0);  // a clear buffer
 }
 
-// Only the rectangle's size and overlap are tested. The copy reads each row from the
-// rectangle's corner as the bits lie: on into the pad bits and the next row past the
-// right edge, 0 past the buffer, and its own pad bits alike. A rectangle of the
-// image's size copies the whole buffer wherever it lies.
+// Rows are read from the corner as the bits lie, 0 past the buffer; the image's size copies
+// the whole buffer wherever it lies.
 TEST(CImg1Test, SubImageReadsFromTheCornerAsTheBitsLie) {
   std::mt19937 rng(5);
   for (int i = 0; i < 600; ++i) {
@@ -316,15 +306,13 @@ ImgErr RasOpSet(CImg8 &image, unsigned colour) {
   return (image.*static_cast<ImgErr (CImg8::*)(unsigned)>(&Open8::rasOpSet))(colour);
 }
 
-// A w x h image that owns `total` bytes, byte i being i + 1, so that 0 marks a byte
-// that came from nowhere.
+// A w x h image owning `total` bytes, byte i being i + 1 (0: read from nowhere).
 ImgPtr<CImg8> Counting8(unsigned w, unsigned h, ImgAlignmentEnum align, unsigned total) {
   unsigned char *pixels = HostBuffer(Sequence<unsigned char>(total, 1));
   return ImgPtr<CImg8>(CImg8::create(w, h, pixels, total, true, nullptr, align));
 }
 
-// A palette is the grey ramp or a deep copy of the caller's map; maps are int32
-// triples, zeroed, and their copies are deep too.
+// The grey ramp or a deep copy of the caller's map; maps are zeroed int32 triples.
 TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   ImgPtr<CImg8> grey(CImg8::create(2, 2, nullptr, IMG_ALIGN_NONE));
   const ColorMap *ramp = grey->getColorMap();
@@ -353,8 +341,7 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(copied->getColorMap(), held);
 }
 
-// Sizes alone are tested; the rows are read from r's left and top as they stand,
-// and what lies outside the buffer comes back as 0 (bytes here are offset + 1).
+// Rows are read from r's left and top as they stand; outside the buffer gives 0.
 TEST(CImg8Test, SubImageTestsOnlyTheSize) {
   ImgPtr<CImg8> image = Counting8(4, 3, IMG_ALIGN_NONE, 12);
   const struct {
@@ -380,16 +367,14 @@ TEST(CImg8Test, SubImageTestsOnlyTheSize) {
 }
 
 TEST(CImg8Test, PaddedCopiesCarryTheNextRowAndStopAtTheBuffer) {
-  // Each row copy is 12 bytes long and carries 2 bytes of the next row; the trailing
-  // padding of the copy keeps the background fill.
+  // 12-byte row copies carry 2 bytes of the next row; the last padding keeps the fill.
   ImgPtr<CImg8> image = Counting8(10, 3, IMG_ALIGN_32, 36);
   image->setBackgroundColor(0xEE);
   Bytes expected = Sequence<unsigned char>(22, 1);
   expected.insert(expected.end(), {0xEE, 0xEE});
   EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(0, 0, 9, 1))), expected);
 
-  // A 7-wide view of an 8-wide parent has a byte of padding that lies past the
-  // parent's buffer on the last row: it reads as 0 and is never written.
+  // A 7-wide view's last pad byte lies past the parent's buffer: read as 0, never written.
   ImgPtr<CImg8> parent = Counting8(8, 2, IMG_ALIGN_32, 16);
   parent->setBackgroundColor(0xEE);
   ImgPtr<CImg8> view(CImg8::createRefImg(*parent, IntRect(1, 0, 7, 1)));
@@ -432,8 +417,7 @@ ImgPtr<CImg32> Counting32(unsigned w, unsigned h) {
   return ImgPtr<CImg32>(CImg32::create(w, h, pixels, w * h * 4, true, RGB_ORDER_RGB));
 }
 
-// After setExtents the buffer keeps its old rows: copies and views are made wherever
-// their reads stay inside it, and refused (IMG_FAIL) where they would not.
+// Copies and views stand where their reads stay inside the old buffer, else IMG_FAIL.
 TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {
   ImgPtr<CImg32> image = Counting32(4, 4);
   EXPECT_TRUE(image->setExtents(2, 8));
@@ -459,8 +443,7 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   EXPECT_EQ(sub->getBackgroundColor(), 77u);
   EXPECT_EQ(BufferOf(*sub), (Words{37, 38, 39, 47, 48, 49}));
 
-  // Swapped edges are read from the first edge as given, as long as the rows stay
-  // inside the image (pixel 100 y + x), and from the smaller edge where they would not.
+  // Swapped edges read from the first edge as given while inside, else from the smaller.
   ImgPtr<CImg32> square = c2d_test::Drawn32(
       10, 10, [](unsigned x, unsigned y) { return 100 * y + x; }, RGB_ORDER_RGB);
   EXPECT_EQ(
@@ -501,9 +484,7 @@ class RasterViewTest : public ::testing::Test {};
 using ViewRasters = ::testing::Types<CImg8, CImg32>;
 TYPED_TEST_SUITE(RasterViewTest, ViewRasters);
 
-// A view shares its parent's rows, and a view of a view steps by the first view's
-// width, until a view gets pixels of its own through ownData or transferData; then
-// it frees them itself. Deleting views leaves the parent's pixels to the parent.
+// Views share their parent's rows until they get pixels of their own, which they free.
 TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
   using Raster = TypeParam;
   using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
@@ -636,8 +617,7 @@ TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   EXPECT_EQ(lazy->calculateBackground(), 0u);
   EXPECT_FALSE(lazy->hasData());
-  // Kept as it stands: a 2 x 2 view at the origin counts the first three bytes of
-  // the parent's top row (6, 9, 9), not its own pixels (6, 9, 6, ...).
+  // Kept as it stands: a 2 x 2 view counts the parent's first three bytes (6, 9, 9).
   ImgPtr<CImg8> parent = c2d_test::Make8(4, 4, {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5});
   ImgPtr<CImg8> view(CImg8::createRefImg(*parent, IntRect(0, 0, 1, 1)));
   EXPECT_EQ(view->calculateBackground(), 9u);

@@ -1,6 +1,5 @@
-// Raster operators: CImg1's workers against a pixel model, dispatch and placement;
-// RasterOp::Over and composite (blends, key, offsets, the type matrix); doRasOp of
-// CImg32 and CImg8 (operators, keys, refusals, fills, grown extents).
+// Raster operators: CImg1's workers against a pixel model, RasterOp::Over and composite,
+// and doRasOp of CImg32 and CImg8.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -23,7 +22,7 @@ using namespace Core2DImage::RasOpEnum;
 using Bytes = std::vector<unsigned char>;
 using Pixels = std::vector<unsigned>;
 
-// ---- CImg1: the protected workers, reached through pointers to members.
+// ---- CImg1
 struct Open : CImg1 {
   using CImg1::rasOpAnd;
   using CImg1::rasOpOr;
@@ -40,10 +39,8 @@ ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, Bytes bytes) 
   return Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
 }
 
-// What the worker leaves in the target, worked out pixel by pixel from the rules of
-// each operator rather than from its byte loop. j counts target bits from the first
-// bit of the byte under the source's first pixel; k = j - shift is the source bit
-// that lands there; n is the number of source bytes a row uses.
+// The target after the worker, bit by bit from each operator's rules: target bit j (from the
+// byte under the source's first pixel) takes source bit k = j - shift of n bytes a row.
 Bytes Model(Worker op, Bytes t, const CImg1 &target, const CImg1 &source, int left, int top) {
   const Bytes s = BufferOf(source);
   const uint64_t n = source.getBytesPerLine() - source.getPadBits() / 8;
@@ -74,7 +71,7 @@ Bytes Model(Worker op, Bytes t, const CImg1 &target, const CImg1 &source, int le
       } else if (op == kOr) {
         v = old || masked(k);  // a true OR; the spill too, inside the bitmap
       } else if (byte == n) {
-        // The spill: source bits where the last source byte reaches, 0 after them.
+        // The spill: the last source byte's bits, 0 after them.
         if (op == kSet || (source.getWidth() % 8) + shift > 8) {
           v = op == kSet ? masked(k) : src(k);
         }
@@ -101,12 +98,10 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
       {kAnd, "and"}, {kOr, "or"}, {kXOr, "xor"}, {kSet, "set"}};
   for (const auto &[op, name] : ops) {
     for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-      // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
-      // rows whose whole pad bytes are left out.
+      // One-byte rows, full and partial last bytes, rows with whole pad bytes.
       for (unsigned w : {5u, 8u, 13u, 16u, 21u, 30u}) {
         for (int left = 0; left < 16; ++left) {
-          // A target that ends with the source, so that the byte after a row is the
-          // next row's first (or past the bitmap), and a roomier one.
+          // A target that ends with the source (the spill lands in the next row), a wider one.
           for (unsigned extra : {0u, 11u}) {
             SCOPED_TRACE(testing::Message() << name << " align " << align << " w " << w << " left "
                                             << left << " extra " << extra);
@@ -124,8 +119,7 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
   }
 }
 
-// Dispatch with the source on a byte boundary, where each worker gives its own byte:
-// target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
+// Target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
 TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
   ImgPtr<CImg1> source = Bits(8, 1, IMG_ALIGN_NONE, {0xAA});
   const struct {
@@ -198,14 +192,13 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
   EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
 
-  // An image without pixels is refused rather than read.
+  // An image without pixels, or a target grown past its buffer, is refused, not read.
   ImgPtr<CImg1> emptied = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
   std::free(emptied->ownData());
   EXPECT_EQ(((*target).*kOr)(target.get(), origin, *emptied), IMG_FAIL);
   ImgPtr<CImg1> byte = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
   EXPECT_EQ(((*emptied).*kOr)(emptied.get(), origin, *byte), IMG_FAIL);
 
-  // So is a target whose extents have outgrown its buffer.
   ASSERT_TRUE(byte->setExtents(8, 4));
   byte->doRasOpInPlace(RasOpSet, origin, *Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF)));
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
@@ -238,8 +231,7 @@ ImgErr Over(RasterOp op, IImg &destination, const IImg &source) {
   return op.Over(destination, source);
 }
 
-// Each row: the settings, a source and a destination pixel, and the destination's
-// result; the images are 2 x 2 of them.
+// Each row: the settings, a source and a destination pixel, and the result, on 2 x 2 images.
 TEST(RasterOpTest, SixBlendsCutTowardZero) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   // clang-format off
@@ -289,8 +281,7 @@ TEST(RasterOpTest, SixBlendsCutTowardZero) {
   EXPECT_EQ(BufferOf(*lazy), Pixels(4, Word({20, 20, 20, 10})));
 }
 
-// A 4 x 3 destination of 0..11 and a source of 100 + its index, copied opaquely at
-// each offset (no result: IMG_FAIL and nothing changes).
+// A source of 100.. over a 4 x 3 destination of 0..11 (no result: IMG_FAIL, unchanged).
 TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   const struct {
     const char *name;
@@ -320,10 +311,7 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   }
 }
 
-// Classes other than the two that reach pixels are only checked for data: no overlap
-// answers IMG_OK and a destination gains data; a source without it gives IMG_FALSE,
-// recorded, first; a G4 destination answers what the registry holds (its initData
-// records nothing). The two that reach pixels fail to clip.
+// Classes Over does not compose are only checked for data; the two it composes fail to clip.
 TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   const RasterOp apart = Settings(false, 0.0, false, 0, 100, 100);
   ImgPtr<IImg> bits(CImg1::create(8, 4, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));
@@ -348,8 +336,7 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   CImgErr::set(IMG_DECODE_FAILED, nullptr, 0);
   EXPECT_EQ(Over(apart, *bare, *bits), IMG_DECODE_FAILED);
 
-  // The casts are checked: an image that only claims a type is refused, and a type
-  // no class has fails; nothing is recorded or written.
+  // An image that only claims a type is refused, an unknown type fails; nothing is recorded.
   Impostor claims32(IMG_TYPE_32BIT), claims8(IMG_TYPE_8BIT), unknown(static_cast<ImageType>(2));
   ImgPtr<CImg32> real = Flat32(4, 2, 1);
   const RasterOp opaque = Settings(true, 1.0);
