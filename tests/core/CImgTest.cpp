@@ -33,17 +33,14 @@ TEST(CImgTest, Snap90SnapsNearRightAnglesOnly) {
   }
 }
 
+// Zero tile sizes answer false or 0 rather than divide.
 TEST(CImgTest, TileExtentsMustDivideToWithinATenThousandth) {
   EXPECT_TRUE(CImgStatics::areTileExtentsValid(100, 100, 10, 10));
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(100, 100, 10, 30));
   EXPECT_TRUE(CImgStatics::areTileExtentsValid(10001, 10, 10000, 10));
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(10000, 10, 9999, 10));
-  // A zero tile size divides nothing.
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(100, 100, 0, 10));
   EXPECT_FALSE(CImgStatics::areTileExtentsValid(100, 100, 10, 0));
-}
-
-TEST(CImgTest, TileCountsOfABareImageAreZeroNotAFault) {
   c2d_test::ImgPtr<CImg32> bare(CImg32::create());
   ASSERT_NE(bare, nullptr);
   EXPECT_EQ(bare->getWidthInTiles(), 0u);

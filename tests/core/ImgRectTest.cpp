@@ -9,7 +9,7 @@ using Core2DImage::IntRect;
 
 ImgRect R(unsigned l, unsigned t, unsigned r, unsigned b) { return ImgRect(l, t, r, b); }
 
-TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
+TEST(ImgRectTest, SizesAndConversions) {
   // ImgRect(w, h) ends at w - 1; IntRect(w, h) ends at w and is one wider.
   EXPECT_EQ(ImgRect(5u, 3u), R(0, 0, 4, 2));
   EXPECT_EQ(IntRect(5, 3), IntRect(0, 0, 5, 3));
@@ -19,13 +19,11 @@ TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
   EXPECT_EQ(R(7, 2, 3, 9).getWidth(), 5u);
   EXPECT_EQ(IntRect(7, 9, 3, 2).height(), 8);
   EXPECT_EQ(IntRect(INT32_MIN, 0, INT32_MAX, 0).width(), 0);  // wraps, no overflow
-}
 
-TEST(ImgRectTest, ConversionFromIntRectClampsOriginAndTakesFullExtent) {
+  // To ImgRect the origin is clamped and the full extent taken; back, the words are copied.
   EXPECT_EQ(ImgRect(IntRect(-3, -1, 5, 4)), R(0, 0, 9, 6));
   EXPECT_EQ(ImgRect(IntRect(-3, 0, 5, 9)), R(0, 0, 9, 9));
   EXPECT_EQ(ImgRect(IntRect(2, 3, 5, 9)), R(2, 3, 5, 9));
-  // The other way is a plain copy of the four words.
   EXPECT_EQ(IntRect(R(0xFFFFFFFFu, 1, 2, 3)), IntRect(-1, 1, 2, 3));
 }
 

@@ -23,7 +23,6 @@ using Core2DImage::IntRect;
 using Bytes = std::vector<unsigned char>;
 using Words = std::vector<unsigned>;
 
-// The copy getSubImage makes, as the source's class.
 template <typename Raster>
 ImgPtr<Raster> Sub(Raster &image, const ImgRect &r) {
   return ImgPtr<Raster>(dynamic_cast<Raster *>(image.getSubImage(r)));
@@ -411,7 +410,6 @@ TEST(CImg8Test, TrivialSlotsAndStaleHeaders) {
 
 // ---- CImg32
 
-// A w x h image that owns pixels y * w + x.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h) {
   unsigned *pixels = HostBuffer(Sequence(w * h, 0u));
   return ImgPtr<CImg32>(CImg32::create(w, h, pixels, w * h * 4, true, RGB_ORDER_RGB));
@@ -458,7 +456,6 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_BGR));
   EXPECT_EQ(lazy->getSubImage(ImgRect(0, 0, 1, 1)), nullptr);
   EXPECT_FALSE(lazy->hasData());  // data is not forced
-  // matches checks the class and the byte order.
   EXPECT_TRUE(CImg32::matches(*lazy, RGB_ORDER_BGR));
   EXPECT_FALSE(CImg32::matches(*lazy, RGB_ORDER_RGB));
   EXPECT_FALSE(CImg32::matches(c2d_test::Impostor(), RGB_ORDER_BGR));
@@ -568,9 +565,6 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
     settings.writeThreshold(c.expected ? 99 : 1);
     EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
   }
-}
-
-TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
   ImgPtr<CImg1> image = c2d_test::Make1(8, 1, {0xFF});
   image->setBackgroundColor(7);
   EXPECT_EQ(image->calculateBackground(), 7u);

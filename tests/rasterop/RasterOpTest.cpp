@@ -383,7 +383,6 @@ ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
   return Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
 }
 
-// Pixel i of a w x h image holds base + i.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h, unsigned base) {
   return Image32(w, h, Sequence(size_t(w) * h, base));
 }
@@ -448,7 +447,6 @@ TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
     EXPECT_EQ(CImgErr::get(), c.recorded);
     EXPECT_EQ(BufferOf(*image), before);
   }
-  // A source without pixels gives the target none.
   RasOpXfmAttr attr = At(0, 0);
   ImgPtr<CImg32> lazyTarget(CImg32::create(3, 3, RGB_ORDER_RGB));
   lazyTarget->doRasOpInPlace(RasOpSet, attr, *lazy);

@@ -29,7 +29,6 @@ using c2d_test::ImgPtr;
 using g4test::Rng;
 using Bits = std::vector<bool>;
 
-// Opens the protected workers.
 struct Open : CImg1 {
   using CImg1::Enlarge;
   using CImg1::QuickReduce_bkg;
@@ -41,7 +40,6 @@ const auto kEnlarge = &Open::Enlarge, kReduce = &Open::Reduce, kReduceBkg = &Ope
 const auto kQuickReduce = &Open::QuickReduce_bkg;
 const auto kGrey = &Open::Reduce_greyscale;
 
-// A worker's result, owned.
 template <typename Image, typename Fn, typename... Args>
 auto Work(Image &image, Fn worker, Args... args) {
   using Out = std::remove_pointer_t<decltype((image.*worker)(args...))>;
@@ -139,9 +137,9 @@ Bits ExpectEnlarged(const CImg1 &image, const ImgRect &r, unsigned w, unsigned h
 
 using Bytes = std::vector<unsigned char>;
 
-// Empty when no table is made.
+// Empty when no table is made, which must set the output to null.
 Bytes Mapping(unsigned n, unsigned invert) {
-  unsigned char *table = nullptr;
+  unsigned char unset = 0, *table = &unset;
   CreateGreyMapping(n, &table, invert);
   Bytes values(table, table + (table != nullptr ? n : 0));
   std::free(table);
@@ -391,7 +389,7 @@ TEST(RothsteinTest, RunTablesFollowTheCodeOverManySizes) {
 
 // 189332 * 170812 passes 2^32: the 32-bit makers follow the exact one for 12017 runs
 // (13320 columns), then one run takes the other 176012 columns, all inside the tables.
-TEST(RothsteinTest, WrappedProductsStayInsideTheirTables) {
+TEST(RothsteinTest, EdgeSizesStayInsideTheirTables) {
   const unsigned len = 189332;
   const unsigned weight = 170812;
   unsigned *rows, *exact, *r[5], *e[5];
@@ -412,15 +410,12 @@ TEST(RothsteinTest, WrappedProductsStayInsideTheirTables) {
   // Source columns past the last run are never named.
   EXPECT_EQ((Vec{e[2][12017], e[2][12018], e[2][weight - 1]}), (Vec{13320, 0, 0}));
   FreeAll({rows, exact, r[0], r[1], r[2], r[3], r[4], e[0], e[1], e[2], e[3], e[4]});
-}
 
-TEST(RothsteinTest, ZeroSidesAndShortIndexVectors) {
   // A zero long side: a one-entry block holding 0, on which a walk stays put.
-  unsigned *rows, *cols, *starts, *bytes, *bits;
-  CreateRothTables(&rows, &cols, 0, 0, 3, 0);
-  ASSERT_TRUE(rows != nullptr && cols != nullptr);
-  EXPECT_EQ(rows[0] + cols[0], 0u);
-  FreeAll({rows, cols});
+  CreateRothTables(&rows, &exact, 0, 0, 3, 0);
+  ASSERT_TRUE(rows != nullptr && exact != nullptr);
+  EXPECT_EQ(rows[0] + exact[0], 0u);
+  FreeAll({rows, exact});
   rothstein_code_struct *code = nullptr;
   getRothsteinArray(0, 3, &code);
   ASSERT_NE(code, nullptr);
@@ -428,11 +423,11 @@ TEST(RothsteinTest, ZeroSidesAndShortIndexVectors) {
   std::free(code);
 
   // A vector shorter than the source is filled as far as it goes, and not grown.
-  Vec index(4, 0xDEADBEEF);
-  CreateRothReduceTables2(20, 1, 5, 1, &rows, &cols, &starts, &bytes, &bits, index);
-  EXPECT_EQ(index, Vec(4, 0));
-  EXPECT_EQ(Runs(cols, 20), Vec(5, 4));
-  FreeAll({rows, cols, starts, bytes, bits});
+  Vec shortIndex(4, 0xDEADBEEF);
+  CreateRothReduceTables2(20, 1, 5, 1, &r[0], &r[1], &r[2], &r[3], &r[4], shortIndex);
+  EXPECT_EQ(shortIndex, Vec(4, 0));
+  EXPECT_EQ(Runs(r[1], 20), Vec(5, 4));
+  FreeAll({r[0], r[1], r[2], r[3], r[4]});
 }
 
 // The stretches of equal values, in order, as (value, length).
@@ -447,7 +442,9 @@ std::vector<std::pair<int, unsigned>> Stretches(const Bytes &values) {
   return stretches;
 }
 
-TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
+// A curve below 11000 entries; from there 42 or 43 counts per level, and from 2^24 entries
+// n << 8 wraps and the end entry is forced.
+TEST(GreyMappingTest, CurveThenLinearTables) {
   EXPECT_EQ(Mapping(1, 0), Bytes{255});
   EXPECT_EQ(Mapping(1, 1), Bytes{0});
   EXPECT_EQ(Mapping(2, 0), (Bytes{255, 0}));
@@ -460,20 +457,16 @@ TEST(GreyMappingTest, SmallTablesAndTheLightEndOfTheCurve) {
   light.push_back(254);
   EXPECT_EQ(Bytes(table.begin(), table.begin() + 115), light);
   EXPECT_EQ(table[5499], 65);
-}
-
-// 42 or 43 counts per level; from 2^24 entries n << 8 wraps and the end entry is forced.
-TEST(GreyMappingTest, LinearTablesFrom11000) {
   for (unsigned invert : {0u, 1u}) {
     SCOPED_TRACE(invert);
-    const Bytes table = Mapping(11000, invert);
-    const auto stretches = Stretches(table);
+    const Bytes linear = Mapping(11000, invert);
+    const auto stretches = Stretches(linear);
     ASSERT_EQ(stretches.size(), 256u);
     for (int i = 0; i < 256; ++i) {
       ASSERT_EQ(stretches[i].first, invert ? i : 255 - i);
       ASSERT_TRUE(stretches[i].second == 42 || stretches[i].second == 43) << i;
     }
-    EXPECT_EQ(table[5500], invert ? 128 : 127);  // not the curve's 65
+    EXPECT_EQ(linear[5500], invert ? 128 : 127);  // not the curve's 65
 
     const Bytes wrapped = Mapping((1u << 24) + 1, invert);
     ASSERT_EQ(Stretches(wrapped).size(), 256u);
@@ -508,13 +501,6 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
       return made;
     };
   };
-  const auto mapping = [](unsigned n) {
-    unsigned char unset = 0, *table = &unset;
-    CreateGreyMapping(n, &table, 0);
-    const bool made = table != nullptr;
-    std::free(table);
-    return made;
-  };
   const auto codes = [&](bool list) {
     list ? getRothsteinList(6, 2, &code) : getRothsteinArray(7, 3, &code);
     const bool made = code != nullptr;
@@ -541,8 +527,8 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
        tables(5, [&] { CreateRothEnlargeTables(30, 20, 7, 5, t, t + 1, t + 2, t + 3, t + 4); })},
       // CreateRothReduceTables fails on the same path, without the index.
       {"reduce tables", tables(5, reduce)},
-      {"curve mapping", [&] { return mapping(5); }},
-      {"linear mapping", [&] { return mapping(11000); }},
+      {"curve mapping", [&] { return !Mapping(5, 0).empty(); }},
+      {"linear mapping", [&] { return !Mapping(11000, 0).empty(); }},
   };
   for (const auto &[name, call] : calls) {
     for (int failAt = 0;; ++failAt) {
@@ -559,7 +545,7 @@ TEST(TableAllocTest, EachFailedAllocationGivesNullAndFreesTheRest) {
     }
   }
   // No count, or a null output pointer: nothing allocated, the other outputs null.
-  EXPECT_FALSE(mapping(0));
+  EXPECT_TRUE(Mapping(0, 0).empty());
   unsigned *a = &index[0], *b = &index[0];
   CreateRothEnlargeTables(4, 4, 2, 2, &a, nullptr, &b, &b, &b);
   EXPECT_EQ(a, nullptr);
@@ -598,7 +584,6 @@ ImgPtr<CImg32> Noise(unsigned w, unsigned h, unsigned seed) {
   return Drawn32(w, h, [&](unsigned, unsigned) { return rng() % 3 == 0 ? rng() : kWhite; });
 }
 
-// White with one `ink` pixel at (x, y).
 ImgPtr<CImg32> Dot(unsigned w, unsigned h, unsigned x, unsigned y, unsigned ink = 0x102030u) {
   return Drawn32(w, h, [=](unsigned i, unsigned j) { return i == x && j == y ? ink : kWhite; });
 }
