@@ -113,27 +113,19 @@ TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   }
 }
 
-TEST(ExportTest, PaletteLookupFollowsTheDestinationsOrder) {
+// Palettes looked up in the destination's order; colours copied or their channels exchanged.
+TEST(ExportTest, ToTrueColourByPaletteCopyOrExchange) {
   ColorMap map(3, 255);
   map.entries[0] = {10, 20, 30};
   map.entries[1] = {300, 0, 0};  // not clamped: spills into the next byte
-  ImgPtr<CImg8> src = Palette(4, 1, {0, 1, 2, 200}, &map);
+  ImgPtr<CImg8> palette = Palette(4, 1, {0, 1, 2, 200}, &map);
   ImgPtr<CImg32> bgr = Flat32(4, 1, 0xDEADu, RGB_ORDER_BGR), rgb = Flat32(4, 1, 0, RGB_ORDER_RGB);
-  ASSERT_TRUE(Export::xfm(bgr.get(), src.get(), 0));
-  ASSERT_TRUE(Export::xfm(rgb.get(), src.get(), 0));
+  ASSERT_TRUE(Export::xfm(bgr.get(), palette.get(), 0));
+  ASSERT_TRUE(Export::xfm(rgb.get(), palette.get(), 0));
   // Index 200 lies beyond the three entries and reads as black.
   EXPECT_EQ(BufferOf(*bgr), (Words{0x000A141Eu, 0x012C0000u, 0, 0}));
   EXPECT_EQ(BufferOf(*rgb), (Words{0x001E140Au, 0x0000012Cu, 0, 0}));
 
-  // A view is read through its rows.
-  ImgPtr<CImg8> parent = Palette(4, 4, c2d_test::Sequence<unsigned char>(16));
-  ImgPtr<const CImg8> view(CImg8::createCRefImg(*parent, Core2DImage::IntRect(1, 1, 2, 2)));
-  ImgPtr<CImg32> out = Flat32(2, 2, 0);
-  ASSERT_TRUE(Export::xfm(out.get(), view.get(), 0));
-  EXPECT_EQ(BufferOf(*out), (Words{0x050505u, 0x060606u, 0x090909u, 0x0A0A0Au}));
-}
-
-TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   ImgPtr<CImg32> src = Make32(2, 1, {0xAABBCCDDu, 0x01020304u});
   ImgPtr<CImg32> same = Flat32(2, 1, 0), other = Flat32(2, 1, 0, RGB_ORDER_RGB);
   ASSERT_TRUE(Export::xfm(same.get(), src.get(), 0));
@@ -146,12 +138,17 @@ TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   EXPECT_EQ(BufferOf(*other), (Words{0xAADDCCBBu, 0x01040302u}));
   EXPECT_EQ(other->getBackgroundColor(), 0x11u);  // one byte, not a rearranged colour
 
-  // Kept as it stands: a view is copied as one block from its first row on.
-  ImgPtr<CImg32> parent = Make32(4, 4, c2d_test::Sequence(16, 0u));
-  ImgPtr<const CImg32> view(CImg32::createCRefImg(*parent, ImgRect(1, 1, 2, 2)));
-  ImgPtr<CImg32> out = Flat32(2, 2, 0);
-  ASSERT_TRUE(Export::xfm(out.get(), view.get(), 0));
-  EXPECT_EQ(BufferOf(*out), (Words{5, 6, 7, 8}));
+  // A palette view is read through its rows; kept as it stands, a colour view is copied as
+  // one block from its first row on.
+  ImgPtr<CImg8> parent8 = Palette(4, 4, c2d_test::Sequence<unsigned char>(16));
+  ImgPtr<CImg32> parent32 = Make32(4, 4, c2d_test::Sequence(16, 0u));
+  ImgPtr<const CImg8> view8(CImg8::createCRefImg(*parent8, Core2DImage::IntRect(1, 1, 2, 2)));
+  ImgPtr<const CImg32> view32(CImg32::createCRefImg(*parent32, ImgRect(1, 1, 2, 2)));
+  ImgPtr<CImg32> out8 = Flat32(2, 2, 0), out32 = Flat32(2, 2, 0);
+  ASSERT_TRUE(Export::xfm(out8.get(), view8.get(), 0));
+  ASSERT_TRUE(Export::xfm(out32.get(), view32.get(), 0));
+  EXPECT_EQ(BufferOf(*out8), (Words{0x050505u, 0x060606u, 0x090909u, 0x0A0A0Au}));
+  EXPECT_EQ(BufferOf(*out32), (Words{5, 6, 7, 8}));
 }
 
 // Greys 100, 112, 120, 200, 129 tone to 82, 101, 114, 230, 129. An error of 82 sends 36 right,
@@ -189,9 +186,8 @@ TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
     ASSERT_TRUE(Export::xfm(dst.get(), c.src.get(), 0));
     EXPECT_EQ(BufferOf(*dst), c.bits);
   }
-}
 
-TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
+  // Separation (mode 2) masks what differs from the background.
   ImgPtr<CImg32> src =
       Make32(5, 1, {0x00FFFFFFu, 0x7FFFFFFFu, 0x00FFFFFEu, 0x00000000u, 0xFFFFFFFFu});
   ImgPtr<CImg1> unknown = Clear1(5, 1), masked = Clear1(5, 1);

@@ -309,6 +309,12 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
               c.result.empty() ? IMG_FAIL : IMG_OK);
     EXPECT_EQ(BufferOf(*dst), c.result.empty() ? base : c.result);
   }
+  // composite takes top 1, left -1, alpha 0.5 and a key that matches none.
+  ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
+  CompositeAttr attr{0, 1, -1, true, 0.5, true, 0x123456u};
+  EXPECT_EQ(dst->composite(attr, *Flat32(3, 2, Word({255, 255, 255, 0}))), IMG_OK);
+  const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
+  EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
 }
 
 // Classes Over does not compose are only checked for data; the two it composes fail to clip.
@@ -348,9 +354,8 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   EXPECT_EQ(Over(opaque, unknown, *real), IMG_FAIL);
   EXPECT_EQ(watch.reports(), 0u);
   EXPECT_EQ(BufferOf(*real), Pixels(8, 1u));
-}
 
-TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
+  // A palette source is clipped but not composed.
   ImgPtr<CImg8> palette = Make8(4, 2, std::vector<unsigned char>(8, 0x33));
   const struct {
     bool useAlpha;
@@ -365,17 +370,6 @@ TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
     EXPECT_EQ(Over(Settings(c.useAlpha, c.alpha, false, 0, c.left), *dst, *palette), c.code);
     EXPECT_EQ(BufferOf(*dst), Pixels(8, 7u));
   }
-}
-
-// The offsets and alpha show in the pixels; the key matches none.
-TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
-  ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
-  ImgPtr<CImg32> src = Flat32(3, 2, Word({255, 255, 255, 0}));
-  // Top 1, left -1, alpha 0.5, keyed on 0x123456.
-  CompositeAttr attr{0, 1, -1, true, 0.5, true, 0x123456u};
-  EXPECT_EQ(dst->composite(attr, *src), IMG_OK);
-  const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
-  EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
 }
 
 // ---- doRasOp of CImg32 and CImg8
@@ -494,7 +488,7 @@ TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
   EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
-TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
+TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
   ImgPtr<CImg8> source = Make8(2, 2, {0xFF, 5, 6, 0xFF});
   const struct {
     unsigned char keyed;
@@ -512,20 +506,17 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
     image->doRasOpInPlace(RasOpAnd, attr, *source);
     EXPECT_EQ(BufferOf(*image), c.result);
   }
-}
-
-// Packed 3-pixel rows keep the 32-bit pad bytes together at the end: the fill covers them.
-TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
+  // The fill covers packed 3-pixel rows' 32-bit pad bytes, kept together at the end.
   const struct {
     bool keyed;
     unsigned key;
     Bytes before, after;
-  } cases[] = {
+  } fills[] = {
       {false, 0, {1, 2, 3, 4, 5, 6, 7, 8}, Bytes(8, 0xAB)},
       {true, 2, {1, 2, 3, 2, 5, 6, 7, 2}, {0xAB, 2, 0xAB, 2, 0xAB, 0xAB, 0xAB, 2}},
       {true, 0x102, {1, 2, 3, 2, 5, 6, 7, 2}, Bytes(8, 0xAB)},
   };
-  for (const auto &c : cases) {
+  for (const auto &c : fills) {
     SCOPED_TRACE(testing::Message() << c.keyed << " " << c.key);
     ImgPtr<CImg8> image = Make8(3, 2, c.before, IMG_ALIGN_32);
     ASSERT_NE(image, nullptr);
