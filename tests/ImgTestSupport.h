@@ -47,8 +47,6 @@ struct Impostor : CImg1 {
   }
 };
 
-// ---- Scaling and transform tables.
-
 // While it lives, table allocations `first` to `first + count - 1` (from 0) fail.
 class FailTables {
  public:
@@ -81,8 +79,6 @@ auto BufferOf(Raster &image) {
   const std::size_t count = data == nullptr ? 0 : image.getTotalBytes() / sizeof(Pixel);
   return std::vector<Pixel>(data, data + count);
 }
-
-// ---- Host buffers, bilevel pixels and the settings file.
 
 // `count` values from `first` up, wrapping in T.
 template <typename T>
@@ -120,8 +116,6 @@ inline void PutBit(CImg1 &image, unsigned x, unsigned y, bool on = true) {
   SetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x, on);
 }
 
-// ---- Images from pixel lists (copied), for the tables of the tests.
-
 inline ImgPtr<CImg32> Make32(unsigned w, unsigned h, std::vector<unsigned> pixels,
                              RGBOrder order = RGB_ORDER_BGR) {
   return ImgPtr<CImg32>(
@@ -131,7 +125,6 @@ inline ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel,
                              RGBOrder order = RGB_ORDER_BGR) {
   return Make32(w, h, std::vector<unsigned>(std::size_t{w} * h, pixel), order);
 }
-// Pixel (x, y) is f(x, y).
 template <typename F>
 ImgPtr<CImg32> Drawn32(unsigned w, unsigned h, F &&f, RGBOrder order = RGB_ORDER_BGR) {
   std::vector<unsigned> pixels(std::size_t{w} * h);
@@ -165,7 +158,6 @@ inline ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, 
   return image;
 }
 
-// Raster-operator placement.
 inline RasOpXfmAttr At(int left, int top, unsigned char keyed = 0, unsigned key = 0) {
   RasOpXfmAttr attr;
   attr.left = left;

@@ -246,7 +246,7 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
   EXPECT_TRUE(table.capacity == 5000u && table.leftEdge == left);
   EXPECT_EQ(Open32::fillTab(10), Open32::fillTab(300));  // one table for the class
   // A table that cannot grow, a negative radius, boxes beyond 32 bits: the page stays.
-  const ColorValue stroke(kStroke), fill(kFill);
+  ColorValue stroke(kStroke), fill(kFill);
   const std::tuple<int, int, int> refused[] = {
       {5, 5, 60000}, {5, 5, -3}, {INT_MAX - 2, 5, 10}, {5, INT_MIN + 1, 7}, {0, 0, INT_MAX}};
   for (const auto &[x, y, radius] : refused) {
@@ -258,11 +258,7 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
     EXPECT_EQ(FailTables::failed(), radius == 60000);
     ExpectPicture(*image, 0, 0, "");
   }
-}
-
-// Extents grown past the pixels: drawing stays inside the buffer.
-TEST(DrawTest, GrownExtentsDrawInsideTheBuffer) {
-  ColorValue stroke(kStroke), fill(kFill);
+  // Extents grown past the pixels: drawing stays inside the buffer.
   ImgPtr<CImg32> grown = Page32(8, 8);
   ASSERT_TRUE(grown->setExtents(16, 16));
   grown->drawCircle(8, 8, 7, &stroke, &fill);

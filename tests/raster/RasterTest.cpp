@@ -199,8 +199,6 @@ TEST(RasterFactoryTest, Failures) {
   EXPECT_NE(eager->getColorMap(), nullptr);
 }
 
-// ---- CImg1
-
 TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   ImgPtr<CImg1> bare(CImg1::create());
   ASSERT_NE(bare, nullptr);
@@ -299,8 +297,6 @@ TEST(CImg1Test, SubImageReadsFromTheCornerAsTheBitsLie) {
   }
 }
 
-// ---- CImg8
-
 ImgErr RasOpSet(CImg8 &image, unsigned colour) {
   return (image.*static_cast<ImgErr (CImg8::*)(unsigned)>(&Open8::rasOpSet))(colour);
 }
@@ -363,15 +359,13 @@ TEST(CImg8Test, SubImageTestsOnlyTheSize) {
   }
   EXPECT_EQ(image->getSubImage(ImgRect(0, 0, 4, 0)), nullptr);  // five wide
   EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-}
 
-TEST(CImg8Test, PaddedCopiesCarryTheNextRowAndStopAtTheBuffer) {
   // 12-byte row copies carry 2 bytes of the next row; the last padding keeps the fill.
-  ImgPtr<CImg8> image = Counting8(10, 3, IMG_ALIGN_32, 36);
-  image->setBackgroundColor(0xEE);
+  ImgPtr<CImg8> padded = Counting8(10, 3, IMG_ALIGN_32, 36);
+  padded->setBackgroundColor(0xEE);
   Bytes expected = Sequence<unsigned char>(22, 1);
   expected.insert(expected.end(), {0xEE, 0xEE});
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(0, 0, 9, 1))), expected);
+  EXPECT_EQ(BufferOf(*Sub(*padded, ImgRect(0, 0, 9, 1))), expected);
 
   // A 7-wide view's last pad byte lies past the parent's buffer: read as 0, never written.
   ImgPtr<CImg8> parent = Counting8(8, 2, IMG_ALIGN_32, 16);
@@ -408,29 +402,9 @@ TEST(CImg8Test, TrivialSlotsAndStaleHeaders) {
   EXPECT_NE(Sub(*image, ImgRect(0, 0, 2, 2)), nullptr);
 }
 
-// ---- CImg32
-
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h) {
   unsigned *pixels = HostBuffer(Sequence(w * h, 0u));
   return ImgPtr<CImg32>(CImg32::create(w, h, pixels, w * h * 4, true, RGB_ORDER_RGB));
-}
-
-// Copies and views stand where their reads stay inside the old buffer, else IMG_FAIL.
-TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {
-  ImgPtr<CImg32> image = Counting32(4, 4);
-  EXPECT_TRUE(image->setExtents(2, 8));
-  EXPECT_EQ(image->getSubImage(ImgRect(0, 0, 1, 7)), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(CImg32::createRefImg(*image, IntRect(0, 0, 1, 3)), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(0, 2, 1, 3))), (Words{8, 9, 12, 13}));
-
-  EXPECT_TRUE(image->setExtents(3, 3));  // shrunk: the view steps by the new width
-  ImgPtr<CImg32> view(CImg32::createRefImg(*image, IntRect(1, 1, 2, 2)));
-  ASSERT_NE(view, nullptr);
-  EXPECT_EQ((*view)(0, 0), 5u);
-  EXPECT_EQ((*view)(1, 0), 8u);
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(1, 1, 2, 2))), (Words{5, 6, 9, 10}));
 }
 
 TEST(CImg32Test, SubImageCopiesTheOverlap) {
@@ -459,9 +433,22 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   EXPECT_TRUE(CImg32::matches(*lazy, RGB_ORDER_BGR));
   EXPECT_FALSE(CImg32::matches(*lazy, RGB_ORDER_RGB));
   EXPECT_FALSE(CImg32::matches(c2d_test::Impostor(), RGB_ORDER_BGR));
-}
 
-// ---- Views of CImg8 and CImg32
+  // After setExtents copies and views stand where their reads stay inside the old buffer.
+  ImgPtr<CImg32> changed = Counting32(4, 4);
+  EXPECT_TRUE(changed->setExtents(2, 8));
+  EXPECT_EQ(changed->getSubImage(ImgRect(0, 0, 1, 7)), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(CImg32::createRefImg(*changed, IntRect(0, 0, 1, 3)), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(BufferOf(*Sub(*changed, ImgRect(0, 2, 1, 3))), (Words{8, 9, 12, 13}));
+  EXPECT_TRUE(changed->setExtents(3, 3));  // shrunk: the view steps by the new width
+  ImgPtr<CImg32> view(CImg32::createRefImg(*changed, IntRect(1, 1, 2, 2)));
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ((*view)(0, 0), 5u);
+  EXPECT_EQ((*view)(1, 0), 8u);
+  EXPECT_EQ(BufferOf(*Sub(*changed, ImgRect(1, 1, 2, 2))), (Words{5, 6, 9, 10}));
+}
 
 // A 10 x 8 image of pixels y * 10 + x + 1, or (lazy) a 10 x 10 one without pixels.
 ImgPtr<CImg8> ViewParent(CImg8 *, bool lazy) {
@@ -534,7 +521,6 @@ TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
   EXPECT_FALSE(lazy->hasData());
 }
 
-// ---- Background estimates
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   c2d_test::ScopedSettings settings;
   Bytes share55(20, 0);  // 88 of 160 bits set: exactly 55%

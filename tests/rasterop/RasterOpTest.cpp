@@ -22,7 +22,6 @@ using namespace Core2DImage::RasOpEnum;
 using Bytes = std::vector<unsigned char>;
 using Pixels = std::vector<unsigned>;
 
-// ---- CImg1
 struct Open : CImg1 {
   using CImg1::rasOpAnd;
   using CImg1::rasOpOr;
@@ -205,8 +204,6 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   EXPECT_EQ(byte->peekData()[0], 0x01);
 }
 
-// ---- RasterOp
-
 // Channels in memory order, whatever the byte order.
 using Px = std::array<unsigned char, 4>;
 unsigned Word(Px p) {
@@ -372,7 +369,6 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   }
 }
 
-// ---- doRasOp of CImg32 and CImg8
 ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
   return Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
 }
