@@ -90,9 +90,7 @@ TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_8, IMG_ALIGN_32}) {
     for (unsigned w = 1; w <= 19; ++w) {
       SCOPED_TRACE(testing::Message() << "w " << w << " align " << align);
-      ImgPtr<CImg1> src = RandomBits(w, 3, align, w);
-      src->setForegroundInterpretation(0x80FF0000u);
-      src->setBackgroundInterpretation(0x12345678u);
+      ImgPtr<CImg1> src = RandomBits(w, 3, align, w, 0x12345678u, 0x80FF0000u);
       ImgPtr<CImg1> copy(CImg1::create(w, 3, 0x11, 0x22, align));
       ImgPtr<CImg8> expanded = Palette(w, 3, Bytes(w * 3, 7), &map);
       ImgPtr<CImg32> words = Flat32(w, 3, 0);

@@ -247,13 +247,11 @@ TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
     }
   }
   struct Open : CImg1 {
-    static ImgErr Init(CImg1 &image) {
-      return (image.*static_cast<ImgErr (CImg1::*)()>(&Open::initData))();
-    }
+    using CImg1::initData;
   };
   ImgPtr<CImg1> owner(CImg1::create(8, 1, 0, 1, IMG_ALIGN_NONE));
   owner->peekData()[0] = 0xAA;
-  EXPECT_EQ(Open::Init(*owner), IMG_OK);
+  EXPECT_EQ((owner.get()->*static_cast<ImgErr (CImg1::*)()>(&Open::initData))(), IMG_OK);
   EXPECT_EQ(owner->peekData()[0], 0);  // a clear buffer
 }
 

@@ -408,6 +408,18 @@ TEST(CImg32RasOpTest, EveryOperatorSets) {
     image->doRasOpInPlace(RasOpSet, attr, *Image32(3, 1, pixels));
     EXPECT_EQ(BufferOf(*image), keyed == 1 ? (Pixels{7, pixels[1], pixels[2]}) : pixels) << +keyed;
   }
+  // Extents grown past the buffer: only the pixels both buffers hold are copied.
+  attr = At(0, 0);
+  ImgPtr<CImg32> grown = Image32(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(grown->setExtents(3, 3));
+  grown->doRasOpInPlace(RasOpSet, attr, *Counting32(3, 3, 100));
+  const unsigned *const *rows = grown->constDataArray();
+  EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
+  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(palette->setExtents(3, 3));
+  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
+  const unsigned char *const *lines = palette->constDataArray();
+  EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
 TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
@@ -466,22 +478,6 @@ TEST(CImg32RasOpTest, FillFormsAndLazyPixels) {
   EXPECT_EQ(BufferOf(*image), (Pixels{1, 7, 7}));
   image->doRasOpInPlace(RasOpSet, false, 1, 3);
   EXPECT_EQ(BufferOf(*image), Pixels(3, 3u));
-}
-
-// Extents grown past the buffer: only the pixels the buffers hold are copied.
-TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
-  RasOpXfmAttr attr = At(0, 0);
-  ImgPtr<CImg32> image = Image32(2, 2, {1, 2, 3, 4});
-  ASSERT_TRUE(image->setExtents(3, 3));
-  image->doRasOpInPlace(RasOpSet, attr, *Counting32(3, 3, 100));
-  const unsigned *const *rows = image->constDataArray();
-  EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
-
-  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
-  ASSERT_TRUE(palette->setExtents(3, 3));
-  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
-  const unsigned char *const *lines = palette->constDataArray();
-  EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
 TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {

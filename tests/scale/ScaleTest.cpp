@@ -600,10 +600,8 @@ Pixels Scaled(IImg &image, const ImgRect &r, unsigned w, unsigned h, ImgScaleAtt
 }
 
 Pixels Greys(std::initializer_list<unsigned> levels) {
-  Pixels out;
-  for (unsigned v : levels) {
-    out.push_back(v * 0x010101u);
-  }
+  Pixels out(levels);
+  std::transform(out.begin(), out.end(), out.begin(), [](unsigned v) { return v * 0x010101u; });
   return out;
 }
 
