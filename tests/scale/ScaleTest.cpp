@@ -736,7 +736,7 @@ TEST(ScaleTest, RefusalsAndWhatTheyRecord) {
       {"reduce, wider", [&] { return call(*image, kReduceResample, 200, 50, all); }, IMG_OK},
       {"enlarge, no tables", [&] { return call(*image, kEnlarge32, 120, 120, all, true); }, IMG_OK},
       {"reduce, no tables", [&] { return call(*image, kReduce32, 30, 30, all, true); }, IMG_OK},
-      // Factors and sizes that would convert out of range or divide by 0 give 0.
+      // CImg1: factors and sizes that would convert out of range or divide by 0 are refused.
       {"1: negative factor", [&] { return bits->scale(-0.5, attr); }, IMG_OK},
       {"1: factor 0", [&] { return bits->scale(0.0, attr); }, IMG_FAIL},
       {"1: factor past 32 bits", [&] { return bits->scale(1e10, attr); }, IMG_FAIL},
