@@ -1,5 +1,4 @@
-// Helpers shared by the image tests: ownership of images under test and a watch on
-// the error registry's report count.
+// Helpers shared by the image tests.
 #ifndef TESTS_IMGTESTSUPPORT_H_
 #define TESTS_IMGTESTSUPPORT_H_
 
@@ -33,8 +32,7 @@ struct ImageDeleter {
 template <typename T>
 using ImgPtr = std::unique_ptr<T, ImageDeleter>;
 
-// Records the registry's count when made; reports() is how many set/setr calls ran
-// since, whatever their codes.
+// reports(): how many set/setr calls ran since it was made, whatever their codes.
 struct ErrWatch {
   uint32_t reports() const { return CImgErr::sm_errtotal - start; }
   const uint32_t start = CImgErr::sm_errtotal;
@@ -49,10 +47,7 @@ struct Impostor : CImg1 {
   }
 };
 
-// ---- Scaling and transform tables.
-
-// While it lives, the table allocations numbered `first` to `first + count - 1`
-// (from 0) fail and the others succeed; failed() tells whether one did.
+// While it lives, table allocations `first` to `first + count - 1` (from 0) fail.
 class FailTables {
  public:
   explicit FailTables(int first, int count = 1 << 30) : previous_(c2d::SetTableCalloc(&Calloc)) {
@@ -85,8 +80,6 @@ auto BufferOf(Raster &image) {
   return std::vector<Pixel>(data, data + count);
 }
 
-// ---- Host buffers, bilevel pixels and the settings file.
-
 // `count` values from `first` up, wrapping in T.
 template <typename T>
 std::vector<T> Sequence(std::size_t count, T first = T()) {
@@ -97,8 +90,7 @@ std::vector<T> Sequence(std::size_t count, T first = T()) {
   return values;
 }
 
-// A copy of `values` in a buffer from the host allocator, as a host hands pixels to
-// the factories; FreeHostBuffer takes any such buffer back (null is fine).
+// A copy of `values` from the host allocator, as hosts hand pixels over; null frees fine.
 template <typename T>
 T *HostBuffer(const std::vector<T> &values) {
   auto *buffer = static_cast<T *>(IImg::allocImageBuffer(values.size() * sizeof(T)));
@@ -115,8 +107,7 @@ inline void SetBit(unsigned char *bytes, uint64_t i, bool on = true) {
   const unsigned mask = 0x80u >> (i % 8);
   bytes[i / 8] = static_cast<unsigned char>(on ? (bytes[i / 8] | mask) : (bytes[i / 8] & ~mask));
 }
-// Pixel (x, y) of a bilevel image as the bits lie: bit x of the row at byte y * stride,
-// running on into the next rows, and 0 past the buffer.
+// Pixel (x, y) of a bilevel image as the bits lie: on into the next rows, 0 past the buffer.
 inline bool BitAt(const CImg1 &image, uint64_t x, uint64_t y) {
   const uint64_t at = y * image.getBytesPerLine() + x / 8;
   return at < image.getTotalBytes() && ((image.peekData()[at] >> (7 - x % 8)) & 1) != 0;
@@ -124,8 +115,6 @@ inline bool BitAt(const CImg1 &image, uint64_t x, uint64_t y) {
 inline void PutBit(CImg1 &image, unsigned x, unsigned y, bool on = true) {
   SetBit(image.peekData(), uint64_t{y} * image.getBytesPerLine() * 8 + x, on);
 }
-
-// ---- Images from pixel lists (copied), for the tables of the tests.
 
 inline ImgPtr<CImg32> Make32(unsigned w, unsigned h, std::vector<unsigned> pixels,
                              RGBOrder order = RGB_ORDER_BGR) {
@@ -136,7 +125,6 @@ inline ImgPtr<CImg32> Flat32(unsigned w, unsigned h, unsigned pixel,
                              RGBOrder order = RGB_ORDER_BGR) {
   return Make32(w, h, std::vector<unsigned>(std::size_t{w} * h, pixel), order);
 }
-// Pixel (x, y) is f(x, y).
 template <typename F>
 ImgPtr<CImg32> Drawn32(unsigned w, unsigned h, F &&f, RGBOrder order = RGB_ORDER_BGR) {
   std::vector<unsigned> pixels(std::size_t{w} * h);
@@ -170,7 +158,6 @@ inline ImgPtr<CImg1> RandomBits(unsigned w, unsigned h, ImgAlignmentEnum align, 
   return image;
 }
 
-// Raster-operator placement.
 inline RasOpXfmAttr At(int left, int top, unsigned char keyed = 0, unsigned key = 0) {
   RasOpXfmAttr attr;
   attr.left = left;
@@ -182,8 +169,7 @@ inline RasOpXfmAttr At(int left, int top, unsigned char keyed = 0, unsigned key 
 // A code no refusal under test records, so that a test sees whether one overwrote it.
 inline void MarkRegistry() { CImgErr::set(IMG_DECODE_FAILED, nullptr, 0); }
 
-// While it lives, XDG_CONFIG_HOME names a fresh directory, so the threshold setting
-// reads only what write() puts there; the root variable is cleared on the way out.
+// While it lives, the settings file is read from a fresh directory that write() fills.
 class ScopedSettings {
  public:
   ScopedSettings()
@@ -201,8 +187,7 @@ class ScopedSettings {
   ScopedSettings(const ScopedSettings &) = delete;
   ScopedSettings &operator=(const ScopedSettings &) = delete;
 
-  // Sets the key root (null unsets it) and writes `text` as the whole file (null
-  // removes it).
+  // Sets the key root and the whole file; null unsets or removes.
   void write(const char *root, const char *text) const {
     if (root == nullptr) {
       ::unsetenv("QVX_REG_ROOT_COMMON_RETAINED");

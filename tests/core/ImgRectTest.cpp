@@ -1,5 +1,4 @@
-// ImgRect and Core2DImage::IntRect: sizes, the clamping conversion, containment and
-// intersection, including the odd cases hosts depend on.
+// ImgRect and IntRect: sizes, conversion, containment and intersection, odd cases included.
 #include <gtest/gtest.h>
 
 #include "Image/Core2DImage.h"
@@ -10,7 +9,7 @@ using Core2DImage::IntRect;
 
 ImgRect R(unsigned l, unsigned t, unsigned r, unsigned b) { return ImgRect(l, t, r, b); }
 
-TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
+TEST(ImgRectTest, SizesAndConversions) {
   // ImgRect(w, h) ends at w - 1; IntRect(w, h) ends at w and is one wider.
   EXPECT_EQ(ImgRect(5u, 3u), R(0, 0, 4, 2));
   EXPECT_EQ(IntRect(5, 3), IntRect(0, 0, 5, 3));
@@ -20,17 +19,15 @@ TEST(ImgRectTest, SizesTwoArgumentFormsAndSwappedEdges) {
   EXPECT_EQ(R(7, 2, 3, 9).getWidth(), 5u);
   EXPECT_EQ(IntRect(7, 9, 3, 2).height(), 8);
   EXPECT_EQ(IntRect(INT32_MIN, 0, INT32_MAX, 0).width(), 0);  // wraps, no overflow
-}
 
-TEST(ImgRectTest, ConversionFromIntRectClampsOriginAndTakesFullExtent) {
+  // To ImgRect the origin is clamped and the full extent taken; back, the words are copied.
   EXPECT_EQ(ImgRect(IntRect(-3, -1, 5, 4)), R(0, 0, 9, 6));
   EXPECT_EQ(ImgRect(IntRect(-3, 0, 5, 9)), R(0, 0, 9, 9));
   EXPECT_EQ(ImgRect(IntRect(2, 3, 5, 9)), R(2, 3, 5, 9));
-  // The other way is a plain copy of the four words.
   EXPECT_EQ(IntRect(R(0xFFFFFFFFu, 1, 2, 3)), IntRect(-1, 1, 2, 3));
 }
 
-TEST(ImgRectTest, AssignmentFromPointsAndPointers) {
+TEST(ImgRectTest, AssignmentContainmentAndIntersection) {
   int_rect_t quad = {{{100, 100}, {1, 2}, {200, 200}, {30, 40}}};
   ImgRect r, q, p;
   r = quad;
@@ -46,9 +43,7 @@ TEST(ImgRectTest, AssignmentFromPointsAndPointers) {
   IntRect ip(1, 2, 3, 4);
   ip = static_cast<const IntRect *>(nullptr);
   EXPECT_EQ(ip, IntRect(1, 2, 3, 4));
-}
 
-TEST(ImgRectTest, ContainmentAndInclusiveIntersection) {
   EXPECT_TRUE(R(0, 0, 9, 9).contains(R(3, 3, 3, 6)));  // thin: ImgRect yes, IntRect no
   EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(3, 3, 3, 6)));
   EXPECT_FALSE(IntRect(0, 0, 9, 9).contains(IntRect(5, 3, 3, 6)));  // swapped

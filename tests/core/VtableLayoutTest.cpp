@@ -1,8 +1,5 @@
-// Pins the exported virtual table. Under the Itanium C++ ABI a pointer to a virtual
-// member function holds 1 + the byte offset of its entry in the vtable, and the
-// virtual destructor takes two entries (complete and deleting). A reordered,
-// inserted or removed operation fails here. This binary links the shared library,
-// so it also proves that the classes it names are exported.
+// Pins the exported virtual table (Itanium: a virtual member pointer holds 1 + its entry's
+// byte offset). This binary links the shared library, so the classes must be exported.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -39,9 +36,7 @@ struct Opened : C {
   }
 };
 
-// Every slot of the interface as class C names it, then the two CImg adds: an
-// override keeps its base slot, and a class that added a virtual operation ahead of
-// the inherited ones would move them.
+// Every slot of the interface as class C names it, then the two CImg adds.
 template <typename C>
 void ExpectEverySlotInOrder(const char *name) {
   SCOPED_TRACE(name);

@@ -1,5 +1,4 @@
-// Drawing: stencils and rectangles as worked pictures, the circle walk and bilevel
-// lines against independent models, and the span table's growth.
+// Drawing: worked pictures, the circle walk and bilevel lines against models, the span table.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -16,8 +15,7 @@
 #include "Image/draw/internal/FillTab.h"
 #include "ImgTestSupport.h"
 
-// The host's colour record: the library may read bytes 2 to 5 only; the rest are
-// markers.
+// The host's colour record: the library may read bytes 2 to 5 only; the rest are markers.
 class ColorValue {
  public:
   explicit ColorValue(uint32_t p)
@@ -45,9 +43,8 @@ ImgPtr<CImg32> Page32(unsigned w, unsigned h) {
   return image;
 }
 
-// Compares the image with a picture whose top left lies at (x0, y0), rows split by
-// '/', page elsewhere: '.' page, 'S' stroke, 'F' fill, 'l' 'm' 'h' the light, middle
-// and heavy mixes of kStroke with white, '0' the value 0.
+// The image against a picture at (x0, y0), rows split by '/', page elsewhere: '.' page,
+// 'S' stroke, 'F' fill, 'l' 'm' 'h' light, middle and heavy mixes of stroke and white, '0' 0.
 void ExpectPicture(CImg32 &image, int x0, int y0, const std::string &art) {
   const std::string inks = ".SFlmh0";
   const uint32_t values[] = {kPage, kStroke, kFill, 0xFFAFB4BAu, 0xFF5F6A74u, 0xFF3F4C59u, 0};
@@ -96,10 +93,8 @@ TEST(DrawTest, CircleStencilsAndSmallWalksAsWorkedPictures) {
   }
 }
 
-// The rectangle on a 12 x 10 page against a model of where its clipped edges land
-// (0, 0, -1, -1 draws nothing): the inside is the row below the top one and the rows
-// between, then the top and bottom rows and the side columns take the edge colour,
-// and whatever falls outside the image is not written.
+// Against the clipped box (0, 0, -1, -1: nothing): fill below the top row and between, then
+// the edges, nothing outside the image.
 TEST(DrawTest, FilledRectangleMatchesItsClippedBox) {
   const struct {
     int l, t, r, b;
@@ -136,10 +131,8 @@ TEST(DrawTest, FilledRectangleMatchesItsClippedBox) {
   }
 }
 
-// The walk against a model built from the outline alone: every row is filled
-// strictly between the outline points nearest the centre on either side (points off
-// the image count; a row without one on a side fills to the edge). Centres lie
-// inside, on and beyond every edge of a 64 x 48 page.
+// Rows fill strictly between the outline points nearest the centre (to the edge where a side
+// has none); centres inside, on and beyond every edge of the page.
 TEST(DrawTest, CircleWalkMatchesTheOutlineModel) {
   const ColorValue stroke(kStroke), fill(kFill);
   constexpr int kW = 64, kH = 48;
@@ -191,9 +184,8 @@ TEST(DrawTest, CircleWalkMatchesTheOutlineModel) {
   }
 }
 
-// Bilevel lines in every octant, both ways round, against a closed form of the two
-// rules: a steep line's column after k rows is ceil((k dx - floor(|dy| / 2)) / |dy|),
-// a shallow line's row after k columns ceil((2 k |dy| - dx) / 2 dx), neither below 0.
+// Every octant both ways. After k steps: a steep line's column ceil((k dx - floor(|dy| / 2)) /
+// |dy|), a shallow line's row ceil((2 k |dy| - dx) / 2 dx), neither below 0.
 TEST(DrawTest, BilevelLinesAndPixels) {
   const auto ceilDiv = [](int64_t a, int64_t b) { return a >= 0 ? (a + b - 1) / b : -(-a / b); };
   const int_pt_t ends[] = {{35, 26}, {26, 35}, {14, 35}, {5, 26},  {5, 14},  {14, 5},
@@ -221,10 +213,8 @@ TEST(DrawTest, BilevelLinesAndPixels) {
       EXPECT_EQ(BufferOf(*image), want);
     }
   }
-  // The integer halving: from (0,0) to (1,3) the second column starts on row 2. A
-  // pixel past the right edge is refused, while a line's plots go where the buffer
-  // puts them: a clear from before the buffer to past it changes only the bits
-  // inside, row 1's columns 16 and 17 landing in row 2.
+  // (0,0)-(1,3) turns on row 2; a pixel past the edge is refused, a line's plots land as the
+  // buffer lies (row 1's columns 16 and 17 in row 2), and only inside the buffer.
   ImgPtr<CImg1> image(CImg1::create(16, 4, 0, 1, IMG_ALIGN_NONE));
   int_pt_t a = {0, 0}, b = {1, 3}, far0 = {-40, -9}, far1 = {60, 9}, up0 = {2, -50}, up1 = {2, -3};
   image->drawLines(&a, &b, false);
@@ -255,9 +245,8 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
   }
   EXPECT_TRUE(table.capacity == 5000u && table.leftEdge == left);
   EXPECT_EQ(Open32::fillTab(10), Open32::fillTab(300));  // one table for the class
-  // Refusals: a table that cannot grow, a negative radius, boxes beyond 32 bits. The
-  // pixels exist afterwards and hold the page.
-  const ColorValue stroke(kStroke), fill(kFill);
+  // A table that cannot grow, a negative radius, boxes beyond 32 bits: the page stays.
+  ColorValue stroke(kStroke), fill(kFill);
   const std::tuple<int, int, int> refused[] = {
       {5, 5, 60000}, {5, 5, -3}, {INT_MAX - 2, 5, 10}, {5, INT_MIN + 1, 7}, {0, 0, INT_MAX}};
   for (const auto &[x, y, radius] : refused) {
@@ -269,11 +258,7 @@ TEST(DrawTest, SpanTableGrowsInStepsAndRefusalsKeepTheImage) {
     EXPECT_EQ(FailTables::failed(), radius == 60000);
     ExpectPicture(*image, 0, 0, "");
   }
-}
-
-// Extents grown past the pixels: drawing stays inside the buffer.
-TEST(DrawTest, GrownExtentsDrawInsideTheBuffer) {
-  ColorValue stroke(kStroke), fill(kFill);
+  // Extents grown past the pixels: drawing stays inside the buffer.
   ImgPtr<CImg32> grown = Page32(8, 8);
   ASSERT_TRUE(grown->setExtents(16, 16));
   grown->drawCircle(8, 8, 7, &stroke, &fill);

@@ -1,5 +1,4 @@
-// Format conversion: the refusals of Export::xfm, each path against pixels read back
-// independently or worked by hand, and the 24-bit widening.
+// Format conversion: Export::xfm's refusals and paths, and the 24-bit widening.
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -83,18 +82,15 @@ TEST(ExportTest, RefusalsLeaveTheDestinationAndReportNothing) {
   EXPECT_FALSE(lazy->hasData());  // nothing is forced
 }
 
-// From bilevel at every width and alignment: an exact copy that keeps the
-// destination's own fields; set bits give index 0 and clear bits 255 (expansion);
-// or the foreground and background words as they are (interpretation).
+// From bilevel: a copy keeping the destination's fields, set bits to index 0 and clear to 255,
+// or to the foreground and background words as they are.
 TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   ColorMap map(2, 255);
   map.entries[1] = {1, 2, 3};
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_8, IMG_ALIGN_32}) {
     for (unsigned w = 1; w <= 19; ++w) {
       SCOPED_TRACE(testing::Message() << "w " << w << " align " << align);
-      ImgPtr<CImg1> src = RandomBits(w, 3, align, w);
-      src->setForegroundInterpretation(0x80FF0000u);
-      src->setBackgroundInterpretation(0x12345678u);
+      ImgPtr<CImg1> src = RandomBits(w, 3, align, w, 0x12345678u, 0x80FF0000u);
       ImgPtr<CImg1> copy(CImg1::create(w, 3, 0x11, 0x22, align));
       ImgPtr<CImg8> expanded = Palette(w, 3, Bytes(w * 3, 7), &map);
       ImgPtr<CImg32> words = Flat32(w, 3, 0);
@@ -115,27 +111,19 @@ TEST(ExportTest, ExpansionAndInterpretationFollowTheBits) {
   }
 }
 
-TEST(ExportTest, PaletteLookupFollowsTheDestinationsOrder) {
+// Palettes looked up in the destination's order; colours copied or their channels exchanged.
+TEST(ExportTest, ToTrueColourByPaletteCopyOrExchange) {
   ColorMap map(3, 255);
   map.entries[0] = {10, 20, 30};
   map.entries[1] = {300, 0, 0};  // not clamped: spills into the next byte
-  ImgPtr<CImg8> src = Palette(4, 1, {0, 1, 2, 200}, &map);
+  ImgPtr<CImg8> palette = Palette(4, 1, {0, 1, 2, 200}, &map);
   ImgPtr<CImg32> bgr = Flat32(4, 1, 0xDEADu, RGB_ORDER_BGR), rgb = Flat32(4, 1, 0, RGB_ORDER_RGB);
-  ASSERT_TRUE(Export::xfm(bgr.get(), src.get(), 0));
-  ASSERT_TRUE(Export::xfm(rgb.get(), src.get(), 0));
+  ASSERT_TRUE(Export::xfm(bgr.get(), palette.get(), 0));
+  ASSERT_TRUE(Export::xfm(rgb.get(), palette.get(), 0));
   // Index 200 lies beyond the three entries and reads as black.
   EXPECT_EQ(BufferOf(*bgr), (Words{0x000A141Eu, 0x012C0000u, 0, 0}));
   EXPECT_EQ(BufferOf(*rgb), (Words{0x001E140Au, 0x0000012Cu, 0, 0}));
 
-  // A view is read through its rows.
-  ImgPtr<CImg8> parent = Palette(4, 4, c2d_test::Sequence<unsigned char>(16));
-  ImgPtr<const CImg8> view(CImg8::createCRefImg(*parent, Core2DImage::IntRect(1, 1, 2, 2)));
-  ImgPtr<CImg32> out = Flat32(2, 2, 0);
-  ASSERT_TRUE(Export::xfm(out.get(), view.get(), 0));
-  EXPECT_EQ(BufferOf(*out), (Words{0x050505u, 0x060606u, 0x090909u, 0x0A0A0Au}));
-}
-
-TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   ImgPtr<CImg32> src = Make32(2, 1, {0xAABBCCDDu, 0x01020304u});
   ImgPtr<CImg32> same = Flat32(2, 1, 0), other = Flat32(2, 1, 0, RGB_ORDER_RGB);
   ASSERT_TRUE(Export::xfm(same.get(), src.get(), 0));
@@ -148,19 +136,21 @@ TEST(ExportTest, TrueColourCopyOrChannelExchange) {
   EXPECT_EQ(BufferOf(*other), (Words{0xAADDCCBBu, 0x01040302u}));
   EXPECT_EQ(other->getBackgroundColor(), 0x11u);  // one byte, not a rearranged colour
 
-  // Kept as it stands: a view is copied as one block from its first row, taking in
-  // the parent's pixels that follow that row.
-  ImgPtr<CImg32> parent = Make32(4, 4, c2d_test::Sequence(16, 0u));
-  ImgPtr<const CImg32> view(CImg32::createCRefImg(*parent, ImgRect(1, 1, 2, 2)));
-  ImgPtr<CImg32> out = Flat32(2, 2, 0);
-  ASSERT_TRUE(Export::xfm(out.get(), view.get(), 0));
-  EXPECT_EQ(BufferOf(*out), (Words{5, 6, 7, 8}));
+  // A palette view is read through its rows; kept as it stands, a colour view is copied as
+  // one block from its first row on.
+  ImgPtr<CImg8> parent8 = Palette(4, 4, c2d_test::Sequence<unsigned char>(16));
+  ImgPtr<CImg32> parent32 = Make32(4, 4, c2d_test::Sequence(16, 0u));
+  ImgPtr<const CImg8> view8(CImg8::createCRefImg(*parent8, Core2DImage::IntRect(1, 1, 2, 2)));
+  ImgPtr<const CImg32> view32(CImg32::createCRefImg(*parent32, ImgRect(1, 1, 2, 2)));
+  ImgPtr<CImg32> out8 = Flat32(2, 2, 0), out32 = Flat32(2, 2, 0);
+  ASSERT_TRUE(Export::xfm(out8.get(), view8.get(), 0));
+  ASSERT_TRUE(Export::xfm(out32.get(), view32.get(), 0));
+  EXPECT_EQ(BufferOf(*out8), (Words{0x050505u, 0x060606u, 0x090909u, 0x0A0A0Au}));
+  EXPECT_EQ(BufferOf(*out32), (Words{5, 6, 7, 8}));
 }
 
-// Greys 100, 112, 120, 200 and 129 tone to 82, 101, 114, 230 and 129. An error of
-// 82 sends 36 right, 15 lower left, 26 below and 5 lower right; one of -25 takes 11
-// from the right. In the last grey case the lower right pixel gets 5 + 11 + 15.
-// Colours: byte 0 weighs as blue and byte 2 as red, whatever the order says.
+// Greys 100, 112, 120, 200, 129 tone to 82, 101, 114, 230, 129. An error of 82 sends 36 right,
+// 15 lower left, 26 below, 5 lower right; -25 takes 11 from the right. Byte 0 weighs as blue.
 TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
   ColorMap map(3, 255);
   map.entries[0] = {1000, 1000, 1000};  // clamped to white
@@ -194,9 +184,8 @@ TEST(ExportTest, DiffusionReadsColoursAndPalettesAsTheyAre) {
     ASSERT_TRUE(Export::xfm(dst.get(), c.src.get(), 0));
     EXPECT_EQ(BufferOf(*dst), c.bits);
   }
-}
 
-TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
+  // Separation (mode 2) masks what differs from the background.
   ImgPtr<CImg32> src =
       Make32(5, 1, {0x00FFFFFFu, 0x7FFFFFFFu, 0x00FFFFFEu, 0x00000000u, 0xFFFFFFFFu});
   ImgPtr<CImg1> unknown = Clear1(5, 1), masked = Clear1(5, 1);
@@ -206,15 +195,13 @@ TEST(ExportTest, SeparationMasksWhatDiffersFromTheBackground) {
   ASSERT_TRUE(Export::xfm(masked.get(), src.get(), 2));
   EXPECT_EQ(masked->peekData()[0], 0x30);  // alpha alone does not count
 
-  // A larger destination takes the bits laid out by the source's width and its own
-  // pad bits: 3 + 3 bits, not two rows of 8.
+  // A larger destination takes the bits laid out by the source's width: 3 + 3, not 8 + 8.
   ImgPtr<CImg1> larger = Clear1(8, 2);
   ASSERT_TRUE(Export::xfm(larger.get(), Make32(3, 2, {1, 0, 1, 0, 1, 0}).get(), 2));
   EXPECT_EQ(BufferOf(*larger), Bytes({0xA8, 0x00}));
 }
 
-// Rows of packed 3-byte pixels, padded to 4 bytes under IMG_ALIGN_32, widen with
-// bytes 0..2 in place; the orders only label the result.
+// Packed 3-byte pixels, rows padded under IMG_ALIGN_32, widen in place; orders only label.
 TEST(ExportTest, CreateFrom24) {
   for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
     for (unsigned w = 1; w <= 5; ++w) {
@@ -237,8 +224,7 @@ TEST(ExportTest, CreateFrom24) {
       EXPECT_EQ(BufferOf(*image), expected);
     }
   }
-  // Three quarters of the size pass although the padded rows need more (45 bytes):
-  // the bytes past len read as 0 and nothing past the caller's buffer is touched.
+  // Three quarters of the size pass although padded rows need 45 bytes: the rest reads 0.
   Bytes bytes(36, 0x5A);
   ImgPtr<CImg32> padded(
       CImg32::createFrom24(3, 4, bytes.data(), 36, IMG_ALIGN_32, RGB_ORDER_BGR, RGB_ORDER_BGR));

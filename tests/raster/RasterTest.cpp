@@ -1,6 +1,5 @@
-// The three raster classes: their factories' failures and the buffer life cycle as a
-// typed test, each class's ownership rules, sub-images and reference images, palettes
-// and background estimates. Ownership is checked by the sanitizer build.
+// The raster classes: factories, buffer ownership (checked by the sanitizer build), sub-images,
+// views, palettes and background estimates.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,7 +23,6 @@ using Core2DImage::IntRect;
 using Bytes = std::vector<unsigned char>;
 using Words = std::vector<unsigned>;
 
-// The copy getSubImage makes, as the source's class.
 template <typename Raster>
 ImgPtr<Raster> Sub(Raster &image, const ImgRect &r) {
   return ImgPtr<Raster>(dynamic_cast<Raster *>(image.getSubImage(r)));
@@ -50,8 +48,7 @@ TYPED_TEST_SUITE(RasterBufferTest, Rasters);
 TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   using Raster = TypeParam;
   using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
-  // CImg32 takes len as a lower bound. CImg1 records IMG_OK on success, lets dupData
-  // allocate pixels, and takes a null buffer in transferData as it is.
+  // CImg32 takes len as a lower bound; CImg1 records success and allocates in dupData.
   constexpr bool kLongerAccepted = std::is_same_v<Raster, CImg32>;
   constexpr bool kBilevel = std::is_same_v<Raster, CImg1>;
   constexpr unsigned kBytes = 8, kCount = kBytes / sizeof(Pixel);
@@ -71,7 +68,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(BufferOf(*copy), values);
   FreeHostBuffer(kept);
 
-  // dupData: the length rule, a null source, and success.
   const std::vector<Pixel> source = Sequence<Pixel>(kCount + 1, 50);
   Pixel *const from = const_cast<Pixel *>(source.data());
   ErrWatch shortWatch;
@@ -84,7 +80,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(ok.reports(), kBilevel ? 1u : 0u);
   EXPECT_EQ(BufferOf(*image), std::vector<Pixel>(source.begin() + 1, source.end()));
 
-  // transferData: a short buffer stays the caller's, an exact one is adopted.
   Pixel *fresh = HostBuffer(values);
   Pixel *const freshAddress = fresh;
   EXPECT_EQ(image->transferData(&fresh, kBytes - 1), IMG_FAIL);
@@ -94,7 +89,6 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(image->peekData(), freshAddress);
   EXPECT_EQ(image->transferData(nullptr, kBytes), IMG_INVALID_ARG);
 
-  // ownData moves the buffer out; it outlives the image.
   Pixel *taken = image->ownData();
   EXPECT_EQ(taken, freshAddress);
   EXPECT_FALSE(image->hasData());
@@ -102,8 +96,7 @@ TYPED_TEST(RasterBufferTest, AdoptCopyDupTransferAndOwn) {
   EXPECT_EQ(taken[kCount - 1], values[kCount - 1]);
   FreeHostBuffer(taken);
 
-  // Without pixels dupData allocates them, or refuses without forcing them; a null
-  // buffer leaves the image without data, and nothing leaks.
+  // Without pixels dupData allocates them or refuses without forcing them.
   FreeHostBuffer(copy->ownData());
   EXPECT_EQ(copy->dupData(from, kBytes), kBilevel ? IMG_OK : IMG_FAIL);
   EXPECT_EQ(copy->hasData(), kBilevel);
@@ -121,8 +114,7 @@ struct Open8 : CImg8 {
   using CImg8::rasOpSet;
 };
 
-// Every factory failure: null, the code recorded (IMG_DECODE_FAILED: nothing) and the
-// number of reports; a failed factory never takes or clears the caller's buffer.
+// Every factory failure: null, the code and reports, and the caller's buffer left alone.
 TEST(RasterFactoryTest, Failures) {
   using Make = std::function<IImg *(unsigned char *&)>;
   const auto As32 = [](unsigned w, unsigned h, unsigned len, bool take) -> Make {
@@ -207,8 +199,6 @@ TEST(RasterFactoryTest, Failures) {
   EXPECT_NE(eager->getColorMap(), nullptr);
 }
 
-// ---- CImg1
-
 TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   ImgPtr<CImg1> bare(CImg1::create());
   ASSERT_NE(bare, nullptr);
@@ -226,8 +216,7 @@ TEST(CImg1Test, BareObjectHoldsMarkersAndStaysSafe) {
   EXPECT_EQ(bare->getTileIterator(8, 8, CImg1::HP_RTL), nullptr);
 }
 
-// The image frees only what it owns, whatever takeData and ownsData say; a transfer also
-// frees the private copy, which nobody else could reach. A second initData frees too.
+// The image frees only what it owns, and the private copy a transfer replaces.
 TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
   for (unsigned mode = 0; mode < 8; ++mode) {
     const bool takeData = mode & 4, owns = mode & 2, transfer = mode & 1;
@@ -258,20 +247,16 @@ TEST(CImg1Test, TakeDataAndOwnsDataInAllFourCombinations) {
     }
   }
   struct Open : CImg1 {
-    static ImgErr Init(CImg1 &image) {
-      return (image.*static_cast<ImgErr (CImg1::*)()>(&Open::initData))();
-    }
+    using CImg1::initData;
   };
   ImgPtr<CImg1> owner(CImg1::create(8, 1, 0, 1, IMG_ALIGN_NONE));
   owner->peekData()[0] = 0xAA;
-  EXPECT_EQ(Open::Init(*owner), IMG_OK);
+  EXPECT_EQ((owner.get()->*static_cast<ImgErr (CImg1::*)()>(&Open::initData))(), IMG_OK);
   EXPECT_EQ(owner->peekData()[0], 0);  // a clear buffer
 }
 
-// Only the rectangle's size and overlap are tested. The copy reads each row from the
-// rectangle's corner as the bits lie: on into the pad bits and the next row past the
-// right edge, 0 past the buffer, and its own pad bits alike. A rectangle of the
-// image's size copies the whole buffer wherever it lies.
+// Rows are read from the corner as the bits lie, 0 past the buffer; the image's size copies
+// the whole buffer wherever it lies.
 TEST(CImg1Test, SubImageReadsFromTheCornerAsTheBitsLie) {
   std::mt19937 rng(5);
   for (int i = 0; i < 600; ++i) {
@@ -310,21 +295,17 @@ TEST(CImg1Test, SubImageReadsFromTheCornerAsTheBitsLie) {
   }
 }
 
-// ---- CImg8
-
 ImgErr RasOpSet(CImg8 &image, unsigned colour) {
   return (image.*static_cast<ImgErr (CImg8::*)(unsigned)>(&Open8::rasOpSet))(colour);
 }
 
-// A w x h image that owns `total` bytes, byte i being i + 1, so that 0 marks a byte
-// that came from nowhere.
+// A w x h image owning `total` bytes, byte i being i + 1 (0: read from nowhere).
 ImgPtr<CImg8> Counting8(unsigned w, unsigned h, ImgAlignmentEnum align, unsigned total) {
   unsigned char *pixels = HostBuffer(Sequence<unsigned char>(total, 1));
   return ImgPtr<CImg8>(CImg8::create(w, h, pixels, total, true, nullptr, align));
 }
 
-// A palette is the grey ramp or a deep copy of the caller's map; maps are int32
-// triples, zeroed, and their copies are deep too.
+// The grey ramp or a deep copy of the caller's map; maps are zeroed int32 triples.
 TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   ImgPtr<CImg8> grey(CImg8::create(2, 2, nullptr, IMG_ALIGN_NONE));
   const ColorMap *ramp = grey->getColorMap();
@@ -353,8 +334,7 @@ TEST(CImg8Test, PaletteIsACopyOrTheGreyRamp) {
   EXPECT_EQ(copied->getColorMap(), held);
 }
 
-// Sizes alone are tested; the rows are read from r's left and top as they stand,
-// and what lies outside the buffer comes back as 0 (bytes here are offset + 1).
+// Rows are read from r's left and top as they stand; outside the buffer gives 0.
 TEST(CImg8Test, SubImageTestsOnlyTheSize) {
   ImgPtr<CImg8> image = Counting8(4, 3, IMG_ALIGN_NONE, 12);
   const struct {
@@ -377,19 +357,15 @@ TEST(CImg8Test, SubImageTestsOnlyTheSize) {
   }
   EXPECT_EQ(image->getSubImage(ImgRect(0, 0, 4, 0)), nullptr);  // five wide
   EXPECT_EQ(CImgErr::get(), IMG_INVALID_ARG);
-}
 
-TEST(CImg8Test, PaddedCopiesCarryTheNextRowAndStopAtTheBuffer) {
-  // Each row copy is 12 bytes long and carries 2 bytes of the next row; the trailing
-  // padding of the copy keeps the background fill.
-  ImgPtr<CImg8> image = Counting8(10, 3, IMG_ALIGN_32, 36);
-  image->setBackgroundColor(0xEE);
+  // 12-byte row copies carry 2 bytes of the next row; the last padding keeps the fill.
+  ImgPtr<CImg8> padded = Counting8(10, 3, IMG_ALIGN_32, 36);
+  padded->setBackgroundColor(0xEE);
   Bytes expected = Sequence<unsigned char>(22, 1);
   expected.insert(expected.end(), {0xEE, 0xEE});
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(0, 0, 9, 1))), expected);
+  EXPECT_EQ(BufferOf(*Sub(*padded, ImgRect(0, 0, 9, 1))), expected);
 
-  // A 7-wide view of an 8-wide parent has a byte of padding that lies past the
-  // parent's buffer on the last row: it reads as 0 and is never written.
+  // A 7-wide view's last pad byte lies past the parent's buffer: read as 0, never written.
   ImgPtr<CImg8> parent = Counting8(8, 2, IMG_ALIGN_32, 16);
   parent->setBackgroundColor(0xEE);
   ImgPtr<CImg8> view(CImg8::createRefImg(*parent, IntRect(1, 0, 7, 1)));
@@ -424,31 +400,9 @@ TEST(CImg8Test, TrivialSlotsAndStaleHeaders) {
   EXPECT_NE(Sub(*image, ImgRect(0, 0, 2, 2)), nullptr);
 }
 
-// ---- CImg32
-
-// A w x h image that owns pixels y * w + x.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h) {
   unsigned *pixels = HostBuffer(Sequence(w * h, 0u));
   return ImgPtr<CImg32>(CImg32::create(w, h, pixels, w * h * 4, true, RGB_ORDER_RGB));
-}
-
-// After setExtents the buffer keeps its old rows: copies and views are made wherever
-// their reads stay inside it, and refused (IMG_FAIL) where they would not.
-TEST(CImg32Test, SetExtentsChangesOnlyTheExtents) {
-  ImgPtr<CImg32> image = Counting32(4, 4);
-  EXPECT_TRUE(image->setExtents(2, 8));
-  EXPECT_EQ(image->getSubImage(ImgRect(0, 0, 1, 7)), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(CImg32::createRefImg(*image, IntRect(0, 0, 1, 3)), nullptr);
-  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(0, 2, 1, 3))), (Words{8, 9, 12, 13}));
-
-  EXPECT_TRUE(image->setExtents(3, 3));  // shrunk: the view steps by the new width
-  ImgPtr<CImg32> view(CImg32::createRefImg(*image, IntRect(1, 1, 2, 2)));
-  ASSERT_NE(view, nullptr);
-  EXPECT_EQ((*view)(0, 0), 5u);
-  EXPECT_EQ((*view)(1, 0), 8u);
-  EXPECT_EQ(BufferOf(*Sub(*image, ImgRect(1, 1, 2, 2))), (Words{5, 6, 9, 10}));
 }
 
 TEST(CImg32Test, SubImageCopiesTheOverlap) {
@@ -459,8 +413,7 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   EXPECT_EQ(sub->getBackgroundColor(), 77u);
   EXPECT_EQ(BufferOf(*sub), (Words{37, 38, 39, 47, 48, 49}));
 
-  // Swapped edges are read from the first edge as given, as long as the rows stay
-  // inside the image (pixel 100 y + x), and from the smaller edge where they would not.
+  // Swapped edges read from the first edge as given while inside, else from the smaller.
   ImgPtr<CImg32> square = c2d_test::Drawn32(
       10, 10, [](unsigned x, unsigned y) { return 100 * y + x; }, RGB_ORDER_RGB);
   EXPECT_EQ(
@@ -475,13 +428,25 @@ TEST(CImg32Test, SubImageCopiesTheOverlap) {
   ImgPtr<CImg32> lazy(CImg32::create(4, 4, RGB_ORDER_BGR));
   EXPECT_EQ(lazy->getSubImage(ImgRect(0, 0, 1, 1)), nullptr);
   EXPECT_FALSE(lazy->hasData());  // data is not forced
-  // matches checks the class and the byte order.
   EXPECT_TRUE(CImg32::matches(*lazy, RGB_ORDER_BGR));
   EXPECT_FALSE(CImg32::matches(*lazy, RGB_ORDER_RGB));
   EXPECT_FALSE(CImg32::matches(c2d_test::Impostor(), RGB_ORDER_BGR));
-}
 
-// ---- Views of CImg8 and CImg32
+  // After setExtents copies and views stand where their reads stay inside the old buffer.
+  ImgPtr<CImg32> changed = Counting32(4, 4);
+  EXPECT_TRUE(changed->setExtents(2, 8));
+  EXPECT_EQ(changed->getSubImage(ImgRect(0, 0, 1, 7)), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(CImg32::createRefImg(*changed, IntRect(0, 0, 1, 3)), nullptr);
+  EXPECT_EQ(CImgErr::get(), IMG_FAIL);
+  EXPECT_EQ(BufferOf(*Sub(*changed, ImgRect(0, 2, 1, 3))), (Words{8, 9, 12, 13}));
+  EXPECT_TRUE(changed->setExtents(3, 3));  // shrunk: the view steps by the new width
+  ImgPtr<CImg32> view(CImg32::createRefImg(*changed, IntRect(1, 1, 2, 2)));
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ((*view)(0, 0), 5u);
+  EXPECT_EQ((*view)(1, 0), 8u);
+  EXPECT_EQ(BufferOf(*Sub(*changed, ImgRect(1, 1, 2, 2))), (Words{5, 6, 9, 10}));
+}
 
 // A 10 x 8 image of pixels y * 10 + x + 1, or (lazy) a 10 x 10 one without pixels.
 ImgPtr<CImg8> ViewParent(CImg8 *, bool lazy) {
@@ -501,9 +466,7 @@ class RasterViewTest : public ::testing::Test {};
 using ViewRasters = ::testing::Types<CImg8, CImg32>;
 TYPED_TEST_SUITE(RasterViewTest, ViewRasters);
 
-// A view shares its parent's rows, and a view of a view steps by the first view's
-// width, until a view gets pixels of its own through ownData or transferData; then
-// it frees them itself. Deleting views leaves the parent's pixels to the parent.
+// Views share their parent's rows until they get pixels of their own, which they free.
 TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
   using Raster = TypeParam;
   using Pixel = std::remove_pointer_t<decltype(std::declval<Raster &>().peekData())>;
@@ -556,7 +519,6 @@ TYPED_TEST(RasterViewTest, ViewsSharePixelsUntilTheyOwnSome) {
   EXPECT_FALSE(lazy->hasData());
 }
 
-// ---- Background estimates
 TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
   c2d_test::ScopedSettings settings;
   Bytes share55(20, 0);  // 88 of 160 bits set: exactly 55%
@@ -587,9 +549,6 @@ TEST(BackgroundTest, BilevelCountsSetBitsAgainstTheThreshold) {
     settings.writeThreshold(c.expected ? 99 : 1);
     EXPECT_EQ(image->calculateBackground(), c.expected);  // cached
   }
-}
-
-TEST(BackgroundTest, BilevelCacheAndMissingPixels) {
   ImgPtr<CImg1> image = c2d_test::Make1(8, 1, {0xFF});
   image->setBackgroundColor(7);
   EXPECT_EQ(image->calculateBackground(), 7u);
@@ -636,8 +595,7 @@ TEST(BackgroundTest, PaletteTakesTheMostFrequentIndex) {
   ImgPtr<CImg8> lazy(CImg8::create(4, 4, nullptr, IMG_ALIGN_NONE));
   EXPECT_EQ(lazy->calculateBackground(), 0u);
   EXPECT_FALSE(lazy->hasData());
-  // Kept as it stands: a 2 x 2 view at the origin counts the first three bytes of
-  // the parent's top row (6, 9, 9), not its own pixels (6, 9, 6, ...).
+  // Kept as it stands: a 2 x 2 view counts the parent's first three bytes (6, 9, 9).
   ImgPtr<CImg8> parent = c2d_test::Make8(4, 4, {6, 9, 9, 1, 6, 2, 3, 4, 5, 5, 5, 5, 5, 5, 5, 5});
   ImgPtr<CImg8> view(CImg8::createRefImg(*parent, IntRect(0, 0, 1, 1)));
   EXPECT_EQ(view->calculateBackground(), 9u);

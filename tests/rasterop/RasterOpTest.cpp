@@ -1,6 +1,5 @@
-// Raster operators: CImg1's workers against a pixel model, dispatch and placement;
-// RasterOp::Over and composite (blends, key, offsets, the type matrix); doRasOp of
-// CImg32 and CImg8 (operators, keys, refusals, fills, grown extents).
+// Raster operators: CImg1's workers against a pixel model, RasterOp::Over and composite,
+// and doRasOp of CImg32 and CImg8.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -23,7 +22,6 @@ using namespace Core2DImage::RasOpEnum;
 using Bytes = std::vector<unsigned char>;
 using Pixels = std::vector<unsigned>;
 
-// ---- CImg1: the protected workers, reached through pointers to members.
 struct Open : CImg1 {
   using CImg1::rasOpAnd;
   using CImg1::rasOpOr;
@@ -40,10 +38,8 @@ ImgPtr<CImg1> Bits(unsigned w, unsigned h, ImgAlignmentEnum align, Bytes bytes) 
   return Make1(w, h, std::move(bytes), align, 0xFFFFFFu, 0u);
 }
 
-// What the worker leaves in the target, worked out pixel by pixel from the rules of
-// each operator rather than from its byte loop. j counts target bits from the first
-// bit of the byte under the source's first pixel; k = j - shift is the source bit
-// that lands there; n is the number of source bytes a row uses.
+// The target after the worker, bit by bit from each operator's rules: target bit j (from the
+// byte under the source's first pixel) takes source bit k = j - shift of n bytes a row.
 Bytes Model(Worker op, Bytes t, const CImg1 &target, const CImg1 &source, int left, int top) {
   const Bytes s = BufferOf(source);
   const uint64_t n = source.getBytesPerLine() - source.getPadBits() / 8;
@@ -74,7 +70,7 @@ Bytes Model(Worker op, Bytes t, const CImg1 &target, const CImg1 &source, int le
       } else if (op == kOr) {
         v = old || masked(k);  // a true OR; the spill too, inside the bitmap
       } else if (byte == n) {
-        // The spill: source bits where the last source byte reaches, 0 after them.
+        // The spill: the last source byte's bits, 0 after them.
         if (op == kSet || (source.getWidth() % 8) + shift > 8) {
           v = op == kSet ? masked(k) : src(k);
         }
@@ -101,12 +97,10 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
       {kAnd, "and"}, {kOr, "or"}, {kXOr, "xor"}, {kSet, "set"}};
   for (const auto &[op, name] : ops) {
     for (ImgAlignmentEnum align : {IMG_ALIGN_NONE, IMG_ALIGN_32}) {
-      // One-byte rows (the loop never runs), full and partial last bytes, and 32-bit
-      // rows whose whole pad bytes are left out.
+      // One-byte rows, full and partial last bytes, rows with whole pad bytes.
       for (unsigned w : {5u, 8u, 13u, 16u, 21u, 30u}) {
         for (int left = 0; left < 16; ++left) {
-          // A target that ends with the source, so that the byte after a row is the
-          // next row's first (or past the bitmap), and a roomier one.
+          // A target that ends with the source (the spill lands in the next row), a wider one.
           for (unsigned extra : {0u, 11u}) {
             SCOPED_TRACE(testing::Message() << name << " align " << align << " w " << w << " left "
                                             << left << " extra " << extra);
@@ -124,8 +118,7 @@ TEST(CImg1RasOpTest, WorkersFollowTheirRulesAtEveryBitOffset) {
   }
 }
 
-// Dispatch with the source on a byte boundary, where each worker gives its own byte:
-// target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
+// Target 0xCC, source 0xAA: and 0x88, xor 0x66, set 0xAA, or (keyed set) 0xEE.
 TEST(CImg1RasOpTest, CopyingAndInPlaceTablesDiffer) {
   ImgPtr<CImg1> source = Bits(8, 1, IMG_ALIGN_NONE, {0xAA});
   const struct {
@@ -198,21 +191,18 @@ TEST(CImg1RasOpTest, PlacementIsCheckedBeforeAnyPixel) {
   ImgPtr<CImg1> fits = Bits(16, 3, IMG_ALIGN_NONE, Bytes(6, 0xFF));
   EXPECT_EQ(((*target).*kSet)(target.get(), origin, *fits), IMG_OK);  // an exact fit at 0, 0
 
-  // An image without pixels is refused rather than read.
+  // An image without pixels, or a target grown past its buffer, is refused, not read.
   ImgPtr<CImg1> emptied = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
   std::free(emptied->ownData());
   EXPECT_EQ(((*target).*kOr)(target.get(), origin, *emptied), IMG_FAIL);
   ImgPtr<CImg1> byte = Bits(8, 1, IMG_ALIGN_NONE, {0x01});
   EXPECT_EQ(((*emptied).*kOr)(emptied.get(), origin, *byte), IMG_FAIL);
 
-  // So is a target whose extents have outgrown its buffer.
   ASSERT_TRUE(byte->setExtents(8, 4));
   byte->doRasOpInPlace(RasOpSet, origin, *Bits(8, 4, IMG_ALIGN_NONE, Bytes(4, 0xFF)));
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
   EXPECT_EQ(byte->peekData()[0], 0x01);
 }
-
-// ---- RasterOp
 
 // Channels in memory order, whatever the byte order.
 using Px = std::array<unsigned char, 4>;
@@ -238,8 +228,7 @@ ImgErr Over(RasterOp op, IImg &destination, const IImg &source) {
   return op.Over(destination, source);
 }
 
-// Each row: the settings, a source and a destination pixel, and the destination's
-// result; the images are 2 x 2 of them.
+// Each row: the settings, a source and a destination pixel, and the result, on 2 x 2 images.
 TEST(RasterOpTest, SixBlendsCutTowardZero) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   // clang-format off
@@ -289,8 +278,7 @@ TEST(RasterOpTest, SixBlendsCutTowardZero) {
   EXPECT_EQ(BufferOf(*lazy), Pixels(4, Word({20, 20, 20, 10})));
 }
 
-// A 4 x 3 destination of 0..11 and a source of 100 + its index, copied opaquely at
-// each offset (no result: IMG_FAIL and nothing changes).
+// A source of 100.. over a 4 x 3 destination of 0..11 (no result: IMG_FAIL, unchanged).
 TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
   const struct {
     const char *name;
@@ -318,12 +306,15 @@ TEST(RasterOpTest, OffsetsPlaceTheOverlap) {
               c.result.empty() ? IMG_FAIL : IMG_OK);
     EXPECT_EQ(BufferOf(*dst), c.result.empty() ? base : c.result);
   }
+  // composite takes top 1, left -1, alpha 0.5 and a key that matches none.
+  ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
+  CompositeAttr attr{0, 1, -1, true, 0.5, true, 0x123456u};
+  EXPECT_EQ(dst->composite(attr, *Flat32(3, 2, Word({255, 255, 255, 0}))), IMG_OK);
+  const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
+  EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
 }
 
-// Classes other than the two that reach pixels are only checked for data: no overlap
-// answers IMG_OK and a destination gains data; a source without it gives IMG_FALSE,
-// recorded, first; a G4 destination answers what the registry holds (its initData
-// records nothing). The two that reach pixels fail to clip.
+// Classes Over does not compose are only checked for data; the two it composes fail to clip.
 TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   const RasterOp apart = Settings(false, 0.0, false, 0, 100, 100);
   ImgPtr<IImg> bits(CImg1::create(8, 4, 0xFFFFFFu, 0u, IMG_ALIGN_NONE));
@@ -348,8 +339,7 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   CImgErr::set(IMG_DECODE_FAILED, nullptr, 0);
   EXPECT_EQ(Over(apart, *bare, *bits), IMG_DECODE_FAILED);
 
-  // The casts are checked: an image that only claims a type is refused, and a type
-  // no class has fails; nothing is recorded or written.
+  // An image that only claims a type is refused, an unknown type fails; nothing is recorded.
   Impostor claims32(IMG_TYPE_32BIT), claims8(IMG_TYPE_8BIT), unknown(static_cast<ImageType>(2));
   ImgPtr<CImg32> real = Flat32(4, 2, 1);
   const RasterOp opaque = Settings(true, 1.0);
@@ -361,9 +351,8 @@ TEST(RasterOpTest, TypeMatrixChecksWhatItDoesNotCompose) {
   EXPECT_EQ(Over(opaque, unknown, *real), IMG_FAIL);
   EXPECT_EQ(watch.reports(), 0u);
   EXPECT_EQ(BufferOf(*real), Pixels(8, 1u));
-}
 
-TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
+  // A palette source is clipped but not composed.
   ImgPtr<CImg8> palette = Make8(4, 2, std::vector<unsigned char>(8, 0x33));
   const struct {
     bool useAlpha;
@@ -380,23 +369,10 @@ TEST(RasterOpTest, PaletteSourceIsClippedButNotComposed) {
   }
 }
 
-// The offsets and alpha show in the pixels; the key matches none.
-TEST(RasterOpTest, CompositeFillsTheImagesSettingsAndRunsOver) {
-  ImgPtr<CImg32> dst = Flat32(3, 3, Word({0, 0, 0, 9}));
-  ImgPtr<CImg32> src = Flat32(3, 2, Word({255, 255, 255, 0}));
-  // Top 1, left -1, alpha 0.5, keyed on 0x123456.
-  CompositeAttr attr{0, 1, -1, true, 0.5, true, 0x123456u};
-  EXPECT_EQ(dst->composite(attr, *src), IMG_OK);
-  const unsigned half = Word({127, 127, 127, 9}), none = Word({0, 0, 0, 9});
-  EXPECT_EQ(BufferOf(*dst), (Pixels{none, none, none, half, half, none, half, half, none}));
-}
-
-// ---- doRasOp of CImg32 and CImg8
 ImgPtr<CImg32> Image32(unsigned w, unsigned h, Pixels pixels) {
   return Make32(w, h, std::move(pixels), RGB_ORDER_RGB);
 }
 
-// Pixel i of a w x h image holds base + i.
 ImgPtr<CImg32> Counting32(unsigned w, unsigned h, unsigned base) {
   return Image32(w, h, Sequence(size_t(w) * h, base));
 }
@@ -432,6 +408,18 @@ TEST(CImg32RasOpTest, EveryOperatorSets) {
     image->doRasOpInPlace(RasOpSet, attr, *Image32(3, 1, pixels));
     EXPECT_EQ(BufferOf(*image), keyed == 1 ? (Pixels{7, pixels[1], pixels[2]}) : pixels) << +keyed;
   }
+  // Extents grown past the buffer: only the pixels both buffers hold are copied.
+  attr = At(0, 0);
+  ImgPtr<CImg32> grown = Image32(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(grown->setExtents(3, 3));
+  grown->doRasOpInPlace(RasOpSet, attr, *Counting32(3, 3, 100));
+  const unsigned *const *rows = grown->constDataArray();
+  EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
+  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
+  ASSERT_TRUE(palette->setExtents(3, 3));
+  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
+  const unsigned char *const *lines = palette->constDataArray();
+  EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
 }
 
 TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
@@ -461,7 +449,6 @@ TEST(CImg32RasOpTest, RefusalsLeaveTheTarget) {
     EXPECT_EQ(CImgErr::get(), c.recorded);
     EXPECT_EQ(BufferOf(*image), before);
   }
-  // A source without pixels gives the target none.
   RasOpXfmAttr attr = At(0, 0);
   ImgPtr<CImg32> lazyTarget(CImg32::create(3, 3, RGB_ORDER_RGB));
   lazyTarget->doRasOpInPlace(RasOpSet, attr, *lazy);
@@ -493,23 +480,7 @@ TEST(CImg32RasOpTest, FillFormsAndLazyPixels) {
   EXPECT_EQ(BufferOf(*image), Pixels(3, 3u));
 }
 
-// Extents grown past the buffer: only the pixels the buffers hold are copied.
-TEST(CImg32RasOpTest, GrownExtentsCopyWhatTheBuffersHold) {
-  RasOpXfmAttr attr = At(0, 0);
-  ImgPtr<CImg32> image = Image32(2, 2, {1, 2, 3, 4});
-  ASSERT_TRUE(image->setExtents(3, 3));
-  image->doRasOpInPlace(RasOpSet, attr, *Counting32(3, 3, 100));
-  const unsigned *const *rows = image->constDataArray();
-  EXPECT_EQ((Pixels{rows[0][0], rows[0][1], rows[1][0], rows[1][1]}), (Pixels{100, 101, 103, 104}));
-
-  ImgPtr<CImg8> palette = Make8(2, 2, {1, 2, 3, 4});
-  ASSERT_TRUE(palette->setExtents(3, 3));
-  palette->doRasOpInPlace(RasOpSet, attr, *Make8(3, 3, {10, 11, 12, 13, 14, 15, 16, 17, 18}));
-  const unsigned char *const *lines = palette->constDataArray();
-  EXPECT_EQ((Bytes{lines[0][0], lines[0][1], lines[1][0], lines[1][1]}), (Bytes{10, 11, 13, 14}));
-}
-
-TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
+TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
   ImgPtr<CImg8> source = Make8(2, 2, {0xFF, 5, 6, 0xFF});
   const struct {
     unsigned char keyed;
@@ -527,20 +498,17 @@ TEST(CImg8RasOpTest, InPlaceSetsRowsAndTheKeyIsOneByte) {
     image->doRasOpInPlace(RasOpAnd, attr, *source);
     EXPECT_EQ(BufferOf(*image), c.result);
   }
-}
-
-// Packed 3-pixel rows keep the 32-bit pad bytes together at the end: the fill covers them.
-TEST(CImg8RasOpTest, FillCoversTheWholeBlockAndWideKeysMatchNothing) {
+  // The fill covers packed 3-pixel rows' 32-bit pad bytes, kept together at the end.
   const struct {
     bool keyed;
     unsigned key;
     Bytes before, after;
-  } cases[] = {
+  } fills[] = {
       {false, 0, {1, 2, 3, 4, 5, 6, 7, 8}, Bytes(8, 0xAB)},
       {true, 2, {1, 2, 3, 2, 5, 6, 7, 2}, {0xAB, 2, 0xAB, 2, 0xAB, 0xAB, 0xAB, 2}},
       {true, 0x102, {1, 2, 3, 2, 5, 6, 7, 2}, Bytes(8, 0xAB)},
   };
-  for (const auto &c : cases) {
+  for (const auto &c : fills) {
     SCOPED_TRACE(testing::Message() << c.keyed << " " << c.key);
     ImgPtr<CImg8> image = Make8(3, 2, c.before, IMG_ALIGN_32);
     ASSERT_NE(image, nullptr);

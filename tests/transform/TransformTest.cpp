@@ -1,6 +1,4 @@
-// Mirrors and rotations of the three raster classes against one per-pixel model (with
-// its own shear tables) over several sizes and alignments; shear tables, changed
-// extents and missing pixels.
+// Mirrors and rotations of the raster classes against a per-pixel model with its own shears.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,8 +48,7 @@ Plane Model(const Plane &s, Exact how) {
   return t;
 }
 
-// n entries from the counting rule: with m = |amount| (at least 1) marks spread
-// over n positions, i * m / n of them fall in 1..i (all i when m >= n).
+// n entries: of m = |amount| (at least 1) marks over n positions, i * m / n fall in 1..i.
 std::vector<int64_t> ModelTable(double amount, uint32_t n, bool descendingIfPositive) {
   const int64_t a = static_cast<int64_t>(amount), m = a == 0 ? 1 : std::llabs(a), half = m / 2;
   const bool descending = (a >= 0) == descendingIfPositive;
@@ -180,8 +177,7 @@ Plane Random(uint32_t w, uint32_t h, uint32_t mask, uint32_t seed) {
   return p;
 }
 
-// Each mirror, and each angle by the worker it snaps to: a clone, an exact worker or
-// the shears. The model's quarter turn is counter-clockwise with row 0 on top.
+// Each mirror, and each angle by the worker it snaps to; the quarter turn is counter-clockwise.
 TEST(TransformTest, EveryPathMatchesTheModel) {
   Plane turn(3, 2);
   turn.px = {1, 2, 3, 4, 5, 6};
@@ -200,8 +196,7 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
                {IMG_MIR_NONE, 30.0, kShears},   {IMG_MIR_NONE, 45.0, kShears},
                {IMG_MIR_NONE, 135.0, kShears},  {IMG_MIR_NONE, 200.0, kShears},
                {IMG_MIR_NONE, 300.0, kShears},  {IMG_MIR_NONE, std::nan(""), kAllUncovered}};
-  // Every class, several sizes (9 wide has pad bits, 5 x 23 and 17 x 5 read tables
-  // past their end) and both alignments.
+  // 9 wide has pad bits; 5 x 23 and 17 x 5 read tables past their end.
   const uint32_t sizes[][2] = {{1, 1}, {3, 2}, {9, 4}, {8, 8}, {17, 5}, {5, 23}, {31, 31}};
   for (const Kind &kind : kKinds) {
     const uint32_t fill = kind.mask == 1 ? 0u : kind.background;
@@ -230,16 +225,14 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
           EXPECT_EQ(got, c.path == kAllUncovered ? Plane(plane.w, plane.h, fill)
                          : c.path == kShears     ? ModelRotate(plane, c.degrees, fill)
                                                  : Model(plane, static_cast<Exact>(c.path)));
-          // The shears mark the background known; of the exact workers, CImg32's and
-          // CImg1's carry it and CImg8's do not.
+          // The shears mark the background known; CImg8's exact workers do not carry it.
           const bool carried = c.path >= kShears || kind.mask != 0xFFu;
           EXPECT_EQ(result->getBackgroundState(), carried ? IMG_BG_KNOWN : IMG_BG_UNKNOWN);
           EXPECT_EQ(result->getBackgroundColor(), carried ? kind.background : 0u);
           EXPECT_EQ(watch.reports(), 0u);
           EXPECT_TRUE(c.degrees != 360.0 || got == plane);
           if (c.degrees == 45.0 && plane.w == 31) {
-            // Three corners are uncovered: the last row takes the first table entry, -half,
-            // so it moves left where its neighbours move right, and covers the fourth.
+            // The last row takes the first entry, -half, and so covers the fourth corner.
             EXPECT_EQ(std::vector<uint32_t>({got.at(0, 0), got.at(0, 30), got.at(30, 30)}),
                       std::vector<uint32_t>(3, fill));
             EXPECT_TRUE(kind.mask != 0xFFFFFFFFu || got.at(30, 0) != fill);
@@ -250,8 +243,7 @@ TEST(TransformTest, EveryPathMatchesTheModel) {
   }
 }
 
-// Sources whose extents were changed, or a CImg1 whose pixels were handed out: what
-// the buffer does not hold reads as 0, and CImg1's flips step rows as the source does.
+// What the buffer does not hold reads as 0; CImg1's flips step rows as the source does.
 TEST(TransformTest, ChangedExtentsAndMissingPixels) {
   Plane two(2, 2), expected(2, 3);
   two.px = {1, 2, 3, 4};
@@ -264,8 +256,7 @@ TEST(TransformTest, ChangedExtentsAndMissingPixels) {
   dynamic_cast<CImg32 &>(*grown).setExtents(2, 2);
   EXPECT_EQ(Read(*grown), two);
 
-  // A CImg1 widened from 9 to 10 keeps its 7 pad bits: rows are read 17 bits apart,
-  // and the flip writes them 17 bits apart too.
+  // A CImg1 widened from 9 to 10 keeps its 7 pad bits: rows lie 17 bits apart both ways.
   ImgPtr<IImg> wide = Make(kKinds[0], Random(9, 4, 1, 9));
   dynamic_cast<CImg1 &>(*wide).setExtents(10, 4);
   ImgPtr<IImg> flippedBits(wide->mirror(IMG_MIR_X));
