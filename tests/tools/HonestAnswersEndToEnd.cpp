@@ -160,7 +160,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
     WriteText(path(std::string("piped.") + format), piped.out);
     EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
   }
-  ok({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"});
+  answer({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"}, 0, {});
   EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
 }
 
