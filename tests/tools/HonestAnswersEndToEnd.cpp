@@ -1,5 +1,4 @@
-// End-to-end tests of c2dimg's answers on what a first run meets: signals, turned TIFF
-// pages, huge headers, cut-short files, read-only outputs and the words it says.
+// c2dimg's answers to what a first run meets: signals, turned pages, odd files, its words.
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -40,8 +39,7 @@ TEST_F(C2dimgTool, RemovesItsTemporaryFileWhenStopped) {
   }
 }
 
-// Each of the eight TIFF orientations is shown upright, in a bilevel Group 4 page and
-// a colour page, and info says how the page was stored.
+// The eight TIFF orientations, bilevel and colour, are shown upright; info names the stored one.
 TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
   const Image stored[] = {Page(40, 24), Colours(40, 24)};
   // Where the first row and column lie, as the field's definition puts them.
@@ -73,10 +71,7 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
   }
 }
 
-// What a user reads, with the status: the pixel limit and --max-pixels, a TIFF cut
-// short (3, or 2 past the cut), the library's names only under --verbose, a note where
-// an option did less than its name says, -o - and --format, a read-only OUT kept unless
-// --force; usage errors give the usage and 1, --help the usage on stdout and 0.
+// What a user reads, and the status; the library's names only under --verbose.
 TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   const Image page = Page(40, 24);
   WritePbm(path("page.pbm"), page, false);
@@ -121,7 +116,6 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
       {{"rtl", path("narrow.pbm"), "-o", path("narrow.png")}, 1, {}},
       {{"convert", path("page.pbm"), "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
       {{"convert", path("page.pbm"), "-o", path("kept.pbm"), "--force"}, 0, {}},
-      // Usage errors.
       {{}, 1, {"usage: c2dimg"}},
       {{"frobnicate", in}, 1, {"usage: c2dimg"}},
       {{"scale", in, "-o", o}, 1, {"usage: c2dimg"}},
