@@ -1,5 +1,4 @@
-// CImgPDF over the real renderer, on PDF files the tests write, and on a real page
-// against pdftoppm.
+// CImgPDF over the real renderer, on PDF files written here and a real page against pdftoppm.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -18,8 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using c2d_test::ImgPtr;
 
-// A 144 x 72 pt page (400 x 200 pixels at 200 dpi) with a black square from (36, 18)
-// to (72, 54) pt, that is pixels 100..199 across and 50..149 down.
+// 400 x 200 pixels at 200 dpi, a black square at pixels 100..199 across, 50..149 down.
 const minipdf::Page kSquarePage{144, 72, "0 0 0 rg 36 18 36 36 re f", 0};
 
 class PdfFile : public ::testing::Test {
@@ -71,8 +69,7 @@ TEST_F(PdfFile, ShapesLandWhereThePagePutsThem) {
       {flat, 32, 200, 100, "50,25,99,74"},  // half size
       {flat, 32, 200, 150, "50,25,149,124", &crop},
       {flat, 1, 100, 75, "25,12,74,61", &crop},
-      // A quarter turn clockwise: the page is 200 x 400, the square 50..149 across
-      // and 100..199 down.
+      // A quarter turn clockwise: the page is 200 x 400.
       {quarter, 32, 200, 400, "50,100,149,199"},
   };
   for (const Case &c : cases) {
@@ -85,8 +82,7 @@ TEST_F(PdfFile, ShapesLandWhereThePagePutsThem) {
     ImgPtr<IImg> image(doc->scale(c.source ? *c.source : doc->getRect(), c.w, c.h, attr));
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->getType(), c.depth == 1 ? IMG_TYPE_1BIT : IMG_TYPE_32BIT);
-    EXPECT_EQ(image->getWidth(), c.w);
-    EXPECT_EQ(image->getHeight(), c.h);
+    EXPECT_EQ(image->getRect(), ImgRect(c.w, c.h));
     EXPECT_EQ(InkBox(*image), c.box);
   }
   ImgPtr<CImgPDF> doc = open(flat);
@@ -143,8 +139,7 @@ TEST_F(PdfFile, RendersBeyondThePixelLimitAreRefused) {
   attr.bitDepth = 32;
   ImgPtr<IImg> fits(doc->scale(doc->getRect(), 400, 200, attr));
   ImgPtr<IImg> over(doc->scale(doc->getRect(), 401, 200, attr));
-  // A 1000 x 1000 page would be tested at 2000 x 2000: the render is cut to the limit
-  // rather than refused.
+  // A 1000 x 1000 page would be tested at 2000 x 2000: cut to the limit, not refused.
   ImgPtr<CImgPDF> square = open(write(minipdf::Document({{360, 360, "", 0}})));
   EXPECT_EQ(square->calculateBackground() & 0xFFFFFFu, 0xFFFFFFu);
   EXPECT_NE(square->getBackgroundColor(), 0xFFFFFFFFu);
@@ -153,8 +148,7 @@ TEST_F(PdfFile, RendersBeyondThePixelLimitAreRefused) {
   EXPECT_EQ(over, nullptr);
 }
 
-// The first page of a PDF this system ships; rendered here and by pdftoppm
-// at 200 dpi, the two must agree but for a little anti-aliasing.
+// The first page of a PDF this system ships agrees with pdftoppm's but for anti-aliasing.
 TEST_F(PdfFile, ARealPageAgreesWithPdftoppm) {
   // The page scripts/deps installs, else the first one found.
   std::string real;
@@ -183,8 +177,7 @@ TEST_F(PdfFile, ARealPageAgreesWithPdftoppm) {
 
   ImgPtr<CImgPDF> doc = open(real);
   ASSERT_NE(doc, nullptr) << real;
-  ASSERT_EQ(doc->getWidth(), w) << real;
-  ASSERT_EQ(doc->getHeight(), h);
+  ASSERT_EQ(doc->getRect(), ImgRect(w, h)) << real;
   ImgScaleAttr attr;
   attr.bitDepth = 32;
   ImgPtr<CImg32> ours(dynamic_cast<CImg32 *>(doc->scale(doc->getRect(), w, h, attr)));
