@@ -145,8 +145,7 @@ TEST(CImgPDFTest, AnotherSizeOrAreaIsScaledToTheSizeAskedFor) {
   }
 }
 
-TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
-  // getSubImage retries once at a quarter; getUnformatted from 100% down to 5%.
+TEST(CImgPDFTest, RetriesStopBeforeZeroAndRefusalsLeaveNothing) {
   auto *fake = new FakeRender(1700, 2200);
   ImgPtr<CImgPDF> doc = FakePdf::Around(fake);
   fake->failures = 1;
@@ -175,6 +174,19 @@ TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
   image.reset(doc->getUnformatted());
   ASSERT_NE(image, nullptr);
   EXPECT_NEAR(image->getHeight(), 2200 * 0.85, 1.5);
+
+  fake->requests.clear();
+  fake->failures = 0;
+  fake->shortBy = -4;  // a bilevel buffer of the wrong length is freed
+  ImgScaleAttr attr = Depth(1);
+  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
+  attr = Depth(8);
+  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
+  EXPECT_EQ(fake->requests.size(), 1u);
+  attr = Depth(32);
+  EXPECT_EQ(doc->scale(-0.5, attr), nullptr);
+  EXPECT_EQ(doc->scale(1e12, attr), nullptr);
+  EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 0xFFFFFFFFu, 0xFFFFFFFFu)), nullptr);  // sides of 0
 }
 
 TEST(CImgPDFTest, BackgroundRendersAtTheOddFactorWithinThePixelLimit) {
@@ -199,22 +211,6 @@ TEST(CImgPDFTest, BackgroundRendersAtTheOddFactorWithinThePixelLimit) {
     EXPECT_EQ(fake->requests[0].width, c.asked);
     EXPECT_EQ(background & 0xFFFFFF, c.asked == 0 ? 0xFFFFFFu : 0xFF0000u);
   }
-}
-
-TEST(CImgPDFTest, RefusedRendersLeaveNothingBehind) {
-  auto *fake = new FakeRender(100, 100);
-  ImgPtr<CImgPDF> doc = FakePdf::Around(fake);
-  // A bilevel buffer of the wrong length is freed (the leak checker watches).
-  fake->shortBy = -4;
-  ImgScaleAttr attr = Depth(1);
-  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
-  attr = Depth(8);
-  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
-  EXPECT_EQ(fake->requests.size(), 1u);
-  attr = Depth(32);
-  EXPECT_EQ(doc->scale(-0.5, attr), nullptr);
-  EXPECT_EQ(doc->scale(1e12, attr), nullptr);
-  EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 0xFFFFFFFFu, 0xFFFFFFFFu)), nullptr);  // sides of 0
 }
 
 TEST(CImgPDFTest, AnswersThatNeedNoDocument) {

@@ -257,8 +257,8 @@ TEST_F(C2dimgTool, BadInputGivesOneLineAndStatus2AndNoOutput) {
   for (const std::string input : inputs) {
     for (const char *out : {"new.png", "kept.png"}) {
       SCOPED_TRACE(input + " -> " + out);
-      const Args page = input == "good.tif" ? Args{"--page", "2"} : Args{};  // no such page
-      const Outcome outcome = run({"scale", path(input), "-o", path(out), "--width", "10"}, page);
+      const Outcome outcome = run({"scale", path(input), "-o", path(out), "--width", "10", "--page",
+                                   input == "good.tif" ? "2" : "1"});
       EXPECT_EQ(outcome.status, 2);
       EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
       EXPECT_NE(outcome.err.find(path(input)), std::string::npos) << outcome.err;

@@ -141,7 +141,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   for (const char *command :
        {"", "info", "scale", "rotate", "mirror", "convert", "background", "composite"}) {
     SCOPED_TRACE(command);
-    const Outcome outcome = run(*command == '\0' ? Args{"--quiet"} : Args{command}, {"--help"});
+    const Outcome outcome = run({*command == '\0' ? "--quiet" : command, "--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out.rfind("usage: c2dimg " + std::string(command), 0), 0u) << outcome.out;
   }

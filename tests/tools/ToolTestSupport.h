@@ -325,9 +325,8 @@ class C2dimgTool : public ::testing::Test {
 
   std::string path(const std::string &name) const { return (fs::path(dir_) / name).string(); }
 
-  // Runs c2dimg with `args` then `more`, timed out so that a hang fails rather than stalls.
-  Outcome run(Args args, const Args &more = {}) const {
-    args.insert(args.end(), more.begin(), more.end());
+  // Runs c2dimg, timed out so that a hang fails rather than stalls.
+  Outcome run(const Args &args) const {
     std::string command = "timeout 60 " + Quote(C2DIMG_PATH);
     for (const std::string &arg : args) {
       command += " " + Quote(arg);
