@@ -160,7 +160,7 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
   }
 }
 
-TEST(CImgEMFTest, HeaderAndFixedAnswers) {
+TEST(CImgEMFTest, HeaderFixedAnswersAndTileGrid) {
   FakeDocument doc(new RecordingRenderer(70000, 70000));
   // Byte counts past 32 bits saturate.
   EXPECT_EQ(doc.getBytesPerLine(), 280000u);
@@ -174,16 +174,15 @@ TEST(CImgEMFTest, HeaderAndFixedAnswers) {
   EXPECT_TRUE(doc.setExtents(8, 5));
   EXPECT_EQ(doc.getRect(), ImgRect(8u, 5u));
   EXPECT_TRUE(doc.getSubImage(ImgRect(2u, 2u)) == nullptr && doc.clone() == nullptr);
-}
 
-TEST(CImgEMFTest, TheIteratorWalksTheGridAndWritesNothing) {
-  FakeDocument doc(new RecordingRenderer(1000, 1000));
-  EXPECT_EQ(doc.getTileIterator(300, 300, static_cast<CImgEMF::TileFormat>(3)), nullptr);
-  EXPECT_EQ(doc.getTileIterator(0, 300, CImgEMF::UNCOMPRESSED), nullptr);
+  // The grid is cut as the rasters cut theirs; its tiles carry no bytes.
+  FakeDocument grid(new RecordingRenderer(1000, 1000));
+  EXPECT_EQ(grid.getTileIterator(300, 300, static_cast<CImgEMF::TileFormat>(3)), nullptr);
+  EXPECT_EQ(grid.getTileIterator(0, 300, CImgEMF::UNCOMPRESSED), nullptr);
   for (const int side : {300, -1}) {
     const unsigned n = side < 0 ? 1 : 4;  // tiles across and down
     for (CImgEMF::TileFormat format : {CImgEMF::UNCOMPRESSED, CImgEMF::HP_RTL}) {
-      std::unique_ptr<ImgEMFTileIterator> it(doc.getTileIterator(side, side, format));
+      std::unique_ptr<ImgEMFTileIterator> it(grid.getTileIterator(side, side, format));
       ASSERT_NE(it, nullptr);
       unsigned char *data = nullptr;
       unsigned length = 9, nullValue = 9, x, y, tw, th, vw, vh, count = 0;

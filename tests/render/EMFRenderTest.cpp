@@ -77,12 +77,12 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
 
 // The paper is the replacement colour with the flag, else white.
 TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
-  Document facts;
-  ASSERT_NE(facts.image, nullptr);
-  EXPECT_EQ(facts.image->getRect(), ImgRect(81u, 81u));
+  Document plain, replacing(true);
+  ASSERT_TRUE(plain.image && replacing.image);
+  EXPECT_EQ(plain.image->getRect(), ImgRect(81u, 81u));
   double l = -1, t = -1, r = -1, b = -1, density = 0;
-  EXPECT_EQ(facts.image->getEMFExtents(l, t, r, b), IMG_OK);
-  EXPECT_EQ(facts.image->getEMFDensity(density), IMG_OK);
+  EXPECT_EQ(plain.image->getEMFExtents(l, t, r, b), IMG_OK);
+  EXPECT_EQ(plain.image->getEMFDensity(density), IMG_OK);
   EXPECT_EQ(std::vector<double>({l, t, r, b}), std::vector<double>({0, 0, 1, 1}));
   EXPECT_DOUBLE_EQ(density, 1024 * 25.4 / 320);
   const ImgRect whole(81u, 81u), crop(15u, 20u, 60u, 75u);
@@ -97,14 +97,13 @@ TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
   for (const Case &c : cases) {
     SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h) + " depth " +
                  std::to_string(c.depth) + (c.flag ? " flag" : ""));
-    Document doc(c.flag);
-    ASSERT_NE(doc.image, nullptr);
     ImgScaleAttr attr;
     attr.bitDepth = c.depth;
     attr.bkgByte2 = 0x12;  // red
     attr.bkgByte1 = 0x34;
     attr.bkgByte0 = 0x56;
-    std::unique_ptr<IImg> result(doc.image->scale(c.source, c.w, c.h, attr));
+    std::unique_ptr<IImg> result(
+        (c.flag ? replacing : plain).image->scale(c.source, c.w, c.h, attr));
     ExpectModel(result.get(), c.source, c.flag ? 0x123456 : 0xFFFFFF);
   }
 }

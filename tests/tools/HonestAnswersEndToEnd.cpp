@@ -91,31 +91,26 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   WritePngFile(path("grey.png"), grey, false);
   WritePngFile(path("noise.png"), noise, false);
   const std::string out = path("out.pbm"), in = path("page.pbm"), o = path("never.png");
+  const std::string rgb = path("noise.png"), png = path("made.png"), part = path("part.pbm");
   const Said cases[] = {
       {{"info", path("huge.png")}, 2, {"30000 x 30000 pixels", "--max-pixels"}},
       {{"info", path("small.png"), "--max-pixels", "399"}, 2, {}},
       {{"info", path("small.png"), "--max-pixels", "400"}, 0, {}},
-      {{"scale", path("small.png"), "--factor", "2000", "-o", path("o.png")}, 1, {}},
+      {{"scale", path("small.png"), "--factor", "2000", "-o", png}, 1, {}},
       {{"info", path("cut.tif")}, 3, {"cut short"}},
       {{"convert", path("cut.tif"), "-o", out, "--page", "3"}, 2, {"cut short"}},
       {{"convert", path("cut.tif"), "-o", out, "--page", "2"}, 3, {"cut short"}},
       {{"info", path("grey.png")}, 0, {"type         grey"}},
       {{"info", path("grey.png"), "--verbose"}, 0, {"[CImg32]"}},
-      {{"scale", path("noise.png"), "--grey", "--width", "10", "-o", path("o.png")},
-       0,
-       {"is scaled in its own colours"}},
-      {{"convert", path("noise.png"), "--to", "1", "--separate", "-o", path("o.pbm")},
-       0,
-       {"--separate sets every pixel"}},
+      {{"scale", rgb, "--grey", "--width", "10", "-o", png}, 0, {"is scaled in its own colours"}},
+      {{"convert", rgb, "--to", "1", "--separate", "-o", png}, 0, {"--separate sets every pixel"}},
       {{"--version"}, 0, {"c2dimg "}},
-      {{"convert", path("page.pbm"), "-o", "-"}, 1, {}},
-      {{"scale", path("page.pbm"), "--factor", "1", "--rect", "30,-5,99,9", "-o", path("r.pbm")},
-       0,
-       {"30,0,39,9"}},
+      {{"convert", in, "-o", "-"}, 1, {}},
+      {{"scale", in, "--factor", "1", "--rect", "30,-5,99,9", "-o", part}, 0, {"30,0,39,9"}},
       {{"convert", path("narrow.pbm"), "-o", path("narrow.rtl")}, 2, {"tile buffer"}},
       {{"rtl", path("narrow.pbm"), "-o", path("narrow.png")}, 1, {}},
-      {{"convert", path("page.pbm"), "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
-      {{"convert", path("page.pbm"), "-o", path("kept.pbm"), "--force"}, 0, {}},
+      {{"convert", in, "-o", path("kept.pbm")}, 2, {"kept.pbm"}},
+      {{"convert", in, "-o", path("kept.pbm"), "--force"}, 0, {}},
       {{}, 1, {"usage: c2dimg"}},
       {{"frobnicate", in}, 1, {"usage: c2dimg"}},
       {{"scale", in, "-o", o}, 1, {"usage: c2dimg"}},
@@ -148,7 +143,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   EXPECT_EQ(Difference(ReadBack(out), Page(203, 150)), "");  // page 2, before the cut
   EXPECT_FALSE(fs::exists(path("narrow.rtl")));
   EXPECT_EQ(Difference(ReadBack(path("kept.pbm")), page), "");
-  EXPECT_EQ(Difference(ReadBack(path("r.pbm")), Crop(page, 30, 0, 10, 10)), "");
+  EXPECT_EQ(Difference(ReadBack(part), Crop(page, 30, 0, 10, 10)), "");
   for (const char *format : {"tif", "png", "pbm"}) {
     const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
     WriteText(path(std::string("piped.") + format), piped.out);

@@ -65,13 +65,12 @@ inline Image Crop(const Image &image, uint32_t x, uint32_t y, uint32_t w, uint32
 // A frame, a diagonal, a one-pixel line and a block: any flip, turn or lost edge shows.
 inline Image Page(uint32_t w, uint32_t h) {
   Image page(w, h);
-  for (uint32_t y = 0; y < h; ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      const bool frame = y == 0 || y == h - 1 || x == 0 || x + 1 == w;
-      const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
-      if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
-        page.at(x, y) = kBlack;
-      }
+  for (uint32_t i = 0; i < w * h; ++i) {
+    const uint32_t x = i % w, y = i / w;
+    const bool frame = y == 0 || y == h - 1 || x == 0 || x + 1 == w;
+    const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
+    if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
+      page.rgb[i] = kBlack;
     }
   }
   return page;
@@ -80,10 +79,9 @@ inline Image Page(uint32_t w, uint32_t h) {
 // A colour picture with a few distinct colours and a gradient.
 inline Image Colours(uint32_t w, uint32_t h) {
   Image image(w, h);
-  for (uint32_t y = 0; y < h; ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      image.at(x, y) = (x * 255 / w) << 16 | (y * 255 / h) << 8 | (x < w / 2 ? 0x40 : 0xC0);
-    }
+  for (uint32_t i = 0; i < w * h; ++i) {
+    const uint32_t x = i % w, y = i / w;
+    image.rgb[i] = (x * 255 / w) << 16 | (y * 255 / h) << 8 | (x < w / 2 ? 0x40 : 0xC0);
   }
   return image;
 }
