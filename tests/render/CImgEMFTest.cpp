@@ -126,8 +126,7 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
     unsigned w, h;
     std::vector<RecordingRenderer::Answer> answers;
     std::function<std::string(CImgEMF &)> call;
-    const char *sizes;  // the "output" calls
-    const char *result;
+    const char *sizes, *result;  // sizes of the "output" calls
   } cases[] = {
       {100, 50, {no}, factor(1.5), "150 75", ""},
       {100, 50, {no}, factor(0.011), "2 1", ""},

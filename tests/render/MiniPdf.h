@@ -1,5 +1,4 @@
-// Small PDF files of vector shapes (content streams as text), optionally locked with a
-// password nobody knows. Shared by the renderer and c2dimg tests.
+// Small PDF files of vector shapes, optionally locked with a password nobody knows.
 #ifndef TESTS_RENDER_MINIPDF_H_
 #define TESTS_RENDER_MINIPDF_H_
 

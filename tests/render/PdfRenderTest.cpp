@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -52,7 +51,7 @@ std::string InkBox(IImg &image) {
          std::to_string(b);
 }
 
-TEST_F(PdfFile, ShapesLandWhereThePagePutsThem) {
+TEST_F(PdfFile, ShapesLandWhereThePagePutsThemAndBilevelPagesAreFound) {
   minipdf::Page turned = kSquarePage;
   turned.rotate = 90;
   const std::string flat = write(minipdf::Document({kSquarePage}));
@@ -85,20 +84,15 @@ TEST_F(PdfFile, ShapesLandWhereThePagePutsThem) {
     EXPECT_EQ(image->getRect(), ImgRect(c.w, c.h));
     EXPECT_EQ(InkBox(*image), c.box);
   }
-  ImgPtr<CImgPDF> doc = open(flat);
-  double x0 = 0, y0 = 0, x1 = 0, y1 = 0, dpi = 0;
-  doc->getPDFExtents(x0, y0, x1, y1);
-  doc->getPDFDensity(dpi);
-  EXPECT_EQ(std::vector<double>({x0, y0, x1, y1, dpi}), std::vector<double>({0, 0, 2, 1, 200}));
-}
-
-TEST_F(PdfFile, BilevelPagesAreFoundAndColourPagesAreNot) {
-  const std::string ink = write(minipdf::Document({kSquarePage}));
   const std::string red = write(minipdf::Document({{144, 72, "1 0 0 rg 36 18 36 36 re f", 0}}));
-  ImgPtr<CImgPDF> bilevel = open(ink, 1, true);
+  ImgPtr<CImgPDF> bilevel = open(flat, 1, true);
   ImgPtr<CImgPDF> colour = open(red, 1, true);
-  ImgPtr<CImgPDF> undetected = open(ink, 1, false);
+  ImgPtr<CImgPDF> undetected = open(flat, 1, false);
   ASSERT_TRUE(bilevel && colour && undetected);
+  double x0 = 0, y0 = 0, x1 = 0, y1 = 0, dpi = 0;
+  bilevel->getPDFExtents(x0, y0, x1, y1);
+  bilevel->getPDFDensity(dpi);
+  EXPECT_EQ(std::vector<double>({x0, y0, x1, y1, dpi}), std::vector<double>({0, 0, 2, 1, 200}));
   EXPECT_EQ(bilevel->getType(), IMG_TYPE_1BIT);
   EXPECT_EQ(bilevel->getBytesPerLine(), 52u);  // 400 bits in 32-bit words
   EXPECT_EQ(colour->getType(), IMG_TYPE_32BIT);

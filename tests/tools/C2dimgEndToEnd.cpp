@@ -96,8 +96,7 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
   WritePbm(path("tall.pbm"), tall, false);
   WritePbm(path("checkers.pbm"), checkers, false);
   struct Case {
-    const char *input;
-    const char *output;
+    const char *input, *output;
     Args options;
     const Image &want;
     int bitDepth = 0, colourType = -1, compression = 0;  // 0 and -1 are not checked

@@ -24,8 +24,7 @@ namespace c2dtest {
 namespace fs = std::filesystem;
 using Args = std::vector<std::string>;
 
-constexpr uint32_t kWhite = 0xFFFFFF;
-constexpr uint32_t kBlack = 0x000000;
+constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0x000000;
 
 // Pixels as 0xRRGGBB, row by row, plus opacity; what every file is compared as.
 struct Image {
@@ -308,8 +307,7 @@ struct Said {
 
 struct Outcome {
   int status = -1;
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 class C2dimgTool : public ::testing::Test {
