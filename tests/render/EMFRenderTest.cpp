@@ -76,7 +76,7 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
 }
 
 // The paper is the replacement colour with the flag, else white.
-TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
+TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemAtEveryScaleAndUnderTheLimit) {
   Document plain, replacing(true);
   ASSERT_TRUE(plain.image && replacing.image);
   EXPECT_EQ(plain.image->getRect(), ImgRect(81u, 81u));
@@ -106,16 +106,12 @@ TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
         (c.flag ? replacing : plain).image->scale(c.source, c.w, c.h, attr));
     ExpectModel(result.get(), c.source, c.flag ? 0x123456 : 0xFFFFFF);
   }
-}
-
-TEST(EMFRenderTest, ThePixelLimitMakesGetUnformattedShrinkUntilItFits) {
-  Document doc;
   const uint64_t saved = CEMFRender::getPixelLimit();
   // 81 * 0.75 = 60 gives 3600 pixels, too many; 81 * 0.7 = 56 gives 3136.
   CEMFRender::setPixelLimit(3280);
-  std::unique_ptr<IImg> shrunk(doc.image->getUnformatted());
+  std::unique_ptr<IImg> shrunk(plain.image->getUnformatted());
   CEMFRender::setPixelLimit(1);
-  std::unique_ptr<IImg> none(doc.image->getUnformatted());
+  std::unique_ptr<IImg> none(plain.image->getUnformatted());
   CEMFRender::setPixelLimit(saved);
   ASSERT_NE(shrunk, nullptr);
   EXPECT_EQ(shrunk->getRect(), ImgRect(56u, 56u));

@@ -56,9 +56,8 @@ TEST_F(C2dimgTool, MatchesGhostscriptsRendering) {
             "0.3 setlinewidth 10 10 moveto 190 180 lineto stroke\n"
             "100 90 40 0 360 arc stroke showpage\n");
   const auto render = [&](const std::string &device, const std::string &out) {
-    return std::system(("gs -q -dNOPAUSE -dBATCH -dSAFER -r100 -dDEVICEWIDTHPOINTS=200 "
-                        "-dDEVICEHEIGHTPOINTS=200 -sDEVICE=" +
-                        device + " -o " + Quote(path(out)) + " " + Quote(path("page.ps")))
+    return std::system(("gs -q -dSAFER -r100 -dDEVICEWIDTHPOINTS=200 -dDEVICEHEIGHTPOINTS=200 -o " +
+                        Quote(path(out)) + " -sDEVICE=" + device + " " + Quote(path("page.ps")))
                            .c_str());
   };
   ASSERT_EQ(render("pngmono", "gs.png"), 0);
