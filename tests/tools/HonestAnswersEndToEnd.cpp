@@ -49,8 +49,7 @@ TEST_F(C2dimgTool, ShowsTiffPagesUprightWhateverTheirOrientation) {
     for (const Image &page : stored) {
       SCOPED_TRACE(std::to_string(orientation) + (&page == stored ? " bilevel" : " colour"));
       const std::string in = path("page.tif");
-      &page == stored ? WriteBilevelTiff(in, {page}, TiffLayout{})
-                      : WriteColourTiff(in, page, false);
+      &page == stored ? WriteBilevelTiff(in, {page}) : WriteColourTiff(in, page, false);
       TIFF *tif = TIFFOpen(in.c_str(), "r+");
       ASSERT_NE(tif, nullptr);
       TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
@@ -80,7 +79,7 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   WritePbm(path("narrow.pbm"), Page(8, 30), false);
   WritePngFile(path("small.png"), Colours(20, 20), false);
   WriteText(path("huge.png"), WithPngSize(Slurp(path("small.png")), 30000, 30000));
-  WriteBilevelTiff(path("whole.tif"), {Page(203, 150), Page(203, 150), Page(203, 150)}, {});
+  WriteBilevelTiff(path("whole.tif"), {Page(203, 150), Page(203, 150), Page(203, 150)});
   const std::string whole = Slurp(path("whole.tif"));
   WriteText(path("cut.tif"), whole.substr(0, whole.size() * 85 / 100));
   Image grey(30, 20), noise(30, 20);
@@ -144,12 +143,11 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   EXPECT_FALSE(fs::exists(path("narrow.rtl")));
   EXPECT_EQ(Difference(ReadBack(path("kept.pbm")), page), "");
   EXPECT_EQ(Difference(ReadBack(part), Crop(page, 30, 0, 10, 10)), "");
-  for (const char *format : {"tif", "png", "pbm"}) {
-    const Outcome piped = run({"convert", path("page.pbm"), "-o", "-", "--format", format});
-    WriteText(path(std::string("piped.") + format), piped.out);
-    EXPECT_EQ(Difference(ReadBack(path(std::string("piped.") + format)), page), "") << format;
+  for (const std::string format : {"tif", "png", "pbm"}) {
+    WriteText(path("piped." + format), run({"convert", in, "-o", "-", "--format", format}).out);
+    EXPECT_EQ(Difference(ReadBack(path("piped." + format)), page), "") << format;
   }
-  answer({"convert", path("page.pbm"), "-o", path("named.dat"), "--format", "PNG"}, 0, {});
+  answer({"convert", in, "-o", path("named.dat"), "--format", "PNG"}, 0, {});
   EXPECT_EQ(Slurp(path("named.dat")).substr(1, 3), "PNG");
 }
 

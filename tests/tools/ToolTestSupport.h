@@ -331,8 +331,6 @@ class C2dimgTool : public ::testing::Test {
     const int raw = std::system(command.c_str());
     const Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(path("stdout")),
                           Slurp(path("stderr"))};
-    fs::remove(path("stdout"));
-    fs::remove(path("stderr"));
     EXPECT_NE(outcome.status, 124) << "timed out: " << command;
     EXPECT_EQ(outcome.err.find("Sanitizer"), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.find("runtime error"), std::string::npos) << outcome.err;
