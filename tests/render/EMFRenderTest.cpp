@@ -53,9 +53,7 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
   const double sy = source.getHeight() / static_cast<double>(result->getHeight());
   const double margin = 1.0 + std::max(sx, sy) / 2;
   auto *colour = dynamic_cast<CImg32 *>(result);
-  if (colour != nullptr) {
-    EXPECT_EQ(colour->getRGBOrder(), RGB_ORDER_BGR);  // words of 0xAARRGGBB, as compared below
-  }
+  EXPECT_TRUE(colour == nullptr || colour->getRGBOrder() == RGB_ORDER_BGR);  // 0xAARRGGBB words
   unsigned compared = 0, wrong = 0;
   for (unsigned y = 0; y < result->getHeight(); ++y) {
     for (unsigned x = 0; x < result->getWidth(); ++x) {

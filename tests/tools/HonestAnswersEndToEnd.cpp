@@ -126,9 +126,8 @@ TEST_F(C2dimgTool, AnswersInPlainWordsWithItsStatus) {
   for (const auto &c : cases) {
     SCOPED_TRACE(c.args.empty() ? "(none)" : c.args[0] + " " + c.args.back());
     const std::string said = answer(c.args, c.status, c.says);
-    EXPECT_EQ(said.find("CImg") != std::string::npos,
-              !c.args.empty() && c.args.back() == "--verbose")
-        << said;
+    const bool verbose = !c.args.empty() && c.args.back() == "--verbose";
+    EXPECT_EQ(said.find("CImg") != std::string::npos, verbose) << said;
     EXPECT_EQ(said.find("IMG_"), std::string::npos) << said;
   }
   EXPECT_FALSE(fs::exists(o));
