@@ -78,6 +78,7 @@ TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemAtEveryScaleAndUnderTheLimit)
   Document plain, replacing(true);
   ASSERT_TRUE(plain.image && replacing.image);
   EXPECT_EQ(plain.image->getRect(), ImgRect(81u, 81u));
+  EXPECT_EQ(plain.image->getTotalBytes(), 81u * 81 * 4);
   double l = -1, t = -1, r = -1, b = -1, density = 0;
   EXPECT_EQ(plain.image->getEMFExtents(l, t, r, b), IMG_OK);
   EXPECT_EQ(plain.image->getEMFDensity(density), IMG_OK);

@@ -142,10 +142,11 @@ TEST_F(C2dimgTool, WritesEveryFormatAndType) {
 TEST_F(C2dimgTool, OperationsFollowTheToolsRulings) {
   const Image page = Page(40, 30);
   WriteBilevelTiff(path("page.tif"), {page}, {kG4, 16});
-  // -90 turns as 270 does, clockwise: the top left block lands top right.
+  // -90 turns as 270 does, clockwise: the top left block lands top right; 90 turns it back.
   const Image minus = made({"rotate", path("page.tif"), "-90"}, "minus.png");
   EXPECT_EQ(Difference(minus, made({"rotate", path("page.tif"), "270"}, "270.png")), "");
   EXPECT_TRUE(minus.black(25, 4));
+  EXPECT_EQ(Difference(made({"rotate", path("270.png"), "90"}, "back.png"), page), "");
 
   // The frame stays ink (darker than paper in grey), paper stays white.
   const std::pair<Args, std::array<uint32_t, 2>> sizes[] = {{{"--width", "20"}, {20, 15}},
