@@ -313,9 +313,8 @@ struct Outcome {
 class C2dimgTool : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string templ = (fs::temp_directory_path() / "c2dimg-e2e-XXXXXX").string();
-    ASSERT_NE(mkdtemp(&templ[0]), nullptr);
-    dir_ = templ;
+    dir_ = (fs::temp_directory_path() / "c2dimg-e2e-XXXXXX").string();
+    ASSERT_NE(mkdtemp(&dir_[0]), nullptr);
   }
   void TearDown() override { fs::remove_all(dir_); }
 
@@ -358,11 +357,9 @@ class C2dimgTool : public ::testing::Test {
 
   // c2dimg's temporary files left in the scratch folder.
   size_t temporaries() const {
-    size_t n = 0;
-    for (const auto &entry : fs::directory_iterator(dir_)) {
-      n += entry.path().filename().string().find(".c2dimg-") != std::string::npos ? 1 : 0;
-    }
-    return n;
+    return std::count_if(fs::directory_iterator(dir_), {}, [](const fs::directory_entry &e) {
+      return e.path().filename().string().find(".c2dimg-") != std::string::npos;
+    });
   }
 
   std::string dir_;
