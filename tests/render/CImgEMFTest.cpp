@@ -1,5 +1,4 @@
-// CImgEMF's own logic, over a renderer that records every call and answers as the test
-// says: the calls it makes, the sizes it asks for, its fixed answers and its tile grid.
+// CImgEMF's own logic over a renderer that records every call and answers as the test says.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -21,8 +20,7 @@ class RecordingRenderer : public CEMFRender {
   RecordingRenderer(unsigned w, unsigned h) : width_(w), height_(h) {}
 
   std::vector<std::string> calls;
-  // Answers of getImage in turn, the last one repeated: true gives a buffer of
-  // `bytes` filled with `fill`.
+  // getImage's answers in turn, the last repeated: ok gives `bytes` bytes of `fill`.
   struct Answer {
     bool ok;
     uint64_t bytes;
@@ -65,7 +63,7 @@ class RecordingRenderer : public CEMFRender {
   size_t served_ = 0;
 };
 
-// A document behind the recording renderer, made as create makes one.
+// Made as create makes one.
 struct FakeDocument : CImgEMF {
   explicit FakeDocument(RecordingRenderer *r, bool flag = false) {
     renderer = r;
@@ -74,9 +72,7 @@ struct FakeDocument : CImgEMF {
   }
 };
 
-// scale hands the renderer its flag, the attributes' colour as red, green and blue, the
-// viewport and the size, before it refuses a depth other than 1 and 32. A failed render,
-// or a buffer too short for the image (refused, and freed), gives null.
+// The renderer is set up in full before a bad depth, a failed render or a short buffer fails.
 TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   const struct {
     unsigned depth;
@@ -100,9 +96,7 @@ TEST(CImgEMFTest, ScaleSetsUpTheRendererAndBuildsTheResult) {
   }
 }
 
-// The sizes scale by factor, getUnformatted (by twentieths, stopping at zero) and
-// calculateBackground (at the integer factor) ask for, in order, and what each gives:
-// an image's size, a background colour, or "" for null.
+// The render sizes asked, in order, and the result: an image's size, a colour, or "" for null.
 TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
   const RecordingRenderer::Answer no{false, 0, 0};
   const auto image = [](IImg *made) {
@@ -132,8 +126,7 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
     unsigned w, h;
     std::vector<RecordingRenderer::Answer> answers;
     std::function<std::string(CImgEMF &)> call;
-    const char *sizes;  // the "output" calls
-    const char *result;
+    const char *sizes, *result;  // sizes of the "output" calls
   } cases[] = {
       {100, 50, {no}, factor(1.5), "150 75", ""},
       {100, 50, {no}, factor(0.011), "2 1", ""},
@@ -166,9 +159,9 @@ TEST(CImgEMFTest, CallsSizeTheirRendersAsTheRastersDo) {
   }
 }
 
-TEST(CImgEMFTest, HeaderAndFixedAnswers) {
+TEST(CImgEMFTest, HeaderFixedAnswersAndTileGrid) {
   FakeDocument doc(new RecordingRenderer(70000, 70000));
-  // Counts a buffer of this size would need do not fit 32 bits: the largest shows.
+  // Byte counts past 32 bits saturate.
   EXPECT_EQ(doc.getBytesPerLine(), 280000u);
   EXPECT_EQ(doc.getTotalBytes(), 0xFFFFFFFFu);
   EXPECT_EQ(doc.getTileWidth() * doc.getNumberOfTiles(), 1u);
@@ -180,17 +173,15 @@ TEST(CImgEMFTest, HeaderAndFixedAnswers) {
   EXPECT_TRUE(doc.setExtents(8, 5));
   EXPECT_EQ(doc.getRect(), ImgRect(8u, 5u));
   EXPECT_TRUE(doc.getSubImage(ImgRect(2u, 2u)) == nullptr && doc.clone() == nullptr);
-}
 
-// The grid is cut as the rasters' iterators cut theirs; its tiles carry no bytes.
-TEST(CImgEMFTest, TheIteratorWalksTheGridAndWritesNothing) {
-  FakeDocument doc(new RecordingRenderer(1000, 1000));
-  EXPECT_EQ(doc.getTileIterator(300, 300, static_cast<CImgEMF::TileFormat>(3)), nullptr);
-  EXPECT_EQ(doc.getTileIterator(0, 300, CImgEMF::UNCOMPRESSED), nullptr);
+  // The grid is cut as the rasters cut theirs; its tiles carry no bytes.
+  FakeDocument grid(new RecordingRenderer(1000, 1000));
+  EXPECT_EQ(grid.getTileIterator(300, 300, static_cast<CImgEMF::TileFormat>(3)), nullptr);
+  EXPECT_EQ(grid.getTileIterator(0, 300, CImgEMF::UNCOMPRESSED), nullptr);
   for (const int side : {300, -1}) {
     const unsigned n = side < 0 ? 1 : 4;  // tiles across and down
     for (CImgEMF::TileFormat format : {CImgEMF::UNCOMPRESSED, CImgEMF::HP_RTL}) {
-      std::unique_ptr<ImgEMFTileIterator> it(doc.getTileIterator(side, side, format));
+      std::unique_ptr<ImgEMFTileIterator> it(grid.getTileIterator(side, side, format));
       ASSERT_NE(it, nullptr);
       unsigned char *data = nullptr;
       unsigned length = 9, nullValue = 9, x, y, tw, th, vw, vh, count = 0;

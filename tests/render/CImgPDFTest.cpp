@@ -1,5 +1,4 @@
-// CImgPDF's own logic, over a recording stand-in for the renderer: the sizes and flags it
-// asks for, the second scaling, the retries, and the answers that need no document.
+// CImgPDF's own logic over a recording stand-in for the renderer.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -19,8 +18,7 @@ struct Request {
   bool small;
 };
 
-// Answers getImage with rows whose pixels say their column: red below `from`, green
-// from `from` to `to`, blue after. Fails the first `failures` requests.
+// getImage paints columns below `from` red, to `to` green, then blue; the first `failures` fail.
 class FakeRender : public CPDFRender {
  public:
   FakeRender(unsigned w, unsigned h, int bilevelMember = 0) : w_(w), h_(h) {
@@ -71,7 +69,7 @@ class FakeRender : public CPDFRender {
   unsigned view_[4] = {}, out_[2] = {}, made_[2] = {};
 };
 
-// A CImgPDF around a stand-in, made by the same path as create.
+// Made by the same path as create.
 struct FakePdf : CImgPDF {
   static ImgPtr<CImgPDF> Around(FakeRender *fake) {
     auto *image = new FakePdf();
@@ -125,11 +123,8 @@ TEST(CImgPDFTest, SizesAndTheSmallFlagItAsksFor) {
 }
 
 TEST(CImgPDFTest, AnotherSizeOrAreaIsScaledToTheSizeAskedFor) {
-  // A source 100 wide comes back on a raster 400 wide, green from column `from` to
-  // `to`, showing `shown` page pixels across (0: as asked). The centred part that was
-  // asked for, cut to the raster, is scaled to 100 x 50: the centred 200 columns of
-  // 200 shown; the whole raster, its green left half to the left half, when the area
-  // is kept; the whole raster too when less is shown than asked for.
+  // A raster 400 wide showing `shown` page pixels (0: as asked): its centred part, cut to it,
+  // is scaled to 100 x 50.
   const struct {
     unsigned shown, from, to, right;
   } cases[] = {{200, 100, 300, 0x00FF00}, {0, 0, 199, 0xFF0000}, {50, 0, 199, 0xFF0000}};
@@ -150,8 +145,7 @@ TEST(CImgPDFTest, AnotherSizeOrAreaIsScaledToTheSizeAskedFor) {
   }
 }
 
-TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
-  // getSubImage retries once at a quarter.
+TEST(CImgPDFTest, RetriesStopBeforeZeroAndRefusalsLeaveNothing) {
   auto *fake = new FakeRender(1700, 2200);
   ImgPtr<CImgPDF> doc = FakePdf::Around(fake);
   fake->failures = 1;
@@ -165,7 +159,6 @@ TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
   EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 999u, 499u)), nullptr);
   EXPECT_EQ(fake->requests.size(), 2u);
 
-  // getUnformatted: full size, then 95% down to 5% of it, then null.
   fake->requests.clear();
   CImgErr::set(IMG_OK, nullptr, 0);
   EXPECT_EQ(doc->getUnformatted(), nullptr);
@@ -176,12 +169,24 @@ TEST(CImgPDFTest, RetriesGiveWayAndStopBeforeZero) {
     EXPECT_NEAR(fake->requests[i].height, 2200 * share, 1.5) << i;
     EXPECT_NEAR(fake->requests[i].width, 1700 * share, 1.5) << i;
   }
-  // And succeeds at the first size that renders.
   fake->requests.clear();
   fake->failures = 3;
   image.reset(doc->getUnformatted());
   ASSERT_NE(image, nullptr);
   EXPECT_NEAR(image->getHeight(), 2200 * 0.85, 1.5);
+
+  fake->requests.clear();
+  fake->failures = 0;
+  fake->shortBy = -4;  // a bilevel buffer of the wrong length is freed
+  ImgScaleAttr attr = Depth(1);
+  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
+  attr = Depth(8);
+  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
+  EXPECT_EQ(fake->requests.size(), 1u);
+  attr = Depth(32);
+  EXPECT_EQ(doc->scale(-0.5, attr), nullptr);
+  EXPECT_EQ(doc->scale(1e12, attr), nullptr);
+  EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 0xFFFFFFFFu, 0xFFFFFFFFu)), nullptr);  // sides of 0
 }
 
 TEST(CImgPDFTest, BackgroundRendersAtTheOddFactorWithinThePixelLimit) {
@@ -208,24 +213,6 @@ TEST(CImgPDFTest, BackgroundRendersAtTheOddFactorWithinThePixelLimit) {
   }
 }
 
-TEST(CImgPDFTest, RefusedRendersLeaveNothingBehind) {
-  auto *fake = new FakeRender(100, 100);
-  ImgPtr<CImgPDF> doc = FakePdf::Around(fake);
-  // A bilevel buffer of the wrong length cannot become an image; it is freed (the
-  // leak checker watches).
-  fake->shortBy = -4;
-  ImgScaleAttr attr = Depth(1);
-  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
-  attr = Depth(8);
-  EXPECT_EQ(doc->scale(doc->getRect(), 100, 100, attr), nullptr);
-  EXPECT_EQ(fake->requests.size(), 1u);
-  attr = Depth(32);
-  EXPECT_EQ(doc->scale(-0.5, attr), nullptr);
-  EXPECT_EQ(doc->scale(1e12, attr), nullptr);
-  // A rectangle whose sides wrap to 0 asks for nothing it would divide by.
-  EXPECT_EQ(doc->getSubImage(ImgRect(0u, 0u, 0xFFFFFFFFu, 0xFFFFFFFFu)), nullptr);
-}
-
 TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
   ImgPtr<CImgPDF> doc = FakePdf::Around(new FakeRender(1000, 1000, 1));
   EXPECT_EQ(doc->getType(), IMG_TYPE_1BIT);
@@ -233,11 +220,9 @@ TEST(CImgPDFTest, AnswersThatNeedNoDocument) {
   EXPECT_EQ(doc->getTotalBytes(), 128000u);
   EXPECT_EQ(doc->getBackgroundInterpretation(), 0xDEADBEEFu);
   EXPECT_TRUE(doc->clone() == nullptr && doc->rotate(90) == nullptr && doc->hasData());
-  // A page too large for the 32-bit byte counts reads as full.
   EXPECT_EQ(FakePdf::Around(new FakeRender(70000, 70000))->getTotalBytes(), 0xFFFFFFFFu);
 
-  // 1000 x 1000 in tiles of 300 is 16 tiles, as the rasters cut it, none carrying bytes.
-  // The dump, switched on here only, writes each (empty) tile to a file.
+  // 16 tiles of no bytes; the dump, switched on here only, writes each to a file.
   EXPECT_EQ(doc->getTileIterator(0, 300, CImg32::UNCOMPRESSED), nullptr);
   EXPECT_EQ(doc->getTileIterator(300, 300, static_cast<CImg32::TileFormat>(3)), nullptr);
   std::unique_ptr<ImgPDFTileIterator> tiles(doc->getTileIterator(300, 300, CImg32::HP_RTL));

@@ -1,5 +1,4 @@
-// CImgEMF over the real renderer, on metafiles drawn with libEMF: what lands where,
-// in both depths, over crops and under the pixel limit, and what a damaged file gives.
+// CImgEMF over the real renderer, on metafiles drawn with libEMF.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -29,8 +28,7 @@ struct Document {
   }
 };
 
-// The colour the boxes give document point (x, y), or -1 within `margin` of an edge,
-// where antialiasing and the one-pixel outline blur the answer.
+// The boxes' colour at document point (x, y), or -1 within `margin` of an edge (blurred).
 long Expected(double x, double y, double margin, uint32_t paper) {
   long colour = paper;
   for (const Box &b : kBoxes) {
@@ -48,17 +46,14 @@ long Expected(double x, double y, double margin, uint32_t paper) {
   return colour;
 }
 
-// Compares a render of `source` with the model, pixel centres mapped back into the
-// document; bilevel results hold ink in their set bits.
+// Compares a render of `source` with the model at pixel centres; bilevel ink is set bits.
 void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF) {
   ASSERT_NE(result, nullptr);
   const double sx = source.getWidth() / static_cast<double>(result->getWidth());
   const double sy = source.getHeight() / static_cast<double>(result->getHeight());
   const double margin = 1.0 + std::max(sx, sy) / 2;
   auto *colour = dynamic_cast<CImg32 *>(result);
-  if (colour != nullptr) {
-    EXPECT_EQ(colour->getRGBOrder(), RGB_ORDER_BGR);  // words of 0xAARRGGBB, as compared below
-  }
+  EXPECT_TRUE(colour == nullptr || colour->getRGBOrder() == RGB_ORDER_BGR);  // 0xAARRGGBB words
   unsigned compared = 0, wrong = 0;
   for (unsigned y = 0; y < result->getHeight(); ++y) {
     for (unsigned x = 0; x < result->getWidth(); ++x) {
@@ -78,16 +73,15 @@ void ExpectModel(IImg *result, const ImgRect &source, uint32_t paper = 0xFFFFFF)
   EXPECT_EQ(wrong, 0u);
 }
 
-// The header's facts; crops, scales and both depths against the model; the paper is the
-// replacement colour with the flag, else white.
-TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
-  Document facts;
-  ASSERT_NE(facts.image, nullptr);
-  EXPECT_EQ(facts.image->getRect(), ImgRect(81u, 81u));
-  EXPECT_EQ(facts.image->getTotalBytes(), 81u * 81 * 4);
+// The paper is the replacement colour with the flag, else white.
+TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemAtEveryScaleAndUnderTheLimit) {
+  Document plain, replacing(true);
+  ASSERT_TRUE(plain.image && replacing.image);
+  EXPECT_EQ(plain.image->getRect(), ImgRect(81u, 81u));
+  EXPECT_EQ(plain.image->getTotalBytes(), 81u * 81 * 4);
   double l = -1, t = -1, r = -1, b = -1, density = 0;
-  EXPECT_EQ(facts.image->getEMFExtents(l, t, r, b), IMG_OK);
-  EXPECT_EQ(facts.image->getEMFDensity(density), IMG_OK);
+  EXPECT_EQ(plain.image->getEMFExtents(l, t, r, b), IMG_OK);
+  EXPECT_EQ(plain.image->getEMFDensity(density), IMG_OK);
   EXPECT_EQ(std::vector<double>({l, t, r, b}), std::vector<double>({0, 0, 1, 1}));
   EXPECT_DOUBLE_EQ(density, 1024 * 25.4 / 320);
   const ImgRect whole(81u, 81u), crop(15u, 20u, 60u, 75u);
@@ -102,26 +96,21 @@ TEST(EMFRenderTest, ShapesLandWhereTheModelPutsThemInBothDepthsAndScales) {
   for (const Case &c : cases) {
     SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h) + " depth " +
                  std::to_string(c.depth) + (c.flag ? " flag" : ""));
-    Document doc(c.flag);
-    ASSERT_NE(doc.image, nullptr);
     ImgScaleAttr attr;
     attr.bitDepth = c.depth;
     attr.bkgByte2 = 0x12;  // red
     attr.bkgByte1 = 0x34;
     attr.bkgByte0 = 0x56;
-    std::unique_ptr<IImg> result(doc.image->scale(c.source, c.w, c.h, attr));
+    std::unique_ptr<IImg> result(
+        (c.flag ? replacing : plain).image->scale(c.source, c.w, c.h, attr));
     ExpectModel(result.get(), c.source, c.flag ? 0x123456 : 0xFFFFFF);
   }
-}
-
-TEST(EMFRenderTest, ThePixelLimitMakesGetUnformattedShrinkUntilItFits) {
-  Document doc;
   const uint64_t saved = CEMFRender::getPixelLimit();
   // 81 * 0.75 = 60 gives 3600 pixels, too many; 81 * 0.7 = 56 gives 3136.
   CEMFRender::setPixelLimit(3280);
-  std::unique_ptr<IImg> shrunk(doc.image->getUnformatted());
+  std::unique_ptr<IImg> shrunk(plain.image->getUnformatted());
   CEMFRender::setPixelLimit(1);
-  std::unique_ptr<IImg> none(doc.image->getUnformatted());
+  std::unique_ptr<IImg> none(plain.image->getUnformatted());
   CEMFRender::setPixelLimit(saved);
   ASSERT_NE(shrunk, nullptr);
   EXPECT_EQ(shrunk->getRect(), ImgRect(56u, 56u));
@@ -168,8 +157,7 @@ TEST(EMFRenderTest, DamagedOrEmptyInputGivesNullAndFail) {
   CImgErr::set(IMG_OK, nullptr, 0);
   EXPECT_EQ(CImgEMF::create(nullptr), nullptr);
   EXPECT_EQ(CImgErr::get(), IMG_FAIL);
-  // An empty description whose offset points at the end of the file is never read
-  // (the sanitizer build sees a read past it).
+  // An empty description pointing at the file's end is never read (ASan sees it).
   std::vector<unsigned char> pointing = with(60, 0);
   const uint32_t end = static_cast<uint32_t>(pointing.size());
   std::memcpy(&pointing[64], &end, 4);

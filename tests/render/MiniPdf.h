@@ -1,5 +1,4 @@
-// Small PDF files of vector shapes (content streams as text), optionally locked with a
-// password nobody knows. Shared by the renderer and c2dimg tests.
+// Small PDF files of vector shapes, optionally locked with a password nobody knows.
 #ifndef TESTS_RENDER_MINIPDF_H_
 #define TESTS_RENDER_MINIPDF_H_
 
@@ -16,22 +15,19 @@ struct Page {
 };
 
 inline std::string Document(const std::vector<Page> &pages, bool locked = false) {
-  std::vector<std::string> objects;  // object i + 1
+  std::vector<std::string> objects = {"<< /Type /Catalog /Pages 2 0 R >>"};  // object i + 1
   std::string kids;
   for (size_t i = 0; i < pages.size(); ++i) {
-    kids += std::to_string(3 + 2 * i) + " 0 R ";
-  }
-  objects.push_back("<< /Type /Catalog /Pages 2 0 R >>");
-  objects.push_back("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages.size()) +
-                    " >>");
-  for (size_t i = 0; i < pages.size(); ++i) {
     const Page &p = pages[i];
+    kids += std::to_string(3 + 2 * i) + " 0 R ";
     objects.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + std::to_string(p.width) +
                       " " + std::to_string(p.height) + "] /Rotate " + std::to_string(p.rotate) +
                       " /Contents " + std::to_string(4 + 2 * i) + " 0 R >>");
     objects.push_back("<< /Length " + std::to_string(p.content.size()) + " >>\nstream\n" +
                       p.content + "\nendstream");
   }
+  objects.insert(objects.begin() + 1, "<< /Type /Pages /Kids [" + kids + "] /Count " +
+                                          std::to_string(pages.size()) + " >>");
   std::string trailerExtra;
   if (locked) {
     // Standard security with hashes that no password produces: the file opens locked.

@@ -1,5 +1,4 @@
-// c2dimg on a metafile drawn with libEMF and a two-page PDF: told by content, described
-// by info, rendered at the size asked, refused with a message when unusable.
+// c2dimg on a metafile and a two-page PDF: told by content, described, rendered or refused.
 
 #include "ToolTestSupport.h"
 #include "render/EmfDrawing.h"
@@ -13,8 +12,7 @@ TEST_F(C2dimgTool, DocumentsAreToldByContentDescribedAndRendered) {
   // 2540 x 2540 hundredths of a millimetre: 81 x 81 pixels at 81.28 dpi.
   const std::vector<unsigned char> drawing =
       emftest::Metafile(2540, 2540, {{10, 10, 40, 30, 0xFF0000}, {50, 45, 72, 70, 0x0000FF}});
-  // Page 1: 2 x 1 in, a black 0.5 in square at pixels 100..199, 50..149 (200 dpi).
-  // Page 2: 1 in square, the lower left quarter red.
+  // 2 x 1 in with a black square at pixels 100..199, 50..149; 1 in, the lower left quarter red.
   const std::string pages = minipdf::Document(
       {{144, 72, "0 0 0 rg 36 18 36 36 re f", 0}, {72, 72, "1 0 0 rg 0 0 36 36 re f", 0}});
   const std::string emf = path("drawing"), pdf = path("doc.dat"), out = path("out.png");

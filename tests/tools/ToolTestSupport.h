@@ -1,6 +1,5 @@
-// Shared by the end-to-end tests of c2dimg: input files made with libtiff, libpng and
-// ImageMagick, outputs read back with libtiff, libpng and netpbm, and a fixture that
-// runs the built tool as a user would, in a scratch folder.
+// For c2dimg's end-to-end tests: inputs made with libtiff, libpng and ImageMagick, outputs
+// read back with libtiff, libpng and netpbm, and a fixture that runs the tool in a scratch folder.
 #ifndef TESTS_TOOLS_TOOLTESTSUPPORT_H_
 #define TESTS_TOOLS_TOOLTESTSUPPORT_H_
 #include <gtest/gtest.h>
@@ -25,8 +24,7 @@ namespace c2dtest {
 namespace fs = std::filesystem;
 using Args = std::vector<std::string>;
 
-constexpr uint32_t kWhite = 0xFFFFFF;
-constexpr uint32_t kBlack = 0x000000;
+constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0x000000;
 
 // Pixels as 0xRRGGBB, row by row, plus opacity; what every file is compared as.
 struct Image {
@@ -55,7 +53,6 @@ inline std::string Difference(const Image &got, const Image &want) {
              : "pixel " + std::to_string(i % got.w) + "," + std::to_string(i / got.w);
 }
 
-// The w x h part of `image` from (x, y).
 inline Image Crop(const Image &image, uint32_t x, uint32_t y, uint32_t w, uint32_t h) {
   Image part(w, h);
   for (uint32_t i = 0; i < w * h; ++i) {
@@ -64,17 +61,15 @@ inline Image Crop(const Image &image, uint32_t x, uint32_t y, uint32_t w, uint32
   return part;
 }
 
-// A black-on-white test page: a one-pixel frame, a diagonal, a one-pixel line and a
-// block, so that any flip, turn, shifted tile or lost edge shows.
+// A frame, a diagonal, a one-pixel line and a block: any flip, turn or lost edge shows.
 inline Image Page(uint32_t w, uint32_t h) {
   Image page(w, h);
-  for (uint32_t y = 0; y < h; ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      const bool frame = y == 0 || y == h - 1 || x == 0 || x + 1 == w;
-      const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
-      if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
-        page.at(x, y) = kBlack;
-      }
+  for (uint32_t i = 0; i < w * h; ++i) {
+    const uint32_t x = i % w, y = i / w;
+    const bool frame = y == 0 || y == h - 1 || x == 0 || x + 1 == w;
+    const bool block = y >= 2 && y < h / 3 && x >= 3 && x < w / 4;
+    if (frame || block || x == std::min(w - 1, y * w / h) || x == w / 2 + 1) {
+      page.rgb[i] = kBlack;
     }
   }
   return page;
@@ -83,15 +78,12 @@ inline Image Page(uint32_t w, uint32_t h) {
 // A colour picture with a few distinct colours and a gradient.
 inline Image Colours(uint32_t w, uint32_t h) {
   Image image(w, h);
-  for (uint32_t y = 0; y < h; ++y) {
-    for (uint32_t x = 0; x < w; ++x) {
-      image.at(x, y) = (x * 255 / w) << 16 | (y * 255 / h) << 8 | (x < w / 2 ? 0x40 : 0xC0);
-    }
+  for (uint32_t i = 0; i < w * h; ++i) {
+    const uint32_t x = i % w, y = i / w;
+    image.rgb[i] = (x * 255 / w) << 16 | (y * 255 / h) << 8 | (x < w / 2 ? 0x40 : 0xC0);
   }
   return image;
 }
-
-// --- Files made for the tool --------------------------------------------------
 
 // `n` columns of row `y` from `x0`, most significant bit first, a set bit for black
 // (for white with `invert`); columns and rows off the page are white.
@@ -105,8 +97,10 @@ inline std::vector<uint8_t> PackRow(const Image &page, uint32_t y, uint32_t x0, 
   return row;
 }
 
+constexpr uint16_t kG4 = COMPRESSION_CCITTFAX4;
+
 struct TiffLayout {
-  uint16_t compression = COMPRESSION_CCITTFAX4;
+  uint16_t compression = kG4;
   uint32_t tile = 0;          // square tiles of this size, or strips
   uint32_t rowsPerStrip = 0;  // 0: one strip
   uint16_t fillOrder = FILLORDER_MSB2LSB;
@@ -115,7 +109,7 @@ struct TiffLayout {
 
 // One bilevel directory per page.
 inline void WriteBilevelTiff(const std::string &path, const std::vector<Image> &pages,
-                             const TiffLayout &l) {
+                             const TiffLayout &l = {}) {
   TIFF *tif = TIFFOpen(path.c_str(), "w");
   ASSERT_NE(tif, nullptr);
   for (const Image &page : pages) {
@@ -179,8 +173,7 @@ inline std::string Quote(const std::string &arg) {
   return q + "'";
 }
 
-// An RGB TIFF, RGBA with `alpha` (unassociated), or an 8-bit palette TIFF with
-// `palette`, LZW coded, made by ImageMagick from the picture as PNG.
+// An LZW-coded RGB, RGBA (unassociated) or 8-bit palette TIFF, made by ImageMagick.
 inline void WriteColourTiff(const std::string &path, const Image &image, bool alpha,
                             bool palette = false) {
   WritePngFile(path + ".png", image, alpha);
@@ -192,15 +185,14 @@ inline void WriteColourTiff(const std::string &path, const Image &image, bool al
 
 // A PNG's bytes with the size its header declares changed (the header's CRC mended).
 inline std::string WithPngSize(std::string png, uint32_t w, uint32_t h) {
-  for (int i = 0; i < 4; ++i) {
-    png[16 + i] = static_cast<char>(w >> (24 - 8 * i));
-    png[20 + i] = static_cast<char>(h >> (24 - 8 * i));
-  }
-  const uint32_t crc = static_cast<uint32_t>(
-      crc32(0, reinterpret_cast<const Bytef *>(png.data()) + 12, 17));  // IHDR's type and data
-  for (int i = 0; i < 4; ++i) {
-    png[29 + i] = static_cast<char>(crc >> (24 - 8 * i));
-  }
+  const auto put = [&png](size_t at, uint32_t value) {
+    for (size_t i = 0; i < 4; ++i) {
+      png[at + i] = static_cast<char>(value >> (24 - 8 * i));
+    }
+  };
+  put(16, w);
+  put(20, h);
+  put(29, static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef *>(png.data()) + 12, 17)));
   return png;
 }
 
@@ -228,8 +220,7 @@ inline void WritePbm(const std::string &path, const Image &page, bool plain) {
   WriteText(path, text);
 }
 
-// Damages the coded bytes of a TIFF's tile or strip `index`, from `fraction` of its
-// length on: zero bits are no code.
+// Zeroes (no code) a TIFF's tile or strip `index` from `fraction` of its length on.
 inline void DamageStrile(const std::string &path, uint32_t index, double fraction) {
   TIFF *tif = TIFFOpen(path.c_str(), "r");
   ASSERT_NE(tif, nullptr);
@@ -242,8 +233,6 @@ inline void DamageStrile(const std::string &path, uint32_t index, double fractio
   }
   WriteText(path, data);
 }
-
-// --- Files the tool wrote ----------------------------------------------------
 
 inline Image ReadPng(const std::string &path) {
   png_image png{};
@@ -279,21 +268,20 @@ inline Image ReadTiff(const std::string &path) {
   TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &h);
   TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bps);
   TIFFGetFieldDefaulted(tif, TIFFTAG_COMPRESSION, &compression);
-  std::vector<uint32_t> raster(size_t{w} * h);
-  EXPECT_NE(TIFFReadRGBAImageOriented(tif, w, h, raster.data(), ORIENTATION_TOPLEFT, 1), 0);
-  TIFFClose(tif);
   Image image(w, h);
-  for (size_t i = 0; i < raster.size(); ++i) {
-    image.rgb[i] = TIFFGetR(raster[i]) << 16 | TIFFGetG(raster[i]) << 8 | TIFFGetB(raster[i]);
-    image.alpha[i] = static_cast<uint8_t>(TIFFGetA(raster[i]));
+  EXPECT_NE(TIFFReadRGBAImageOriented(tif, w, h, image.rgb.data(), ORIENTATION_TOPLEFT, 1), 0);
+  TIFFClose(tif);
+  for (size_t i = 0; i < image.rgb.size(); ++i) {
+    const uint32_t p = image.rgb[i];
+    image.rgb[i] = TIFFGetR(p) << 16 | TIFFGetG(p) << 8 | TIFFGetB(p);
+    image.alpha[i] = static_cast<uint8_t>(TIFFGetA(p));
   }
   image.bitDepth = bps;
   image.compression = compression;
   return image;
 }
 
-// PNG through libpng, TIFF through libtiff, PBM, PGM and PPM through netpbm, HP-RTL
-// through c2dimg's own reader.
+// PNG by libpng, TIFF by libtiff, PBM, PGM and PPM by netpbm, HP-RTL by c2dimg's own reader.
 inline Image ReadBack(const std::string &path) {
   const std::string ext = fs::path(path).extension();
   if (ext == ".tif") {
@@ -310,8 +298,6 @@ inline Image ReadBack(const std::string &path) {
   return ReadPng(png);
 }
 
-// --- Running the tool --------------------------------------------------------
-
 // A command, the status it must end with and words it must say, on either stream.
 struct Said {
   Args args;
@@ -321,25 +307,21 @@ struct Said {
 
 struct Outcome {
   int status = -1;
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 class C2dimgTool : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string templ = (fs::temp_directory_path() / "c2dimg-e2e-XXXXXX").string();
-    ASSERT_NE(mkdtemp(&templ[0]), nullptr);
-    dir_ = templ;
+    dir_ = (fs::temp_directory_path() / "c2dimg-e2e-XXXXXX").string();
+    ASSERT_NE(mkdtemp(&dir_[0]), nullptr);
   }
   void TearDown() override { fs::remove_all(dir_); }
 
   std::string path(const std::string &name) const { return (fs::path(dir_) / name).string(); }
 
-  // Runs c2dimg with `args` then `more`, under a time limit so that a hang fails
-  // rather than stalls the suite.
-  Outcome run(Args args, const Args &more = {}) const {
-    args.insert(args.end(), more.begin(), more.end());
+  // Runs c2dimg, timed out so that a hang fails rather than stalls.
+  Outcome run(const Args &args) const {
     std::string command = "timeout 60 " + Quote(C2DIMG_PATH);
     for (const std::string &arg : args) {
       command += " " + Quote(arg);
@@ -348,30 +330,21 @@ class C2dimgTool : public ::testing::Test {
     const int raw = std::system(command.c_str());
     const Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(path("stdout")),
                           Slurp(path("stderr"))};
-    fs::remove(path("stdout"));
-    fs::remove(path("stderr"));
     EXPECT_NE(outcome.status, 124) << "timed out: " << command;
     EXPECT_EQ(outcome.err.find("Sanitizer"), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.err.find("runtime error"), std::string::npos) << outcome.err;
     return outcome;
   }
 
-  // Runs a command that must succeed.
-  void ok(const Args &args, const Args &more = {}) const {
-    const Outcome outcome = run(args, more);
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-  }
-
-  // Runs a command that must succeed with `-o` the file `name` in the scratch folder,
-  // and reads that back.
+  // Runs a command that must succeed writing `name` in the scratch folder, and reads that back.
   Image made(Args args, const std::string &name, const Args &more = {}) const {
     args.insert(args.end(), {"-o", path(name)});
-    ok(args, more);
+    args.insert(args.end(), more.begin(), more.end());
+    answer(args, 0, {});
     return ReadBack(path(name));
   }
 
-  // Runs c2dimg, expects `status` and each of `words` in stdout and stderr together,
-  // and gives what it said.
+  // Runs c2dimg, expects `status` and each of `words` in stdout and stderr; gives what it said.
   std::string answer(const Args &args, int status, const std::vector<const char *> &words) const {
     const Outcome outcome = run(args);
     const std::string said = outcome.out + outcome.err;
@@ -384,11 +357,9 @@ class C2dimgTool : public ::testing::Test {
 
   // c2dimg's temporary files left in the scratch folder.
   size_t temporaries() const {
-    size_t n = 0;
-    for (const auto &entry : fs::directory_iterator(dir_)) {
-      n += entry.path().filename().string().find(".c2dimg-") != std::string::npos ? 1 : 0;
-    }
-    return n;
+    return std::count_if(fs::directory_iterator(dir_), {}, [](const fs::directory_entry &e) {
+      return e.path().filename().string().find(".c2dimg-") != std::string::npos;
+    });
   }
 
   std::string dir_;
