@@ -2,7 +2,8 @@
 //
 // The first two bytes give the tile width (1 to 8192), the third how the read bound is
 // chosen, the rest are the coded bytes in the decoder's word order. Rows are decoded
-// and painted until one fails; that row must fail again on a retry.
+// and painted until one fails; that row must fail again on a retry. A row the decoder
+// says copied its reference must hold that list.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 
 #include "Image/g4/G4Decode.h"
 #include "Image/g4/internal/G4Paint.h"
+#include "Image/g4/internal/G4TileRows.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *input, size_t size) {
   if (size < 3) {
@@ -47,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *input, size_t size) {
   tile.bitLoc() = 1;
 
   for (unsigned y = 0; y < 4096; ++y) {
-    const short result = CCITT_G4Decode(&tile, width, limit);
+    bool copied = false;
+    const short result = c2d::G4DecodeRow(tile, width, limit, copied);
     if (result != G4_DECODE_OK) {
       const unsigned byteLoc = tile.byteLoc();
       if (CCITT_G4Decode(&tile, width, limit) == G4_DECODE_OK || tile.byteLoc() != byteLoc) {
@@ -57,6 +60,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *input, size_t size) {
     }
     if (tile.numChanges() < 4 || tile.numChanges() > width + 6 || tile.bitLoc() < 1 ||
         tile.bitLoc() > 8) {
+      std::abort();
+    }
+    if (copied && (tile.numChanges() != tile.numRefChanges() ||
+                   std::memcmp(tile.changes(), tile.refChanges(),
+                               tile.numChanges() * sizeof(int32_t)) != 0)) {
       std::abort();
     }
     c2d::G4PaintRow(tile.changes(), tile.numChanges(), width, row.data());

@@ -156,10 +156,17 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
     for (uint32_t r = 0; r < rows; ++r) {
       for (uint32_t c = firstTileColumn; c <= last; ++c) {
         Img1G4Tile &tile = row[c];
-        if (tile.getData() == nullptr || CCITT_G4Decode(&tile, tileWidth, totalBytes) != 0) {
+        bool copied = false;
+        if (tile.getData() == nullptr ||
+            c2d::G4DecodeRow(tile, tileWidth, totalBytes, copied) != 0) {
           continue;
         }
-        const ImgErr painted = paint(tile, r);
+        ImgErr painted;
+        if constexpr (kInLoop<std::decay_t<Paint>>) {
+          painted = paint(tile, r, copied);
+        } else {
+          painted = paint(tile, r);
+        }
         if (painted != IMG_OK) {
           return painted;
         }
@@ -168,6 +175,11 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
         tile.numChanges() = tile.numRefChanges();
         tile.numRefChanges() = count;
         tile.setChangeBuffers(tile.refChanges(), tile.changes());
+      }
+    }
+    if constexpr (kInLoop<std::decay_t<Paint>>) {
+      for (uint32_t c = firstTileColumn; c <= last; ++c) {
+        paint.Finish(row[c]);
       }
     }
     return IMG_OK;
@@ -287,7 +299,7 @@ ImgErr CImg1G4::decode_reduce_rows(uint32_t rows, unsigned char *const *targets,
         info->right < info->left ? 0 : ((column(info->right - info->left) >> 3) + 1) / 8;
     const auto paint = [&](auto mode) {
       const c2d::G4ReducePainter<decltype(column), decltype(mode)::value> painter{
-          targets, counts, column, info->srcMap, info->colRuns, info->left, info->right, words};
+          targets, counts, column, info->srcMap, info->colRuns, info->left, info->right, words, {}};
       return DecodeTileRows(rows, true, painter);
     };
     using Mode = c2d::G4Reduce;
@@ -352,7 +364,8 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
                                  &failed,
                                  info->left,
                                  info->right,
-                                 inkRuns};
+                                 inkRuns,
+                                 {}};
   const ImgErr walked = DecodeTileRows(rows, true, paint);
   return walked != IMG_OK ? walked : failed ? IMG_DECODE_FAILED : IMG_OK;
 }

@@ -17,21 +17,21 @@ namespace c2d {
 // Which runs of a row a routine paints: the target's set bits always mean foreground.
 enum class G4Runs { kBlack, kWhite };
 
-// Calls f(d0, d1) for each run of one colour in the decoded row of `tile` that
-// reaches into the columns left..right, d0 and d1 being its clipped ends counted
-// from left. The sums are unsigned on purpose: the leading white run starts one
-// column left of its tile, which for the leftmost tile wraps and drops the run. A
-// run that starts on `right` is dropped too. f returns false to stop the walk.
+// Calls f(d0, d1) for each run of one colour in the change list c (count entries) of
+// a tile whose first column is x, that reaches into the columns left..right, d0 and
+// d1 being its clipped ends counted from left. The sums are unsigned on purpose: the
+// leading white run starts one column left of its tile, which for the leftmost tile
+// wraps and drops the run. A run that starts on `right` is dropped too. f returns
+// false to stop the walk.
 // Edges given the wrong way round select nothing: d1 would wrap past every table.
 template <typename F>
-[[gnu::always_inline]] inline bool G4ForEachRun(Img1G4Tile &tile, G4Runs which, uint32_t left,
-                                                uint32_t right, F &&f) {
+[[gnu::always_inline]] inline bool G4ForEachRun(const int32_t *c, uint32_t count, uint32_t x,
+                                                G4Runs which, uint32_t left, uint32_t right,
+                                                F &&f) {
   if (right < left) {
     return true;
   }
-  const int32_t *c = tile.changes();
-  const uint32_t n = tile.numChanges() >= 2 ? tile.numChanges() - 2 : 0;
-  const uint32_t x = tile.getXOffset();
+  const uint32_t n = count >= 2 ? count - 2 : 0;
   // c[1] of 1: the row starts black, and its white runs begin at index 3.
   uint32_t i = which == G4Runs::kBlack ? 2 : (c[1] == 1 ? 3 : 1);
   for (; i < n; i += 2) {
@@ -47,6 +47,14 @@ template <typename F>
     }
   }
   return true;
+}
+
+// The same over the decoded row of `tile`.
+template <typename F>
+[[gnu::always_inline]] inline bool G4ForEachRun(Img1G4Tile &tile, G4Runs which, uint32_t left,
+                                                uint32_t right, F &&f) {
+  return G4ForEachRun(tile.changes(), tile.numChanges(), tile.getXOffset(), which, left, right,
+                      static_cast<F &&>(f));
 }
 
 // Eight bytes of a bit row read as one word, column 0 in the top bit, turned to the
@@ -67,7 +75,8 @@ struct G4SumPainter {
   uint32_t *sums;
   uint32_t right;
 
-  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r,
+                                                  bool = false) const {
     uint32_t sum = sums[r];
     G4ForEachRun(tile, G4Runs::kBlack, 0, right, [&](uint32_t d0, uint32_t d1) {
       sum += G4Span(d0, d1);
@@ -76,6 +85,7 @@ struct G4SumPainter {
     sums[r] = sum;
     return IMG_OK;
   }
+  void Finish(Img1G4Tile &) const {}
 };
 
 // How a bilevel reduction paints, fixed for a whole call so that the run loop tests
@@ -110,14 +120,32 @@ struct G4ReducePainter {
   // column(right - left), the last one a run can reach.
   uint64_t words = 0;
 
+  // The row painted last, and the pixels it counted.
+  struct Last {
+    const Img1G4Tile *tile = nullptr;
+    uint32_t row = 0;
+    uint32_t count = 0;
+  };
+  mutable Last last;
+
   // Paints row r of `tile`; it never stops a walk.
-  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r,
+                                                  bool copied = false) const {
     // A list of four entries holds no black run: most rows of a tile are white.
     if (kRuns == G4Runs::kBlack && tile.numChanges() <= 4) {
       return IMG_OK;
     }
     unsigned char *const row = targets[r];
     if (row == nullptr) {
+      return IMG_OK;
+    }
+    // A row that copied the one just painted into the same target row sets no new
+    // bit, and counts what that one counted.
+    if (copied && last.tile == &tile && last.row + 1 == r && targets[last.row] == row) {
+      last.row = r;
+      if (kCounts) {
+        counts[r] += last.count;
+      }
       return IMG_OK;
     }
     // In locals: the stores into the row could otherwise be taken to change them.
@@ -205,10 +233,14 @@ struct G4ReducePainter {
     });
     put(held, bits);
     if (kCounts) {
+      last.count = count - counts[r];
       counts[r] = count;
     }
+    last.tile = &tile;
+    last.row = r;
     return IMG_OK;
   }
+  void Finish(Img1G4Tile &) const {}
 };
 
 // The column map of one table made for the walk.
@@ -261,7 +293,7 @@ struct G4GreyPainter {
   [[gnu::noinline]] static Added AddRun(uint32_t d0, uint32_t d1, G4Runs runs, unsigned int *sums,
                                         const unsigned int *dstIndex, const unsigned int *groupOf,
                                         const unsigned int *colRuns, const unsigned int *starts,
-                                        uint64_t srcWidth, uint64_t dstWidth) {
+                                        uint64_t srcWidth, uint64_t dstWidth, uint32_t weight) {
     if (!(d0 < srcWidth && d1 < srcWidth && dstIndex[d0] < dstWidth &&
           !(runs == G4Runs::kBlack && d0 > d1))) {
       return kRefused;
@@ -272,11 +304,11 @@ struct G4GreyPainter {
     const uint32_t s = groupOf[d0];
     const uint32_t e = groupOf[d1];
     if (d0 == d1) {
-      sums[k] += 1;
+      sums[k] += weight;
     } else if (s == e) {
-      sums[k] += G4Span(d0, d1);
+      sums[k] += G4Span(d0, d1) * weight;
     } else {
-      sums[k] += colRuns[s] + s - d0;
+      sums[k] += (colRuns[s] + s - d0) * weight;
       if (starts != nullptr && s < e) {
         // The cells between are those between the two ends' cells.
         const uint64_t last = dstIndex[e];
@@ -284,9 +316,9 @@ struct G4GreyPainter {
           return kCountedThenRefused;
         }
         for (++k; k < last; ++k) {
-          sums[k] += starts[k + 1] - starts[k];
+          sums[k] += (starts[k + 1] - starts[k]) * weight;
         }
-        sums[k] += G4Span(e, d1);
+        sums[k] += G4Span(e, d1) * weight;
         return kAdded;
       }
       uint64_t g = static_cast<uint64_t>(s) + colRuns[s];
@@ -294,22 +326,80 @@ struct G4GreyPainter {
         if (k >= dstWidth) {
           return kCountedThenRefused;
         }
-        sums[k] += colRuns[g];
+        sums[k] += colRuns[g] * weight;
       }
       if (k >= dstWidth) {
         return kCountedThenRefused;
       }
-      sums[k] += G4Span(e, d1);
+      sums[k] += G4Span(e, d1) * weight;
     }
     return kAdded;
   }
 
-  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r) const {
+  // The rows held back: rows that copied the row painted last (`row` of `tile`, into
+  // `sums`, adding `count` pixels) after it into the same counts, `repeats` of them,
+  // so far counted but not added. Painted as one when a row that differs comes, or
+  // at the end of the walk: the list they copied is then the tile's reference list.
+  struct Held {
+    const Img1G4Tile *tile = nullptr;
+    uint32_t row = 0;
+    uint32_t count = 0;
+    uint32_t repeats = 0;
+    const unsigned int *sums = nullptr;
+  };
+  mutable Held last;
+
+  // Row r's counts, bounded by the vector as well as by the width.
+  unsigned int *RowSums(uint32_t r) const {
+    const uint64_t base = slots != nullptr ? slots[r] * dstBound : 0;
+    return sumData + (base < held ? base : held);
+  }
+
+  [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r,
+                                                  bool copied = false) const {
     const G4Runs runs = inkRuns;
+    if (copied && last.tile == &tile && last.row + 1 == r && last.sums == RowSums(r)) {
+      // The same runs into the same counts: added when the rows that copy it end.
+      ++last.repeats;
+      last.row = r;
+      counts[r] += last.count;
+      return IMG_OK;
+    }
+    if (last.repeats != 0) {
+      Finish(tile);
+    }
+    last.tile = nullptr;
     // A list of four entries holds no black run: most rows of a tile are white.
     if (runs == G4Runs::kBlack && tile.numChanges() <= 4) {
       return IMG_OK;
     }
+    const uint32_t before = counts[r];
+    const ImgErr painted = Paint<false>(tile.changes(), tile.numChanges(), tile.getXOffset(), r, 1);
+    if (painted == IMG_OK && !*failed) {
+      last = Held{&tile, r, counts[r] - before, 0, RowSums(r)};
+    }
+    return painted;
+  }
+
+  // Adds the rows held back, from the tile's reference list. Out of line: most rows
+  // hold none back.
+  [[gnu::noinline]] void Finish(Img1G4Tile &tile) const {
+    if (last.repeats != 0 && last.tile == &tile) {
+      const uint32_t count = counts[last.row];
+      (void)Paint<true>(tile.refChanges(), tile.numRefChanges(), tile.getXOffset(), last.row,
+                        last.repeats);
+      counts[last.row] = count;
+      last.repeats = 0;
+    }
+  }
+
+  // Adds the runs of list c, `weight` times, to row r's counts and its pixels once to
+  // counts[r].
+  template <bool kWeighted>
+  [[gnu::always_inline]] inline ImgErr Paint(const int32_t *c, uint32_t numChanges, uint32_t x,
+                                             uint32_t r, uint32_t weight) const {
+    const G4Runs runs = inkRuns;
+    const auto times = [weight](uint32_t v) { return kWeighted ? v * weight : v; };
     // Row r's counts, bounded by the vector as well as by the width. The members are
     // read into locals once: the stores into the counts could otherwise be taken to
     // change them.
@@ -325,8 +415,8 @@ struct G4GreyPainter {
     uint32_t count = rowCounts[r];
     const auto byGroups = [&](uint32_t d0, uint32_t d1, const unsigned int *cellStart)
         __attribute__((always_inline)) {
-      const Added added =
-          AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart, srcWidth, dstWidth);
+      const Added added = AddRun(d0, d1, runs, sums, dstIndex, groups, groupWidths, cellStart,
+                                 srcWidth, dstWidth, kWeighted ? weight : 1u);
       count += added != kRefused ? G4Span(d0, d1) : 0u;
       return added == kAdded;
     };
@@ -337,17 +427,18 @@ struct G4GreyPainter {
       // them, and its cells come by shifts, without a load.
       const unsigned shift = cellShift - 1u;
       G4ForEachRun(
-          tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
+          c, numChanges, x, runs, left,
+          right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
             if (__builtin_expect(d0 <= d1, 1)) {
               const uint64_t k0 = d0 >> shift;
               const uint64_t k1 = d1 >> shift;
               count += G4Span(d0, d1);
               const uint32_t end = std::min(static_cast<uint32_t>((k0 + 1) << shift), d1 + 1u);
-              sums[k0] += end - d0;
+              sums[k0] += times(end - d0);
               for (uint64_t k = k0 + 1; k < k1; ++k) {
-                sums[k] += 1u << shift;
+                sums[k] += times(1u << shift);
               }
-              sums[k1] += d1 + 1u - std::max(static_cast<uint32_t>(k1 << shift), end);
+              sums[k1] += times(d1 + 1u - std::max(static_cast<uint32_t>(k1 << shift), end));
               return true;
             }
             return ok = byGroups(d0, d1, starts);
@@ -357,7 +448,8 @@ struct G4GreyPainter {
       // from the cells' first columns, a small table. A backward run, or one outside
       // the tables, goes by the groups (AddRun), as every run does without the cells.
       G4ForEachRun(
-          tile, runs, left, right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
+          c, numChanges, x, runs, left,
+          right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
             if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
               const uint64_t k0 = dstIndex[d0];
               const uint64_t k1 = dstIndex[d1];
@@ -367,18 +459,18 @@ struct G4GreyPainter {
                 // the first cell and of the last come out of min and max instead of a
                 // branch, the last one's 0 when they are one cell.
                 const uint32_t end = std::min(starts[k0 + 1], d1 + 1u);
-                sums[k0] += end - d0;
+                sums[k0] += times(end - d0);
                 for (uint64_t k = k0 + 1; k < k1; ++k) {
-                  sums[k] += starts[k + 1] - starts[k];
+                  sums[k] += times(starts[k + 1] - starts[k]);
                 }
-                sums[k1] += d1 + 1u - std::max(starts[k1], end);
+                sums[k1] += times(d1 + 1u - std::max(starts[k1], end));
                 return true;
               }
             }
             return ok = byGroups(d0, d1, starts);
           });
     } else {
-      G4ForEachRun(tile, runs, left, right,
+      G4ForEachRun(c, numChanges, x, runs, left, right,
                    [&](uint32_t d0, uint32_t d1) { return ok = byGroups(d0, d1, nullptr); });
     }
     rowCounts[r] = count;

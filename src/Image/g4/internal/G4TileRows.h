@@ -11,6 +11,11 @@
 
 namespace c2d {
 
+// CCITT_G4Decode, saying in `copied` whether the row decoded to its reference list
+// entry for entry (false where it failed).
+short G4DecodeRow(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                  bool &copied);
+
 // As `rows` calls of CCITT_G4Decode(&tile, width, limitBytes), each row that decodes
 // followed by done(ctx, tile, r) (r counting from 0) and the exchange of the tile's
 // lists. The results, lists, counts and final position are those of the calls. When
@@ -21,8 +26,9 @@ bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long l
                       void *ctx);
 
 // The same with the sums' or a reduction's painter inlined into the row loop, painting each row
-// while its lists are fresh; an answer other than IMG_OK stops the walk as `done`'s
-// false does.
+// while its lists are fresh (and told whether the row copied its reference); an answer
+// other than IMG_OK stops the walk as `done`'s false does. The painter's Finish(tile)
+// ends the walk.
 // The reductions' painters are instantiated for G4ColumnTable, and for G4ColumnShift
 // in kCount and kMergeBlack, the ways of the reductions that hosts call.
 template <typename Column, G4Reduce kMode>
