@@ -161,12 +161,7 @@ ImgErr CImg1G4::DecodeTileRows(uint32_t rows, bool byTile, Paint &&paint) {
             c2d::G4DecodeRow(tile, tileWidth, totalBytes, copied) != 0) {
           continue;
         }
-        ImgErr painted;
-        if constexpr (kInLoop<std::decay_t<Paint>>) {
-          painted = paint(tile, r, copied);
-        } else {
-          painted = paint(tile, r);
-        }
+        const ImgErr painted = c2d::G4HandleRow(paint, tile, r, copied);
         if (painted != IMG_OK) {
           return painted;
         }

@@ -627,16 +627,6 @@ inline void Finish(const Done &done, Img1G4Tile &tile) {
     done.Finish(tile);
   }
 }
-// A row to its handler, with whether it copied its reference where the handler
-// takes that.
-template <typename Done>
-inline auto Handle(const Done &done, Img1G4Tile &tile, uint32_t r, bool copied) {
-  if constexpr (std::is_invocable_v<const Done &, Img1G4Tile &, uint32_t, bool>) {
-    return done(tile, r, copied);
-  } else {
-    return done(tile, r);
-  }
-}
 
 // The rows of a tile one after another with one reader, as that many calls of
 // CCITT_G4Decode: after each row that decodes, done(tile, r) and the exchange
@@ -682,7 +672,7 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
         }
         return result;
       }
-      if (!GoesOn(Handle(done, *tile, r, s.copied))) {
+      if (!GoesOn(c2d::G4HandleRow(done, *tile, r, s.copied))) {
         s.bits.Save(*tile);
         stopped = true;
         return result;

@@ -5,11 +5,24 @@
 #define IMAGE_G4_INTERNAL_G4TILEROWS_H_
 
 #include <cstdint>
+#include <type_traits>
 
 #include "Image/g4/Img1G4Tile.h"
 #include "Image/g4/internal/G4RowRuns.h"
 
 namespace c2d {
+
+// Row r of `tile` to a row's handler, with whether the row copied its reference where
+// the handler takes that (the painters do; plain callbacks and lambdas do not).
+template <typename Handler>
+[[gnu::always_inline]] inline auto G4HandleRow(const Handler &handle, Img1G4Tile &tile, uint32_t r,
+                                               bool copied) {
+  if constexpr (std::is_invocable_v<const Handler &, Img1G4Tile &, uint32_t, bool>) {
+    return handle(tile, r, copied);
+  } else {
+    return handle(tile, r);
+  }
+}
 
 // CCITT_G4Decode, saying in `copied` whether the row decoded to its reference list
 // entry for entry (false where it failed).
