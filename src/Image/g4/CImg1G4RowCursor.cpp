@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Image/core/internal/BitRow.h"
@@ -344,7 +345,7 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
   const Runs inkRuns = info->background == 0 ? Runs::kBlack : Runs::kWhite;
   // The vectors bound the indices as well as the widths they were made for.
   bool failed = false;
-  const c2d::G4GreyPainter paint{sumVector.data(),
+  c2d::G4GreyPainter paint{sumVector.data(),
                                  sumVector.size(),
                                  slots,
                                  indexVector.data(),
@@ -360,7 +361,9 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
                                  info->left,
                                  info->right,
                                  inkRuns,
+                                 0,
                                  {}};
-  const ImgErr walked = DecodeTileRows(rows, true, paint);
+  paint.wholeEnd = paint.WholeRunsEnd(rows);
+  const ImgErr walked = DecodeTileRows(rows, true, std::as_const(paint));
   return walked != IMG_OK ? walked : failed ? IMG_DECODE_FAILED : IMG_OK;
 }

@@ -17,23 +17,21 @@ namespace c2d {
 // Which runs of a row a routine paints: the target's set bits always mean foreground.
 enum class G4Runs { kBlack, kWhite };
 
-// Calls f(d0, d1) for each run of one colour in the change list c (count entries) of
-// a tile whose first column is x, that reaches into the columns left..right, d0 and
-// d1 being its clipped ends counted from left. The sums are unsigned on purpose: the
-// leading white run starts one column left of its tile, which for the leftmost tile
-// wraps and drops the run. A run that starts on `right` is dropped too. f returns
-// false to stop the walk.
+// Calls f(d0, d1) for each run in the change list c (count entries) of a tile whose
+// first column is x, the one ending at entry i and every second one after it, that
+// reaches into the columns left..right, d0 and d1 being its clipped ends counted from
+// left. The sums are unsigned on purpose: the leading white run starts one column
+// left of its tile, which for the leftmost tile wraps and drops the run. A run that
+// starts on `right` is dropped too. f returns false to stop the walk.
 // Edges given the wrong way round select nothing: d1 would wrap past every table.
 template <typename F>
-[[gnu::always_inline]] inline bool G4ForEachRun(const int32_t *c, uint32_t count, uint32_t x,
-                                                G4Runs which, uint32_t left, uint32_t right,
-                                                F &&f) {
+[[gnu::always_inline]] inline bool G4ForEachRunFrom(const int32_t *c, uint32_t count, uint32_t i,
+                                                    uint32_t x, uint32_t left, uint32_t right,
+                                                    F &&f) {
   if (right < left) {
     return true;
   }
   const uint32_t n = count >= 2 ? count - 2 : 0;
-  // c[1] of 1: the row starts black, and its white runs begin at index 3.
-  uint32_t i = which == G4Runs::kBlack ? 2 : (c[1] == 1 ? 3 : 1);
   for (; i < n; i += 2) {
     const uint32_t last = x + static_cast<uint32_t>(c[i]) - 2u;
     const uint32_t first = x + static_cast<uint32_t>(c[i - 1]) - 1u;
@@ -47,6 +45,20 @@ template <typename F>
     }
   }
   return true;
+}
+
+// The index of the first run of one colour in a change list: c[1] of 1 means the row
+// starts black, and its white runs begin at index 3.
+inline uint32_t G4FirstRun(const int32_t *c, G4Runs which) {
+  return which == G4Runs::kBlack ? 2 : (c[1] == 1 ? 3 : 1);
+}
+
+// The same for every run of one colour.
+template <typename F>
+[[gnu::always_inline]] inline bool G4ForEachRun(const int32_t *c, uint32_t count, uint32_t x,
+                                                G4Runs which, uint32_t left, uint32_t right,
+                                                F &&f) {
+  return G4ForEachRunFrom(c, count, G4FirstRun(c, which), x, left, right, static_cast<F &&>(f));
 }
 
 // The same over the decoded row of `tile`.
@@ -282,6 +294,9 @@ struct G4GreyPainter {
   uint32_t left;
   uint32_t right;
   G4Runs inkRuns;
+  // The column after the last that AddWholeRuns takes, or 0 where it takes none:
+  // set from WholeRunsEnd once the rest is.
+  uint32_t wholeEnd = 0;
 
   // What AddRun made of a run: refused before its pixels were counted, refused after,
   // or added.
@@ -336,16 +351,104 @@ struct G4GreyPainter {
     return kAdded;
   }
 
-  // The rows held back: rows that copied the row painted last (`row` of `tile`, into
-  // `sums`, adding `count` pixels) after it into the same counts, `repeats` of them,
-  // so far counted but not added. Painted as one when a row that differs comes, or
-  // at the end of the walk: the list they copied is then the tile's reference list.
+  // Where the runs can be added without a test beyond their own ends, for `rows` rows
+  // of the walk: the column after the last such run's, or 0. That takes cells that
+  // follow one another, every row's counts reaching every cell, and columns inside
+  // the tables up to the one before the rectangle's last (a run that starts on that
+  // one is dropped, and so left to the general walk). The cells follow one another,
+  // so the last column's cell is the farthest.
+  uint32_t WholeRunsEnd(uint32_t rows) const {
+    if (cellStarts == nullptr || right <= left || srcBound == 0) {
+      return 0;
+    }
+    uint64_t lastSlot = 0;
+    for (uint32_t r = 0; slots != nullptr && r < rows; ++r) {
+      lastSlot = std::max<uint64_t>(lastSlot, slots[r]);
+    }
+    if ((lastSlot + 1) * dstBound > held) {
+      return 0;
+    }
+    const uint64_t lim = std::min<uint64_t>(uint64_t{right} - left, srcBound) - 1u;
+    const uint64_t lastCell = cellShift != 0 ? lim >> (cellShift - 1u) : indexOf[lim];
+    return lastCell < dstBound ? static_cast<uint32_t>(lim + 1u) : 0u;
+  }
+
+  // The runs of list c from index i on that lie whole below column `end` (see
+  // WholeRunsEnd), their cells found by a shift (kShift) or by the cells' first
+  // columns, added `weight` times to sums and their pixels to count: two tests a
+  // run, and none between its two ends. Answers the index of the first run it leaves
+  // to the general walk, which clips it or refuses it.
+  template <bool kShift>
+  [[gnu::always_inline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
+                                                      uint32_t from, uint32_t lim,
+                                                      const unsigned int *dstIndex,
+                                                      const unsigned int *starts, unsigned shift,
+                                                      unsigned int *sums, uint32_t weight,
+                                                      uint32_t &count) {
+    uint32_t sum = count;
+    for (; i < n; i += 2) {
+      // d0 and d1 as G4ForEachRun makes them, from = x - 1 - left; a run that starts
+      // left of the rectangle wraps d0 past lim.
+      const uint32_t d0 = static_cast<uint32_t>(c[i - 1]) + from;
+      const uint32_t d1 = static_cast<uint32_t>(c[i]) + from - 1u;
+      if (d1 > lim || d0 > d1) {
+        break;
+      }
+      const uint64_t k0 = kShift ? d0 >> shift : dstIndex[d0];
+      const uint64_t k1 = kShift ? d1 >> shift : dstIndex[d1];
+      sum += G4Span(d0, d1);
+      // The part of the first cell and of the last come out of min and max, the last
+      // one's 0 when they are one cell: whether a run ends in its first cell is for
+      // the data to say, and a branch on it would be mispredicted half the time.
+      const uint32_t next = kShift ? static_cast<uint32_t>((k0 + 1) << shift) : starts[k0 + 1];
+      const uint32_t end = std::min(next, d1 + 1u);
+      sums[k0] += (end - d0) * weight;
+      for (uint64_t k = k0 + 1; k < k1; ++k) {
+        sums[k] += (kShift ? 1u << shift : starts[k + 1] - starts[k]) * weight;
+      }
+      const uint32_t lastStart = kShift ? static_cast<uint32_t>(k1 << shift) : starts[k1];
+      sums[k1] += (d1 + 1u - std::max(lastStart, end)) * weight;
+    }
+    count = sum;
+    return i;
+  }
+
+  // Adds the runs of list c (of a tile whose first column is x), `weight` times, to
+  // row r's counts and their pixels once to counts[r].
+  [[gnu::always_inline]] inline ImgErr AddList(const int32_t *c, uint32_t numChanges, uint32_t x,
+                                               uint32_t r, uint32_t weight) const {
+    uint32_t first = G4FirstRun(c, inkRuns);
+    if (wholeEnd != 0) {
+      const uint32_t n = numChanges >= 2 ? numChanges - 2 : 0;
+      uint32_t count = counts[r];
+      const uint32_t from = x - 1u - left;
+      first = cellShift != 0 ? AddWholeRuns<true>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                  cellStarts, cellShift - 1u, RowSums(r), weight,
+                                                  count)
+                             : AddWholeRuns<false>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                   cellStarts, 0, RowSums(r), weight, count);
+      counts[r] = count;
+      if (first >= n) {
+        return IMG_OK;
+      }
+    }
+    return weight == 1 ? Paint<false>(c, numChanges, first, x, r, 1)
+                       : Paint<true>(c, numChanges, first, x, r, weight);
+  }
+
+  // The rows held back, `weight` of them, all one list into the same counts: rows
+  // first..row of `tile`, the later ones having copied the first. While the walk goes
+  // on after a failed row (firstFailed given), every row is held, so that a row the
+  // next ones copy is added once, times their number; otherwise a row is added when it
+  // comes (its pixels, `count`, noted) and only the rows that copy it are held. They
+  // are added when a row that differs comes, or at the end of the walk: the list is
+  // then the tile's reference list, the tile having moved on past the rows.
   struct Held {
-    const Img1G4Tile *tile = nullptr;
+    Img1G4Tile *tile = nullptr;
+    uint32_t first = 0;
     uint32_t row = 0;
     uint32_t count = 0;
-    uint32_t repeats = 0;
-    const unsigned int *sums = nullptr;
+    uint32_t weight = 0;
   };
   mutable Held last;
 
@@ -357,47 +460,76 @@ struct G4GreyPainter {
 
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r,
                                                   bool copied = false) const {
-    const G4Runs runs = inkRuns;
-    if (copied && last.tile == &tile && last.row + 1 == r && last.sums == RowSums(r)) {
-      // The same runs into the same counts: added when the rows that copy it end.
-      ++last.repeats;
+    const bool holdsAll = firstFailed != nullptr;
+    if (copied && last.tile == &tile && last.row + 1 == r &&
+        (slots == nullptr || slots[r] == slots[last.row])) {
+      ++last.weight;
       last.row = r;
-      counts[r] += last.count;
+      if (!holdsAll) {
+        counts[r] += last.count;
+      }
       return IMG_OK;
     }
-    if (last.repeats != 0) {
-      Finish(tile);
+    if (last.weight != 0) {
+      Add();
     }
     last.tile = nullptr;
     // A list of four entries holds no black run: most rows of a tile are white.
-    if (runs == G4Runs::kBlack && tile.numChanges() <= 4) {
+    if (inkRuns == G4Runs::kBlack && tile.numChanges() <= 4) {
       return IMG_OK;
     }
+    if (holdsAll) {
+      last = Held{&tile, r, r, 0, 1};
+      return IMG_OK;
+    }
+    return AddNow(tile, r);
+  }
+
+  // Adds row r of `tile` as it comes, and holds it for the rows that copy it.
+  [[gnu::noinline]] ImgErr AddNow(Img1G4Tile &tile, uint32_t r) const {
     const uint32_t before = counts[r];
-    const ImgErr painted = Paint<false>(tile.changes(), tile.numChanges(), tile.getXOffset(), r, 1);
-    if (painted == IMG_OK && !*failed) {
-      last = Held{&tile, r, counts[r] - before, 0, RowSums(r)};
+    const ImgErr added = AddList(tile.changes(), tile.numChanges(), tile.getXOffset(), r, 1);
+    if (added == IMG_OK) {
+      last = Held{&tile, r, r, counts[r] - before, 0};
     }
-    return painted;
+    return added;
   }
 
-  // Adds the rows held back, from the tile's reference list. Out of line: most rows
-  // hold none back.
-  [[gnu::noinline]] void Finish(Img1G4Tile &tile) const {
-    if (last.repeats != 0 && last.tile == &tile) {
+  // Adds the rows held back. Out of line: it keeps the row loop's registers to the
+  // decoder.
+  [[gnu::noinline]] void Add() const {
+    Img1G4Tile &tile = *last.tile;
+    const int32_t *const list = tile.refChanges();
+    const uint32_t n = tile.numRefChanges();
+    if (firstFailed == nullptr) {
+      // The first row was added when it came: its pixels are not counted again.
       const uint32_t count = counts[last.row];
-      (void)Paint<true>(tile.refChanges(), tile.numRefChanges(), tile.getXOffset(), last.row,
-                        last.repeats);
+      (void)AddList(list, n, tile.getXOffset(), last.row, last.weight);
       counts[last.row] = count;
-      last.repeats = 0;
+    } else {
+      const uint32_t before = counts[last.first];
+      (void)AddList(list, n, tile.getXOffset(), last.first, last.weight);
+      const uint32_t count = counts[last.first] - before;
+      for (uint32_t r = last.first + 1; r <= last.row; ++r) {
+        counts[r] += count;
+      }
+    }
+    last.weight = 0;
+  }
+
+  // The end of a walk over `tile`.
+  void Finish(Img1G4Tile &tile) const {
+    if (last.weight != 0 && last.tile == &tile) {
+      Add();
     }
   }
 
-  // Adds the runs of list c, `weight` times, to row r's counts and its pixels once to
-  // counts[r].
+  // Adds the runs of list c from index `first` on, `weight` times, to row r's counts
+  // and their pixels once to counts[r], whatever the tables and the runs: the runs
+  // AddWholeRuns leaves. Out of line: few rows come here.
   template <bool kWeighted>
-  [[gnu::always_inline]] inline ImgErr Paint(const int32_t *c, uint32_t numChanges, uint32_t x,
-                                             uint32_t r, uint32_t weight) const {
+  [[gnu::noinline]] ImgErr Paint(const int32_t *c, uint32_t numChanges, uint32_t first, uint32_t x,
+                                 uint32_t r, uint32_t weight) const {
     const G4Runs runs = inkRuns;
     const auto times = [weight](uint32_t v) { return kWeighted ? v * weight : v; };
     // Row r's counts, bounded by the vector as well as by the width. The members are
@@ -426,8 +558,8 @@ struct G4GreyPainter {
       // reaching every cell and the walk's columns inside the tables: no run leaves
       // them, and its cells come by shifts, without a load.
       const unsigned shift = cellShift - 1u;
-      G4ForEachRun(
-          c, numChanges, x, runs, left,
+      G4ForEachRunFrom(
+          c, numChanges, first, x, left,
           right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
             if (__builtin_expect(d0 <= d1, 1)) {
               const uint64_t k0 = d0 >> shift;
@@ -447,8 +579,8 @@ struct G4GreyPainter {
       // Cells one after another: each end's cell from one table, the part of a cell
       // from the cells' first columns, a small table. A backward run, or one outside
       // the tables, goes by the groups (AddRun), as every run does without the cells.
-      G4ForEachRun(
-          c, numChanges, x, runs, left,
+      G4ForEachRunFrom(
+          c, numChanges, first, x, left,
           right, [&](uint32_t d0, uint32_t d1) __attribute__((always_inline)) {
             if (__builtin_expect(d0 <= d1 && d1 < srcWidth, 1)) {
               const uint64_t k0 = dstIndex[d0];
@@ -470,8 +602,8 @@ struct G4GreyPainter {
             return ok = byGroups(d0, d1, starts);
           });
     } else {
-      G4ForEachRun(c, numChanges, x, runs, left, right,
-                   [&](uint32_t d0, uint32_t d1) { return ok = byGroups(d0, d1, nullptr); });
+      G4ForEachRunFrom(c, numChanges, first, x, left, right,
+                       [&](uint32_t d0, uint32_t d1) { return ok = byGroups(d0, d1, nullptr); });
     }
     rowCounts[r] = count;
     if (ok) {
