@@ -373,43 +373,71 @@ struct G4GreyPainter {
     return lastCell < dstBound ? static_cast<uint32_t>(lim + 1u) : 0u;
   }
 
-  // The runs of list c from index i on that lie whole below column `end` (see
+  // Cells k0 to k1 - 1 whole, `weight` times: the middle of a run over three cells
+  // or more, out of line so that the run loop keeps its registers.
+  [[gnu::noinline]] static void AddWholeCells(unsigned int *sums, uint64_t k0, uint64_t k1,
+                                              const unsigned int *starts, unsigned cellShift,
+                                              uint32_t weight) {
+    for (uint64_t k = k0; k < k1; ++k) {
+      sums[k] += (cellShift != 0 ? 1u << (cellShift - 1u) : starts[k + 1] - starts[k]) * weight;
+    }
+  }
+
+  // The runs of list c from index i on that lie whole below column lim + 1 (see
   // WholeRunsEnd), their cells found by a shift (kShift) or by the cells' first
-  // columns, added `weight` times to sums and their pixels to count: two tests a
-  // run, and none between its two ends. Answers the index of the first run it leaves
-  // to the general walk, which clips it or refuses it.
-  template <bool kShift>
-  [[gnu::always_inline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
-                                                      uint32_t from, uint32_t lim,
-                                                      const unsigned int *dstIndex,
-                                                      const unsigned int *starts, unsigned shift,
-                                                      unsigned int *sums, uint32_t weight,
-                                                      uint32_t &count) {
-    uint32_t sum = count;
-    for (; i < n; i += 2) {
-      // d0 and d1 as G4ForEachRun makes them, from = x - 1 - left; a run that starts
-      // left of the rectangle wraps d0 past lim.
-      const uint32_t d0 = static_cast<uint32_t>(c[i - 1]) + from;
-      const uint32_t d1 = static_cast<uint32_t>(c[i]) + from - 1u;
+  // columns, added `weight` times (once unless kWeighted) to sums and their pixels to
+  // count: two tests a run, and none between its two ends. Answers the index of the
+  // first run it leaves to the general walk, which clips it or refuses it. Out of
+  // line, so that the loop has the registers to itself.
+  template <bool kShift, bool kWeighted>
+  [[gnu::noinline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
+                                                 uint32_t from, uint32_t lim,
+                                                 const unsigned int *dstIndex,
+                                                 const unsigned int *starts, unsigned cellShift,
+                                                 unsigned int *sums, uint32_t weight,
+                                                 uint32_t *count) {
+    return AddWholeRunsHere<kShift, kWeighted>(c, n, i, from, lim, dstIndex, starts, cellShift,
+                                               sums, weight, count);
+  }
+  template <bool kShift, bool kWeighted>
+  [[gnu::always_inline]] static uint32_t AddWholeRunsHere(const int32_t *c, uint32_t n, uint32_t i,
+                                                 uint32_t from, uint32_t lim,
+                                                 const unsigned int *dstIndex,
+                                                 const unsigned int *starts, unsigned cellShift,
+                                                 unsigned int *sums, uint32_t weight,
+                                                 uint32_t *count) {
+    const unsigned shift = kShift ? cellShift - 1u : 0u;
+    const auto times = [weight](uint32_t v) { return kWeighted ? v * weight : v; };
+    // The pixels are the sum of the runs' lengths, c[i] - c[i - 1] each.
+    uint32_t sum = *count;
+    const int32_t *at = c + i;
+    const int32_t *const stop = c + (n > i ? n : i);
+    for (; at < stop; at += 2) {
+      // d0 and d1 as G4ForEachRun makes them, from = x - 1 - left, and e = d1 + 1; a
+      // run that starts left of the rectangle wraps d0 past lim.
+      const uint32_t d0 = static_cast<uint32_t>(at[-1]) + from;
+      const uint32_t e = static_cast<uint32_t>(at[0]) + from;
+      const uint32_t d1 = e - 1u;
       if (d1 > lim || d0 > d1) {
         break;
       }
       const uint64_t k0 = kShift ? d0 >> shift : dstIndex[d0];
       const uint64_t k1 = kShift ? d1 >> shift : dstIndex[d1];
-      sum += G4Span(d0, d1);
+      sum += e - d0;
       // The part of the first cell and of the last come out of min and max, the last
       // one's 0 when they are one cell: whether a run ends in its first cell is for
       // the data to say, and a branch on it would be mispredicted half the time.
       const uint32_t next = kShift ? static_cast<uint32_t>((k0 + 1) << shift) : starts[k0 + 1];
-      const uint32_t end = std::min(next, d1 + 1u);
-      sums[k0] += (end - d0) * weight;
-      for (uint64_t k = k0 + 1; k < k1; ++k) {
-        sums[k] += (kShift ? 1u << shift : starts[k + 1] - starts[k]) * weight;
+      const uint32_t end = std::min(next, e);
+      sums[k0] += times(end - d0);
+      if (__builtin_expect(k1 > k0 + 1, 0)) {
+        AddWholeCells(sums, k0 + 1, k1, starts, kShift ? cellShift : 0u, weight);
       }
       const uint32_t lastStart = kShift ? static_cast<uint32_t>(k1 << shift) : starts[k1];
-      sums[k1] += (d1 + 1u - std::max(lastStart, end)) * weight;
+      sums[k1] += times(e - std::max(lastStart, end));
     }
-    count = sum;
+    i = static_cast<uint32_t>(at - c);
+    *count = sum;
     return i;
   }
 
@@ -420,14 +448,13 @@ struct G4GreyPainter {
     uint32_t first = G4FirstRun(c, inkRuns);
     if (wholeEnd != 0) {
       const uint32_t n = numChanges >= 2 ? numChanges - 2 : 0;
-      uint32_t count = counts[r];
       const uint32_t from = x - 1u - left;
-      first = cellShift != 0 ? AddWholeRuns<true>(c, n, first, from, wholeEnd - 1u, indexOf,
-                                                  cellStarts, cellShift - 1u, RowSums(r), weight,
-                                                  count)
-                             : AddWholeRuns<false>(c, n, first, from, wholeEnd - 1u, indexOf,
-                                                   cellStarts, 0, RowSums(r), weight, count);
-      counts[r] = count;
+      const auto add = cellShift != 0 ? (weight == 1 ? &AddWholeRuns<true, false>
+                                                     : &AddWholeRuns<true, true>)
+                                      : (weight == 1 ? &AddWholeRuns<false, false>
+                                                     : &AddWholeRuns<false, true>);
+      first = add(c, n, first, from, wholeEnd - 1u, indexOf, cellStarts, cellShift, RowSums(r),
+                  weight, counts + r);
       if (first >= n) {
         return IMG_OK;
       }
@@ -470,7 +497,9 @@ struct G4GreyPainter {
       }
       return IMG_OK;
     }
-    if (last.weight != 0) {
+    if (last.weight == 1 && holdsAll && wholeEnd != 0) {
+      AddOne();
+    } else if (last.weight != 0) {
       Add();
     }
     last.tile = nullptr;
@@ -493,6 +522,26 @@ struct G4GreyPainter {
       last = Held{&tile, r, r, counts[r] - before, 0};
     }
     return added;
+  }
+
+  // Adds the one row held back, in the row loop: most rows of a tile are no copies.
+  [[gnu::always_inline]] inline void AddOne() const {
+    Img1G4Tile &tile = *last.tile;
+    const int32_t *const c = tile.refChanges();
+    const uint32_t numChanges = tile.numRefChanges();
+    const uint32_t n = numChanges >= 2 ? numChanges - 2 : 0;
+    const uint32_t from = tile.getXOffset() - 1u - left;
+    const uint32_t r = last.first;
+    uint32_t first = G4FirstRun(c, inkRuns);
+    first = cellShift != 0
+                ? AddWholeRunsHere<true, false>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                cellStarts, cellShift, RowSums(r), 1, counts + r)
+                : AddWholeRunsHere<false, false>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                 cellStarts, 0, RowSums(r), 1, counts + r);
+    if (first < n) {
+      (void)Paint<false>(c, numChanges, first, tile.getXOffset(), r, 1);
+    }
+    last.weight = 0;
   }
 
   // Adds the rows held back. Out of line: it keeps the row loop's registers to the
