@@ -488,8 +488,10 @@ struct G4GreyPainter {
   [[gnu::always_inline]] inline ImgErr operator()(Img1G4Tile &tile, uint32_t r,
                                                   bool copied = false) const {
     const bool holdsAll = firstFailed != nullptr;
+    // While every row is held, a copy goes on into the next target row too: its parts
+    // of cells are worked out once for all of them (AddAcross).
     if (copied && last.tile == &tile && last.row + 1 == r &&
-        (slots == nullptr || slots[r] == slots[last.row])) {
+        (holdsAll || slots == nullptr || slots[r] == slots[last.row])) {
       ++last.weight;
       last.row = r;
       if (!holdsAll) {
@@ -547,6 +549,10 @@ struct G4GreyPainter {
   // Adds the rows held back. Out of line: it keeps the row loop's registers to the
   // decoder.
   [[gnu::noinline]] void Add() const {
+    if (slots != nullptr && slots[last.first] != slots[last.row]) {
+      AddAcross();
+      return;
+    }
     Img1G4Tile &tile = *last.tile;
     const int32_t *const list = tile.refChanges();
     const uint32_t n = tile.numRefChanges();
@@ -562,6 +568,89 @@ struct G4GreyPainter {
       for (uint32_t r = last.first + 1; r <= last.row; ++r) {
         counts[r] += count;
       }
+    }
+    last.weight = 0;
+  }
+
+  // The runs of list c from index i on that lie whole below column lim + 1, as
+  // AddWholeRuns takes them, their parts of cells put in cell[] and part[] (parts so
+  // far) instead of added, while they fit in kParts; their pixels added to count.
+  // Answers the index of the first run left over.
+  static constexpr uint32_t kParts = 64;
+  static uint32_t CollectWholeRuns(const int32_t *c, uint32_t n, uint32_t i, uint32_t from,
+                                   uint32_t lim, const unsigned int *dstIndex,
+                                   const unsigned int *starts, uint32_t *cell, uint32_t *part,
+                                   uint32_t &parts, uint32_t &count) {
+    for (; i < n; i += 2) {
+      const uint32_t d0 = static_cast<uint32_t>(c[i - 1]) + from;
+      const uint32_t e = static_cast<uint32_t>(c[i]) + from;
+      const uint32_t d1 = e - 1u;
+      if (d1 > lim || d0 > d1) {
+        break;
+      }
+      const uint32_t k0 = dstIndex[d0];
+      const uint32_t k1 = dstIndex[d1];
+      if (k1 - k0 + 1u > kParts - parts) {
+        break;
+      }
+      count += e - d0;
+      const uint32_t end = std::min(starts[k0 + 1], e);
+      cell[parts] = k0;
+      part[parts++] = end - d0;
+      for (uint32_t k = k0 + 1; k < k1; ++k) {
+        cell[parts] = k;
+        part[parts++] = starts[k + 1] - starts[k];
+      }
+      if (k1 != k0) {
+        cell[parts] = k1;
+        part[parts++] = e - std::max(starts[k1], end);
+      }
+    }
+    return i;
+  }
+
+  // The rows held back when they fall in more than one target row: the list's parts
+  // of cells are worked out once, then added to each target row times its number of
+  // rows, instead of walking the list again for each. A copied line, down a drawing,
+  // is added so for a whole tile's rows at once.
+  [[gnu::noinline]] void AddAcross() const {
+    Img1G4Tile &tile = *last.tile;
+    const int32_t *const c = tile.refChanges();
+    const uint32_t numChanges = tile.numRefChanges();
+    const uint32_t n = numChanges >= 2 ? numChanges - 2 : 0;
+    const uint32_t x = tile.getXOffset();
+    uint32_t cell[kParts];
+    uint32_t part[kParts];
+    uint32_t parts = 0;
+    uint32_t count = 0;
+    uint32_t first = G4FirstRun(c, inkRuns);
+    if (wholeEnd != 0) {
+      first = CollectWholeRuns(c, n, first, x - 1u - left, wholeEnd - 1u, indexOf, cellStarts,
+                               cell, part, parts, count);
+    }
+    for (uint32_t r = last.first; r <= last.row;) {
+      uint32_t end = r;
+      while (end < last.row && slots[end + 1] == slots[r]) {
+        ++end;
+      }
+      const uint32_t weight = end - r + 1u;
+      unsigned int *const sums = RowSums(r);
+      for (uint32_t p = 0; p < parts; ++p) {
+        sums[cell[p]] += part[p] * weight;
+      }
+      // The runs left over go by the general walk, which counts their pixels in
+      // counts[r]: every row of the target row counts those and the whole runs'.
+      const uint32_t before = counts[r];
+      if (first < n) {
+        (void)(weight == 1 ? Paint<false>(c, numChanges, first, x, r, 1)
+                           : Paint<true>(c, numChanges, first, x, r, weight));
+      }
+      const uint32_t rowCount = count + (counts[r] - before);
+      counts[r] = before + rowCount;
+      for (uint32_t k = r + 1; k <= end; ++k) {
+        counts[k] += rowCount;
+      }
+      r = end + 1;
     }
     last.weight = 0;
   }
