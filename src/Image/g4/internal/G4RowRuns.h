@@ -576,7 +576,7 @@ struct G4GreyPainter {
   // AddWholeRuns takes them, their parts of cells put in cell[] and part[] (parts so
   // far) instead of added, while they fit in kParts; their pixels added to count.
   // Answers the index of the first run left over.
-  static constexpr uint32_t kParts = 64;
+  static constexpr uint32_t kParts = 256;
   static uint32_t CollectWholeRuns(const int32_t *c, uint32_t n, uint32_t i, uint32_t from,
                                    uint32_t lim, const unsigned int *dstIndex,
                                    const unsigned int *starts, uint32_t *cell, uint32_t *part,
@@ -628,25 +628,27 @@ struct G4GreyPainter {
       first = CollectWholeRuns(c, n, first, x - 1u - left, wholeEnd - 1u, indexOf, cellStarts,
                                cell, part, parts, count);
     }
+    // Runs left over (too many parts, or not whole): the list goes to each target row
+    // as it would within one.
+    const bool whole = first >= n;
     for (uint32_t r = last.first; r <= last.row;) {
       uint32_t end = r;
       while (end < last.row && slots[end + 1] == slots[r]) {
         ++end;
       }
       const uint32_t weight = end - r + 1u;
-      unsigned int *const sums = RowSums(r);
-      for (uint32_t p = 0; p < parts; ++p) {
-        sums[cell[p]] += part[p] * weight;
-      }
-      // The runs left over go by the general walk, which counts their pixels in
-      // counts[r]: every row of the target row counts those and the whole runs'.
       const uint32_t before = counts[r];
-      if (first < n) {
-        (void)(weight == 1 ? Paint<false>(c, numChanges, first, x, r, 1)
-                           : Paint<true>(c, numChanges, first, x, r, weight));
+      if (whole) {
+        unsigned int *const sums = RowSums(r);
+        for (uint32_t p = 0; p < parts; ++p) {
+          sums[cell[p]] += part[p] * weight;
+        }
+        counts[r] += count;
+      } else {
+        (void)AddList(c, numChanges, x, r, weight);
       }
-      const uint32_t rowCount = count + (counts[r] - before);
-      counts[r] = before + rowCount;
+      // Every row of the target row counts the list's pixels.
+      const uint32_t rowCount = counts[r] - before;
       for (uint32_t k = r + 1; k <= end; ++k) {
         counts[k] += rowCount;
       }
