@@ -10,6 +10,10 @@
 #include <new>
 #include <vector>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "Image/core/internal/FreeDeleter.h"
 #include "Image/core/internal/ImgReport.h"
 #include "Image/g4/CImg1G4.h"
@@ -81,11 +85,57 @@ struct GreyTable {
   unsigned level(uint32_t count) const { return levels[std::min(count, last)]; }
 };
 
+// The grey words (level times 0x010101) of a pair of tables, side by side, each run
+// on with its own last word up to a count of `top`: a cell's word is one load, at
+// its table's start plus its count clamped once. Made for small tables only.
+struct GreyWords {
+  std::vector<uint32_t> words;
+  static constexpr uint32_t kMaxTop = 4095;
+  void build(const GreyTable *pair, uint32_t top) {
+    words.resize(2 * (static_cast<size_t>(top) + 1));
+    for (unsigned w = 0; w < 2; ++w) {
+      for (uint32_t count = 0; count <= top; ++count) {
+        words[w * (top + 1) + count] = pair[w].level(count) * 0x010101u;
+      }
+    }
+  }
+};
+
+#if defined(__x86_64__)
+// GreyRow eight cells at a time by AVX2, from the pair's words, start[j] being where
+// cell j's table starts in them: an empty block by one test, the others by one
+// gather.
+__attribute__((target("avx2"), noinline)) void GreyRowAvx2(unsigned *row, unsigned *sums,
+                                                         const uint32_t *start, uint32_t n,
+                                                         const uint32_t *words, uint32_t top) {
+  const __m256i blank = _mm256_set1_epi32(static_cast<int>(words[0]));
+  const bool blanks = words[0] == words[top + 1];
+  const __m256i most = _mm256_set1_epi32(static_cast<int>(top));
+  uint32_t j = 0;
+  for (; j + 8 <= n; j += 8) {
+    const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(sums + j));
+    if (blanks && _mm256_testz_si256(s, s)) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(row + j), blank);
+      continue;
+    }
+    const __m256i at = _mm256_add_epi32(
+        _mm256_min_epu32(s, most), _mm256_loadu_si256(reinterpret_cast<const __m256i *>(start + j)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(row + j),
+                        _mm256_i32gather_epi32(reinterpret_cast<const int *>(words), at, 4));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(sums + j), _mm256_setzero_si256());
+  }
+  for (; j < n; ++j) {
+    row[j] = words[start[j] + std::min(sums[j], top)];
+    sums[j] = 0;
+  }
+}
+#endif
+
 // The grey levels of one target row from its cells' counts, wide[j] telling which of
 // the pair's tables cell j takes. A function of its own, so that its few values stay
 // in registers: the stores into the row cannot be taken to change them, and the
 // worker's own values do not crowd them out.
-[[gnu::noinline]] void GreyRow(unsigned *row, const unsigned *sums, const uint8_t *wide, uint32_t n,
+[[gnu::noinline]] void GreyRow(unsigned *row, unsigned *sums, const uint8_t *wide, uint32_t n,
                                const GreyTable *pair) {
   const unsigned char *const levels[2] = {pair[0].levels.get(), pair[1].levels.get()};
   const uint32_t last[2] = {pair[0].last, pair[1].last};
@@ -99,7 +149,7 @@ struct GreyTable {
   if (levels[0][0] == levels[1][0]) {
     const unsigned blank = levels[0][0] * 0x010101u;
     for (; j + 8 <= n; j += 8) {
-      const unsigned *const s = sums + j;
+      unsigned *const s = sums + j;
       if ((s[0] | s[1] | s[2] | s[3] | s[4] | s[5] | s[6] | s[7]) == 0) {
         unsigned *const r = row + j;
         r[0] = r[1] = r[2] = r[3] = r[4] = r[5] = r[6] = r[7] = blank;
@@ -107,11 +157,13 @@ struct GreyTable {
       }
       for (uint32_t k = 0; k < 8; ++k) {
         row[j + k] = grey(j + k);
+        s[k] = 0;
       }
     }
   }
   for (; j < n; ++j) {
     row[j] = grey(j);
+    sums[j] = 0;
   }
 }
 
@@ -518,9 +570,36 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
       StepCursor();
     }
   };
+  // Eight cells at a time where the processor has AVX2 and the tables are small.
+  GreyWords words[2];
+  std::vector<uint32_t> wordStart;
+#if defined(__x86_64__)
+  const uint32_t top = std::max(std::max(maps[0][0].last, maps[0][1].last),
+                                std::max(maps[1][0].last, maps[1][1].last));
+  static const bool avx2 = __builtin_cpu_supports("avx2");
+  if (avx2 && top <= GreyWords::kMaxTop) {
+    try {
+      words[0].build(maps[0], top);
+      words[1].build(maps[1], top);
+      wordStart.resize(filled);
+      for (uint32_t j = 0; j < filled; ++j) {
+        wordStart[j] = wideColumn[j] != 0 ? top + 1 : 0;
+      }
+    } catch (const std::bad_alloc &) {
+      words[0].words.clear();  // the levels serve
+    }
+  }
+#endif
   const auto writeRow = [&](uint32_t row, uint32_t slot, uint32_t yRun) {
-    GreyRow(out[row], sums.data() + static_cast<size_t>(slot) * width, wideColumn.data(), filled,
-            maps[yRun == floorY ? 0 : 1]);
+    const unsigned pair = yRun == floorY ? 0 : 1;
+    unsigned *const rowSums = sums.data() + static_cast<size_t>(slot) * width;
+#if defined(__x86_64__)
+    if (!words[0].words.empty()) {
+      GreyRowAvx2(out[row], rowSums, wordStart.data(), filled, words[pair].words.data(), top);
+      return;
+    }
+#endif
+    GreyRow(out[row], rowSums, wideColumn.data(), filled, maps[pair]);
   };
   while (t < height && p < sh && !failed) {
     const uint32_t cap = RowsInBatch(kBatchRows);
@@ -539,7 +618,6 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     }
     if (blocks == 0) {
       const uint32_t yRun = tables.runs.rows[p];
-      std::fill(sums.begin(), sums.begin() + width, 0u);
       for (uint32_t k = 0; k < yRun && !failed;) {
         const uint32_t piece = RowsInBatch(yRun - k);
         failed = decode_reduce_rows_grey(piece, sums, nullptr, &info, dstIndex, counts, nullptr) !=
@@ -556,7 +634,6 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
       }
       continue;
     }
-    std::fill(sums.begin(), sums.begin() + static_cast<size_t>(blocks) * width, 0u);
     uint32_t firstFailed = rows;
     uint32_t finished = blocks;
     if (rows != 0 && decode_reduce_rows_grey(rows, sums, slots, &info, dstIndex, counts,

@@ -361,10 +361,8 @@ struct G4GreyPainter {
     if (cellStarts == nullptr || right <= left || srcBound == 0) {
       return 0;
     }
-    uint64_t lastSlot = 0;
-    for (uint32_t r = 0; slots != nullptr && r < rows; ++r) {
-      lastSlot = std::max<uint64_t>(lastSlot, slots[r]);
-    }
+    // The slots rise with the rows.
+    const uint64_t lastSlot = slots != nullptr && rows != 0 ? slots[rows - 1] : 0;
     if ((lastSlot + 1) * dstBound > held) {
       return 0;
     }
