@@ -234,7 +234,7 @@ int main(int argc, char **argv) {
     }
     if (!gOnly.empty()) {
       const double ms[] = {r.rows, r.bitmap, r.bilevel8, r.bilevel16, r.grey8};
-      std::printf("%s %s %s: %.2f ms\n", argv[2], layout, gOnly.c_str(),
+      std::printf("%s %s %s: %.3f ms\n", argv[2], layout, gOnly.c_str(),
                   1000 * *std::max_element(std::begin(ms), std::end(ms)));
       continue;
     }

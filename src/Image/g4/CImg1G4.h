@@ -222,10 +222,12 @@ class C2D_EXPORT CImg1G4 : public CImg {
   // `sums` (row 0 without slots). Without firstFailed a run outside the tables ends
   // the walk there; with it the walk goes on, and the first such row is kept in
   // *firstFailed (which the caller sets to `rows`).
+  // Without countPixels the counts may leave out pixels, for a caller that has no use
+  // for them.
   ImgErr decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sums,
                                  const uint32_t *slots, const G4ScaleInfo *info,
                                  const std::vector<unsigned int> &dstIndex, uint32_t *counts,
-                                 uint32_t *firstFailed);
+                                 uint32_t *firstFailed, bool countPixels = true);
   // The most rows a batch holds, and how many of `wanted` (at least 1) the next batch
   // may take: no more than kBatchRows, and none past the cursor's tile row unless it
   // is the last.

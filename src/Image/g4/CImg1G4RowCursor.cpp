@@ -42,7 +42,8 @@ struct PaintParams {
 // The painters that go into the decoder's row loop itself.
 template <typename Paint>
 constexpr bool kInLoop =
-    std::is_same_v<Paint, c2d::G4GreyPainter> || std::is_same_v<Paint, c2d::G4SumPainter>;
+    std::is_same_v<Paint, c2d::G4GreyPainter<true>> ||
+    std::is_same_v<Paint, c2d::G4GreyPainter<false>> || std::is_same_v<Paint, c2d::G4SumPainter>;
 template <c2d::G4Reduce kMode>
 constexpr bool kInLoop<c2d::G4ReducePainter<c2d::G4ColumnTable, kMode>> = true;
 template <>
@@ -339,31 +340,36 @@ ImgErr CImg1G4::decode_reduce_scanline_grey(std::vector<unsigned int> &sums, G4S
 ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int> &sumVector,
                                         const uint32_t *slots, const G4ScaleInfo *info,
                                         const std::vector<unsigned int> &indexVector,
-                                        uint32_t *counts, uint32_t *firstFailed) {
+                                        uint32_t *counts, uint32_t *firstFailed, bool countPixels) {
   std::fill(counts, counts + rows, 0u);
   // Black runs for background 0, white for anything else, the unset marker included.
   const Runs inkRuns = info->background == 0 ? Runs::kBlack : Runs::kWhite;
   // The vectors bound the indices as well as the widths they were made for.
   bool failed = false;
-  c2d::G4GreyPainter paint{sumVector.data(),
-                                 sumVector.size(),
-                                 slots,
-                                 indexVector.data(),
-                                 info->srcMap,
-                                 info->colRuns,
-                                 info->cellStart,
-                                 info->cellStart != nullptr ? info->dstShift : 0u,
-                                 std::min<uint64_t>(info->srcWidth, indexVector.size()),
-                                 info->dstWidth,
-                                 counts,
-                                 firstFailed,
-                                 &failed,
-                                 info->left,
-                                 info->right,
-                                 inkRuns,
-                                 0,
-                                 {}};
-  paint.wholeEnd = paint.WholeRunsEnd(rows);
-  const ImgErr walked = DecodeTileRows(rows, true, std::as_const(paint));
+  const auto walk = [&](auto counted) {
+    c2d::G4GreyPainter<decltype(counted)::value> paint{
+        sumVector.data(),
+        sumVector.size(),
+        slots,
+        indexVector.data(),
+        info->srcMap,
+        info->colRuns,
+        info->cellStart,
+        info->cellStart != nullptr ? info->dstShift : 0u,
+        std::min<uint64_t>(info->srcWidth, indexVector.size()),
+        info->dstWidth,
+        counts,
+        firstFailed,
+        &failed,
+        info->left,
+        info->right,
+        inkRuns,
+        0,
+        {}};
+    paint.wholeEnd = paint.WholeRunsEnd(rows);
+    return DecodeTileRows(rows, true, std::as_const(paint));
+  };
+  const ImgErr walked =
+      countPixels ? walk(std::true_type()) : walk(std::false_type());
   return walked != IMG_OK ? walked : failed ? IMG_DECODE_FAILED : IMG_OK;
 }

@@ -637,7 +637,7 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
     uint32_t firstFailed = rows;
     uint32_t finished = blocks;
     if (rows != 0 && decode_reduce_rows_grey(rows, sums, slots, &info, dstIndex, counts,
-                                             &firstFailed) != IMG_OK) {
+                                             &firstFailed, count != nullptr) != IMG_OK) {
       failed = true;
       finished = firstFailed < rows ? slots[firstFailed] : 0;
     } else {

@@ -1,11 +1,11 @@
-// The row loop instantiated for the grey reduction's painter, in a file of its own so
-// that its layout and the bilevel loops' do not move each other.
+// The row loop instantiated for the grey reduction's painter that counts pixels, in a
+// file of its own so that its layout and the other loops' do not move each other.
 #include "Image/g4/internal/G4DecodeLoop.h"
 
 namespace c2d {
 
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4GreyPainter &paint) {
+                      uint32_t rows, const G4GreyPainter<true> &paint) {
   return g4loop::DecodeTileRowsWith(tile, width, limitBytes, rows, paint);
 }
 

@@ -274,6 +274,9 @@ struct G4ColumnShift {
 // their pixels to counts[r]. A run outside the tables ends the row: without
 // firstFailed the walk stops there (IMG_DECODE_FAILED), with it the first such row
 // is kept in *firstFailed, *failed is set, and the walk goes on.
+// kCounts false: the row loop leaves the pixels uncounted, for a caller that has no
+// use for them (counts then only takes the other paths' pixels).
+template <bool kCounts>
 struct G4GreyPainter {
   unsigned int *sumData;
   uint64_t held;  // the counts sumData holds
@@ -387,17 +390,17 @@ struct G4GreyPainter {
   // count: two tests a run, and none between its two ends. Answers the index of the
   // first run it leaves to the general walk, which clips it or refuses it. Out of
   // line, so that the loop has the registers to itself.
-  template <bool kShift, bool kWeighted>
+  template <bool kShift, bool kWeighted, bool kCount = true>
   [[gnu::noinline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
                                                  uint32_t from, uint32_t lim,
                                                  const unsigned int *dstIndex,
                                                  const unsigned int *starts, unsigned cellShift,
                                                  unsigned int *sums, uint32_t weight,
                                                  uint32_t *count) {
-    return AddWholeRunsHere<kShift, kWeighted>(c, n, i, from, lim, dstIndex, starts, cellShift,
-                                               sums, weight, count);
+    return AddWholeRunsHere<kShift, kWeighted, kCount>(c, n, i, from, lim, dstIndex, starts,
+                                                       cellShift, sums, weight, count);
   }
-  template <bool kShift, bool kWeighted>
+  template <bool kShift, bool kWeighted, bool kCount = true>
   [[gnu::always_inline]] static uint32_t AddWholeRunsHere(const int32_t *c, uint32_t n, uint32_t i,
                                                  uint32_t from, uint32_t lim,
                                                  const unsigned int *dstIndex,
@@ -421,7 +424,9 @@ struct G4GreyPainter {
       }
       const uint64_t k0 = kShift ? d0 >> shift : dstIndex[d0];
       const uint64_t k1 = kShift ? d1 >> shift : dstIndex[d1];
-      sum += e - d0;
+      if (kCount) {
+        sum += e - d0;
+      }
       // The part of the first cell and of the last come out of min and max, the last
       // one's 0 when they are one cell: whether a run ends in its first cell is for
       // the data to say, and a branch on it would be mispredicted half the time.
@@ -435,7 +440,9 @@ struct G4GreyPainter {
       sums[k1] += times(e - std::max(lastStart, end));
     }
     i = static_cast<uint32_t>(at - c);
-    *count = sum;
+    if (kCount) {
+      *count = sum;
+    }
     return i;
   }
 
@@ -534,10 +541,12 @@ struct G4GreyPainter {
     const uint32_t r = last.first;
     uint32_t first = G4FirstRun(c, inkRuns);
     first = cellShift != 0
-                ? AddWholeRunsHere<true, false>(c, n, first, from, wholeEnd - 1u, indexOf,
-                                                cellStarts, cellShift, RowSums(r), 1, counts + r)
-                : AddWholeRunsHere<false, false>(c, n, first, from, wholeEnd - 1u, indexOf,
-                                                 cellStarts, 0, RowSums(r), 1, counts + r);
+                ? AddWholeRunsHere<true, false, kCounts>(c, n, first, from, wholeEnd - 1u,
+                                                         indexOf, cellStarts, cellShift,
+                                                         RowSums(r), 1, counts + r)
+                : AddWholeRunsHere<false, false, kCounts>(c, n, first, from, wholeEnd - 1u,
+                                                          indexOf, cellStarts, 0, RowSums(r), 1,
+                                                          counts + r);
     if (first < n) {
       (void)Paint<false>(c, numChanges, first, tile.getXOffset(), r, 1);
     }

@@ -48,7 +48,9 @@ template <typename Column, G4Reduce kMode>
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4ReducePainter<Column, kMode> &paint);
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
-                      uint32_t rows, const G4GreyPainter &paint);
+                      uint32_t rows, const G4GreyPainter<true> &paint);
+bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
+                      uint32_t rows, const G4GreyPainter<false> &paint);
 bool G4DecodeTileRows(Img1G4Tile &tile, unsigned int width, unsigned long long limitBytes,
                       uint32_t rows, const G4SumPainter &paint);
 
