@@ -110,18 +110,22 @@ TEST(CImg1G4ScaleTest, ReductionsKeepEveryOnePixelLineOrSampleFirstPixels) {
 }
 
 TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
-  // A whole ratio, blocks of all four sizes, and (from 192 columns) cells 4 and 16 wide.
-  const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}, {48, 73}, {12, 21}};
-  // Paper 0 sums black runs; 1 and the unset marker sum white ones.
-  for (int paper : {0, 1, -1}) {
-    TiledPage page = MakeTiledPage(StrokePage(203, 157, 9, 0.15), 64, 48);
+  // A whole ratio, blocks of all four sizes, (from 192 columns) cells 4 and 16 wide,
+  // and cells too large for the grey words.
+  const unsigned sizes[][2] = {{101, 78}, {50, 40}, {29, 21}, {48, 73}, {12, 21}, {2, 1}};
+  // Paper 0 sums black runs; 1 and the unset marker sum white ones. Noisy strokes, and
+  // bars whose rows copy one another across target rows.
+  for (int kind : {0, 1, -1, 2}) {
+    const int paper = kind == 2 ? 0 : kind;
+    TiledPage page = MakeTiledPage(
+        kind == 2 ? BarsPage(203, 157, 9) : StrokePage(203, 157, 9, 0.15), 64, 48);
     if (paper >= 0) {
       page.image->setBackgroundColor(static_cast<unsigned>(paper));
     }
     for (const ImgRect &r : {ImgRect(3u, 5u, 199u, 150u), ImgRect(3u, 5u, 194u, 150u)}) {
       const std::vector<g4test::Run> runs = PaintedRuns(page, r, paper != 0);
       for (const auto &[w, h] : sizes) {
-        SCOPED_TRACE(testing::Message() << paper << " to " << w << " from " << r.getWidth());
+        SCOPED_TRACE(testing::Message() << kind << " to " << w << " from " << r.getWidth());
         // Sums by run: a leading white run overlapping its tile's left can make a cell full.
         const unsigned sw = r.getWidth();
         std::vector<unsigned> cell(sw * r.getHeight()), sums(w * h), areas(w * h);
@@ -220,6 +224,8 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
   const Bitmap light = StrokePage(203, 157, 4, 0.15), dark = StrokePage(203, 157, 4, 0.9);
   // An ink share of about 0.4: light paper, though far above a lowered threshold.
   const Bitmap heavy = StrokePage(203, 157, 4, 0.35);
+  // Most of the ink in rows that copy the row above: their pixels decide the paper.
+  const Bitmap bars = BarsPage(203, 157, 4, 30, 4);
   const ImgRect all(0u, 0u, 202u, 156u);
   struct Case {
     const char *name;
@@ -235,6 +241,7 @@ TEST(CImg1G4ScaleTest, GreyWithTheBackgroundLearnedOnTheWayMatchesCountingItFirs
       {"dark paper", tiled(dark), all, 51, 40},
       {"a rectangle", tiled(light), ImgRect(3u, 5u, 199u, 150u), 29, 21},
       {"heavy ink on light paper", tiled(heavy), all, 26, 20},
+      {"dark bars", tiled(bars), all, 26, 20},
       {"the same size", tiled(light), all, 203, 157},
       {"a failed row", BackwardRunTile, ImgRect(0u, 0u, 15u, 7u), 8, 4},
   };

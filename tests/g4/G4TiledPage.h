@@ -134,6 +134,27 @@ inline Bitmap StrokePage(unsigned w, unsigned h, uint64_t seed, double noise = 0
   return page;
 }
 
+// Bars down many rows (rows that copy the one above, across tiles and target rows),
+// bars of up to `widest` columns and gaps of up to `gaps`, a thick band and a white
+// last column.
+inline Bitmap BarsPage(unsigned w, unsigned h, uint64_t seed, unsigned widest = 9,
+                       unsigned gaps = 20) {
+  Bitmap page(w, h);
+  Rng rng(seed);
+  for (unsigned x = rng.below(5); x + 1 < w;) {
+    const unsigned bar = 1 + rng.below(widest), top = rng.below(h / 4);
+    const unsigned bottom = std::min(h, top + h / 2 + rng.below(h));
+    for (unsigned y = top; y < bottom; ++y) {
+      page.fill(x, std::min(x + bar, w - 1), y);
+    }
+    x += bar + 1 + rng.below(gaps);
+  }
+  for (unsigned y = h / 3; y < h / 3 + 5 && y < h; ++y) {
+    page.fill(w / 5, w - 1, y);
+  }
+  return page;
+}
+
 }  // namespace g4test
 
 #endif  // TESTS_G4_G4TILEDPAGE_H_
