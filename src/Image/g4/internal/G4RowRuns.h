@@ -388,25 +388,15 @@ struct G4GreyPainter {
   // WholeRunsEnd), their cells found by a shift (kShift) or by the cells' first
   // columns, added `weight` times (once unless kWeighted) to sums and their pixels to
   // count: two tests a run, and none between its two ends. Answers the index of the
-  // first run it leaves to the general walk, which clips it or refuses it. Out of
-  // line, so that the loop has the registers to itself.
+  // first run it leaves to the general walk, which clips it or refuses it. Inline in
+  // the row loop (AddOne); AddList calls it through a pointer, out of line.
   template <bool kShift, bool kWeighted, bool kCount = true>
-  [[gnu::noinline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
-                                                 uint32_t from, uint32_t lim,
-                                                 const unsigned int *dstIndex,
-                                                 const unsigned int *starts, unsigned cellShift,
-                                                 unsigned int *sums, uint32_t weight,
-                                                 uint32_t *count) {
-    return AddWholeRunsHere<kShift, kWeighted, kCount>(c, n, i, from, lim, dstIndex, starts,
-                                                       cellShift, sums, weight, count);
-  }
-  template <bool kShift, bool kWeighted, bool kCount = true>
-  [[gnu::always_inline]] static uint32_t AddWholeRunsHere(const int32_t *c, uint32_t n, uint32_t i,
-                                                 uint32_t from, uint32_t lim,
-                                                 const unsigned int *dstIndex,
-                                                 const unsigned int *starts, unsigned cellShift,
-                                                 unsigned int *sums, uint32_t weight,
-                                                 uint32_t *count) {
+  [[gnu::always_inline]] static uint32_t AddWholeRuns(const int32_t *c, uint32_t n, uint32_t i,
+                                                      uint32_t from, uint32_t lim,
+                                                      const unsigned int *dstIndex,
+                                                      const unsigned int *starts,
+                                                      unsigned cellShift, unsigned int *sums,
+                                                      uint32_t weight, uint32_t *count) {
     const unsigned shift = kShift ? cellShift - 1u : 0u;
     const auto times = [weight](uint32_t v) { return kWeighted ? v * weight : v; };
     // The pixels are the sum of the runs' lengths, c[i] - c[i - 1] each.
@@ -541,10 +531,10 @@ struct G4GreyPainter {
     const uint32_t r = last.first;
     uint32_t first = G4FirstRun(c, inkRuns);
     first = cellShift != 0
-                ? AddWholeRunsHere<true, false, kCounts>(c, n, first, from, wholeEnd - 1u,
+                ? AddWholeRuns<true, false, kCounts>(c, n, first, from, wholeEnd - 1u,
                                                          indexOf, cellStarts, cellShift,
                                                          RowSums(r), 1, counts + r)
-                : AddWholeRunsHere<false, false, kCounts>(c, n, first, from, wholeEnd - 1u,
+                : AddWholeRuns<false, false, kCounts>(c, n, first, from, wholeEnd - 1u,
                                                           indexOf, cellStarts, 0, RowSums(r), 1,
                                                           counts + r);
     if (first < n) {
