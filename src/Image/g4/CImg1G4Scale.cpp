@@ -576,8 +576,8 @@ CImg32 *CImg1G4::ReduceGrey(unsigned width, unsigned height, const ImgRect &sour
 #if defined(__x86_64__)
   const uint32_t top = std::max(std::max(maps[0][0].last, maps[0][1].last),
                                 std::max(maps[1][0].last, maps[1][1].last));
-  static const bool avx2 = __builtin_cpu_supports("avx2");
-  if (avx2 && top <= GreyWords::kMaxTop) {
+  // The processor's features as libgcc found them at load: a load, and no lock.
+  if (__builtin_cpu_supports("avx2") && top <= GreyWords::kMaxTop) {
     try {
       words[0].build(maps[0], top);
       words[1].build(maps[1], top);
