@@ -117,8 +117,8 @@ TEST(CImg1G4ScaleTest, GreyLevelsCountTheRunsOfEachBlock) {
   // bars whose rows copy one another across target rows.
   for (int kind : {0, 1, -1, 2}) {
     const int paper = kind == 2 ? 0 : kind;
-    TiledPage page = MakeTiledPage(
-        kind == 2 ? BarsPage(203, 157, 9) : StrokePage(203, 157, 9, 0.15), 64, 48);
+    TiledPage page =
+        MakeTiledPage(kind == 2 ? BarsPage(203, 157, 9) : StrokePage(203, 157, 9, 0.15), 64, 48);
     if (paper >= 0) {
       page.image->setBackgroundColor(static_cast<unsigned>(paper));
     }

@@ -369,7 +369,6 @@ ImgErr CImg1G4::decode_reduce_rows_grey(uint32_t rows, std::vector<unsigned int>
     paint.wholeEnd = paint.WholeRunsEnd(rows);
     return DecodeTileRows(rows, true, std::as_const(paint));
   };
-  const ImgErr walked =
-      countPixels ? walk(std::true_type()) : walk(std::false_type());
+  const ImgErr walked = countPixels ? walk(std::true_type()) : walk(std::false_type());
   return walked != IMG_OK ? walked : failed ? IMG_DECODE_FAILED : IMG_OK;
 }

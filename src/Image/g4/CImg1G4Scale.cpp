@@ -106,8 +106,8 @@ struct GreyWords {
 // cell j's table starts in them: an empty block by one test, the others by one
 // gather.
 __attribute__((target("avx2"), noinline)) void GreyRowAvx2(unsigned *row, unsigned *sums,
-                                                         const uint32_t *start, uint32_t n,
-                                                         const uint32_t *words, uint32_t top) {
+                                                           const uint32_t *start, uint32_t n,
+                                                           const uint32_t *words, uint32_t top) {
   const __m256i blank = _mm256_set1_epi32(static_cast<int>(words[0]));
   const bool blanks = words[0] == words[top + 1];
   const __m256i most = _mm256_set1_epi32(static_cast<int>(top));
@@ -118,8 +118,9 @@ __attribute__((target("avx2"), noinline)) void GreyRowAvx2(unsigned *row, unsign
       _mm256_storeu_si256(reinterpret_cast<__m256i *>(row + j), blank);
       continue;
     }
-    const __m256i at = _mm256_add_epi32(
-        _mm256_min_epu32(s, most), _mm256_loadu_si256(reinterpret_cast<const __m256i *>(start + j)));
+    const __m256i at =
+        _mm256_add_epi32(_mm256_min_epu32(s, most),
+                         _mm256_loadu_si256(reinterpret_cast<const __m256i *>(start + j)));
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(row + j),
                         _mm256_i32gather_epi32(reinterpret_cast<const int *>(words), at, 4));
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(sums + j), _mm256_setzero_si256());

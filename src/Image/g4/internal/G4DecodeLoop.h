@@ -425,7 +425,8 @@ inline short DecodeRun(RowState &s, const G4DecodeTables &t, bool &moved) {
 
 // Horizontal mode: two runs, of a0's colour and then of the other. Out of line, as
 // the end of block below: a row loop with them inline ran 3-7 % slower in strips.
-[[gnu::noinline]] inline short DecodeHorizontal(RowState &s, const G4DecodeTables &t, uint32_t mode) {
+[[gnu::noinline]] inline short DecodeHorizontal(RowState &s, const G4DecodeTables &t,
+                                                uint32_t mode) {
   if (!s.bits.Consume(G4EntryLength(mode))) {
     return G4_DECODE_NO_DATA;
   }
@@ -709,7 +710,6 @@ short DecodeRows(Img1G4Tile *tile, unsigned int width, unsigned long long limitB
   }
   return result;
 }
-
 
 // The painters' walks: each instantiates the row loop with its painter inlined.
 template <typename Painter>

@@ -444,10 +444,9 @@ struct G4GreyPainter {
     if (wholeEnd != 0) {
       const uint32_t n = numChanges >= 2 ? numChanges - 2 : 0;
       const uint32_t from = x - 1u - left;
-      const auto add = cellShift != 0 ? (weight == 1 ? &AddWholeRuns<true, false>
-                                                     : &AddWholeRuns<true, true>)
-                                      : (weight == 1 ? &AddWholeRuns<false, false>
-                                                     : &AddWholeRuns<false, true>);
+      const auto add =
+          cellShift != 0 ? (weight == 1 ? &AddWholeRuns<true, false> : &AddWholeRuns<true, true>)
+                         : (weight == 1 ? &AddWholeRuns<false, false> : &AddWholeRuns<false, true>);
       first = add(c, n, first, from, wholeEnd - 1u, indexOf, cellStarts, cellShift, RowSums(r),
                   weight, counts + r);
       if (first >= n) {
@@ -530,13 +529,12 @@ struct G4GreyPainter {
     const uint32_t from = tile.getXOffset() - 1u - left;
     const uint32_t r = last.first;
     uint32_t first = G4FirstRun(c, inkRuns);
-    first = cellShift != 0
-                ? AddWholeRuns<true, false, kCounts>(c, n, first, from, wholeEnd - 1u,
-                                                         indexOf, cellStarts, cellShift,
-                                                         RowSums(r), 1, counts + r)
-                : AddWholeRuns<false, false, kCounts>(c, n, first, from, wholeEnd - 1u,
-                                                          indexOf, cellStarts, 0, RowSums(r), 1,
-                                                          counts + r);
+    first =
+        cellShift != 0
+            ? AddWholeRuns<true, false, kCounts>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                 cellStarts, cellShift, RowSums(r), 1, counts + r)
+            : AddWholeRuns<false, false, kCounts>(c, n, first, from, wholeEnd - 1u, indexOf,
+                                                  cellStarts, 0, RowSums(r), 1, counts + r);
     if (first < n) {
       (void)Paint<false>(c, numChanges, first, tile.getXOffset(), r, 1);
     }
@@ -622,8 +620,8 @@ struct G4GreyPainter {
     uint32_t count = 0;
     uint32_t first = G4FirstRun(c, inkRuns);
     if (wholeEnd != 0) {
-      first = CollectWholeRuns(c, n, first, x - 1u - left, wholeEnd - 1u, indexOf, cellStarts,
-                               cell, part, parts, count);
+      first = CollectWholeRuns(c, n, first, x - 1u - left, wholeEnd - 1u, indexOf, cellStarts, cell,
+                               part, parts, count);
     }
     // Runs left over (too many parts, or not whole): the list goes to each target row
     // as it would within one.
